@@ -1,0 +1,49 @@
+# The entry points a newcomer needs. Each installs what it needs first.
+.PHONY: setup build test test-unit fuzz-smoke demo bench fuzz asan tsan clean
+
+FUZZ_SECONDS ?= 60
+FUZZ_SMOKE_SECONDS ?= 5
+
+setup:
+	@scripts/setup.sh
+
+build: setup
+	cmake --preset default >/dev/null
+	cmake --build --preset default
+
+# Every test of the default build, then each fuzzer for a few seconds.
+test: test-unit fuzz-smoke
+
+test-unit: build
+	ctest --preset default
+
+fuzz-smoke: setup
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz
+	scripts/run-fuzzers.sh build/fuzz $(FUZZ_SMOKE_SECONDS)
+
+demo: build
+	build/default/VantorLauncher/vantor-demo
+
+bench: setup
+	cmake --preset release >/dev/null
+	cmake --build --preset release
+	scripts/run-benchmarks.sh build/release
+
+fuzz: setup
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz
+	scripts/run-fuzzers.sh build/fuzz $(FUZZ_SECONDS)
+
+asan: setup
+	cmake --preset asan >/dev/null
+	cmake --build --preset asan
+	ctest --preset asan
+
+tsan: setup
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan
+	ctest --preset tsan
+
+clean:
+	rm -rf build

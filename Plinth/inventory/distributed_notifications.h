@@ -1,0 +1,121 @@
+// System-wide notifications between processes: one application tells another
+// by a named notification that may carry a text object.
+//
+// Delivery rules: an observer registered with an object gets only posts of its
+// name with an equal object; one registered without an object gets every post
+// of its name; a post without an object reaches only observers registered
+// without one. Observers are called on the run loop of the thread that
+// registered them. Posts are delivered immediately, also to observers in the
+// posting process.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <type_traits>
+
+namespace Plinth {
+
+// A notification name as a value of its own type (as opposed to plain text).
+struct NotificationName {
+  std::string rawValue;
+  explicit NotificationName(std::string raw) : rawValue(std::move(raw)) {}
+  friend bool operator==(const NotificationName&, const NotificationName&) = default;
+};
+
+// What an observer is called with.
+struct DistributedNotification {
+  std::string name;
+  std::optional<std::string> object;
+};
+
+// The notification centre: the platform service behind DistributedNotifications.
+class DistributedNotificationCenter {
+ public:
+  // The operation invoked on an observer.
+  using Selector = std::function<void(const DistributedNotification&)>;
+
+  virtual ~DistributedNotificationCenter() = default;
+
+  // The process's centre on the user's session. Created on first use; lives
+  // until the process ends.
+  [[nodiscard]] static DistributedNotificationCenter& defaultCenter();
+
+  // Registers `selector` for posts of `name` (and `object`, when given).
+  // `observer` is only an identity for removal: the centre never dereferences
+  // it and does not keep it alive, so remove it before it is destroyed.
+  virtual void addObserver(const void* observer, Selector selector, const std::string& name,
+                           const std::optional<std::string>& object) = 0;
+
+  // Removes every registration of `observer` for `name`, whatever object it
+  // was made with. A call already under way may still finish.
+  virtual void removeObserver(const void* observer, const std::string& name) = 0;
+
+  // Posts `name` with `object` to every process on the session, this one
+  // included, without waiting for observers.
+  virtual void post(const std::string& name, const std::optional<std::string>& object) = 0;
+
+  // Nothing while the centre reaches other processes; otherwise the reason it
+  // cannot (for example, no session bus). Registrations and posts made while
+  // unavailable have no effect.
+  [[nodiscard]] virtual std::optional<std::string> unavailableReason() = 0;
+
+  // Called, on the run loop of the thread that first used the centre, when it loses
+  // its link to other processes after having had one. Later calls replace the
+  // handler.
+  virtual void setConnectionLostHandler(std::function<void(const std::string& reason)> handler) = 0;
+};
+
+// Target and selector observers: `selector` is a member function of T taking
+// nothing or the notification.
+template <typename T, typename Method>
+DistributedNotificationCenter::Selector makeSelector(T* observer, Method selector) {
+  if constexpr (std::is_invocable_v<Method, T*, const DistributedNotification&>) {
+    return [observer, selector](const DistributedNotification& n) { (observer->*selector)(n); };
+  } else {
+    static_assert(std::is_invocable_v<Method, T*>, "a selector takes nothing or the notification");
+    return [observer, selector](const DistributedNotification&) { (observer->*selector)(); };
+  }
+}
+
+// Static front of the centre. Every operation also exists with the centre as
+// first argument, for callers that are handed one.
+class DistributedNotifications {
+ public:
+  DistributedNotifications() = delete;
+
+  template <typename T, typename Method>
+  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
+                          const std::string& name, const std::optional<std::string>& object = std::nullopt) {
+    center.addObserver(observer, makeSelector(observer, selector), name, object);
+  }
+  template <typename T, typename Method>
+  static void addObserver(T* observer, Method selector, const std::string& name,
+                          const std::optional<std::string>& object = std::nullopt) {
+    addObserver(DistributedNotificationCenter::defaultCenter(), observer, selector, name, object);
+  }
+  template <typename T, typename Method>
+  static void addObserver(T* observer, Method selector, const NotificationName& name) {
+    addObserver(observer, selector, name.rawValue);
+  }
+
+  static void removeObserver(DistributedNotificationCenter& center, const void* observer, const std::string& name) {
+    center.removeObserver(observer, name);
+  }
+  static void removeObserver(const void* observer, const std::string& name) {
+    removeObserver(DistributedNotificationCenter::defaultCenter(), observer, name);
+  }
+  static void removeObserver(const void* observer, const NotificationName& name) {
+    removeObserver(observer, name.rawValue);
+  }
+
+  static void post(DistributedNotificationCenter& center, const std::string& name,
+                   const std::optional<std::string>& object) {
+    center.post(name, object);
+  }
+  static void post(const std::string& name, const std::optional<std::string>& object) {
+    post(DistributedNotificationCenter::defaultCenter(), name, object);
+  }
+};
+
+}  // namespace Plinth

@@ -1,0 +1,36 @@
+// The workspace: the running applications and the opening of applications.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Plinth {
+
+struct RunningApplication {
+  int processIdentifier = 0;
+  // The CFBundleIdentifier of the bundle the executable lies in; nothing for
+  // processes outside bundles.
+  std::optional<std::string> bundleIdentifier;
+  std::optional<std::filesystem::path> bundlePath;
+};
+
+class Workspace {
+ public:
+  virtual ~Workspace() = default;
+
+  // The workspace of this machine. Created on first use; lives until exit.
+  [[nodiscard]] static Workspace& shared();
+
+  // The processes running now, in the platform's order. Processes that vanish
+  // or cannot be read while the list is made are left out.
+  [[nodiscard]] virtual std::vector<RunningApplication> runningApplications() const = 0;
+
+  // Starts the application whose bundle is at `url`, detached from this
+  // process so that it outlives it. The outcome is neither awaited nor
+  // reported: a missing bundle or a failed start changes nothing here.
+  virtual void openApplication(const std::filesystem::path& url) = 0;
+};
+
+}  // namespace Plinth

@@ -1,0 +1,34 @@
+// The workspace on Linux: running applications from /proc, applications
+// opened as detached processes.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "Plinth/inventory/workspace.h"
+
+namespace Plinth {
+
+class LinuxWorkspace final : public Workspace {
+ public:
+  // `procRoot` is the process table's folder (/proc on a real machine).
+  explicit LinuxWorkspace(std::filesystem::path procRoot = "/proc") : procRoot_(std::move(procRoot)) {}
+
+  // Every process whose executable could be read, in ascending pid order. A
+  // process has a bundle identifier when its executable lies at
+  // Name.app/Contents/MacOS/<file> and that bundle's Info.plist names one.
+  std::vector<RunningApplication> runningApplications() const override;
+
+  void openApplication(const std::filesystem::path& url) override;
+
+  // What openApplication does, with its outcome: the pid of the started
+  // executable, or nothing when it could not be started. The child runs in a
+  // session of its own with its standard streams on /dev/null and no other
+  // descriptors; it is reaped when it ends, so it never lingers as a zombie.
+  std::optional<int> launchApplication(const std::filesystem::path& url);
+
+ private:
+  std::filesystem::path procRoot_;
+};
+
+}  // namespace Plinth

@@ -1,0 +1,165 @@
+// The launcher's start-up rules, against fake platform services.
+#include "VantorLauncher/app_delegate.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace VantorLauncher {
+namespace {
+
+struct FakeWorkspace : Plinth::Workspace {
+  std::vector<Plinth::RunningApplication> running;
+  std::vector<std::filesystem::path> opened;
+  std::vector<Plinth::RunningApplication> runningApplications() const override { return running; }
+  void openApplication(const std::filesystem::path& url) override { opened.push_back(url); }
+};
+
+struct FakeCenter : Plinth::DistributedNotificationCenter {
+  struct Observer {
+    const void* observer;
+    Selector selector;
+    std::string name;
+    std::optional<std::string> object;
+  };
+  std::vector<Observer> observers;
+  std::optional<std::string> unavailable;
+  std::function<void(const std::string&)> lost;
+
+  void addObserver(const void* o, Selector s, const std::string& n, const std::optional<std::string>& obj) override {
+    observers.push_back({o, std::move(s), n, obj});
+  }
+  void removeObserver(const void* o, const std::string& n) override {
+    std::erase_if(observers, [&](const Observer& x) { return x.observer == o && x.name == n; });
+  }
+  // The delivery rules, as the real centre applies them.
+  void post(const std::string& n, const std::optional<std::string>& obj) override {
+    for (auto& x : observers) {
+      if (x.name == n && (!x.object || x.object == obj)) x.selector({n, obj});
+    }
+  }
+  std::optional<std::string> unavailableReason() override { return unavailable; }
+  void setConnectionLostHandler(std::function<void(const std::string&)> h) override { lost = std::move(h); }
+};
+
+struct FakeApplication : Plinth::Application {
+  std::vector<int> terminations;
+  void terminate(int status) override { terminations.push_back(status); }
+};
+
+Plinth::RunningApplication app(int pid, std::optional<std::string> id) { return {pid, std::move(id), std::nullopt}; }
+
+class AppDelegateTest : public ::testing::Test {
+ protected:
+  FakeWorkspace workspace;
+  FakeCenter center;
+  FakeApplication application;
+  std::optional<std::string> bundlePath = "/Applications/Vantor.app/Contents/Library/LoginItems/VantorLauncher.app";
+
+  AppDelegate makeDelegate(Plinth::Application* a) {
+    return AppDelegate({a, workspace, center, [this] { return bundlePath; }});
+  }
+};
+
+TEST_F(AppDelegateTest, AlreadyRunningTerminatesAtOnceWithoutObservingOrOpening) {
+  workspace.running = {app(1, std::nullopt), app(7, "com.brenwick.vantor")};
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  EXPECT_EQ(application.terminations, std::vector<int>{0});
+  EXPECT_TRUE(center.observers.empty());
+  EXPECT_TRUE(workspace.opened.empty());
+}
+
+TEST_F(AppDelegateTest, NotRunningOpensMainApplicationAndQuitsOnlyOnKillmeFromIt) {
+  workspace.running = {app(1, std::nullopt), app(2, "com.brenwick.other")};
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  EXPECT_EQ(workspace.opened, std::vector<std::filesystem::path>{"/Applications/Vantor.app"});
+  EXPECT_TRUE(application.terminations.empty());
+
+  center.post("killme", "com.brenwick.other");
+  center.post("killme", std::nullopt);
+  center.post("other", "com.brenwick.vantor");
+  EXPECT_TRUE(application.terminations.empty());
+
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_EQ(application.terminations, std::vector<int>{0});
+}
+
+TEST_F(AppDelegateTest, IdentifierMatchingIsCaseSensitiveAndWhole) {
+  workspace.running = {app(3, "com.brenwick.Vantor"), app(4, "com.brenwick.vantor.helper"),
+                       app(5, " com.brenwick.vantor")};
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  EXPECT_EQ(workspace.opened.size(), 1u);
+  EXPECT_TRUE(application.terminations.empty());
+}
+
+TEST_F(AppDelegateTest, ObservesWithTheConfiguredIdentifier) {
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.mainIdentifier = "org.example.main";
+  delegate.applicationDidFinishLaunching();
+  ASSERT_EQ(center.observers.size(), 1u);
+  EXPECT_EQ(center.observers[0].name, "killme");
+  EXPECT_EQ(center.observers[0].object, "org.example.main");
+  EXPECT_EQ(center.observers[0].observer, &delegate);
+}
+
+TEST_F(AppDelegateTest, WithoutSessionBusStillOpensThenFails) {
+  center.unavailable = "no D-Bus session bus: Cannot autolaunch D-Bus without X11 $DISPLAY";
+  AppDelegate delegate = makeDelegate(&application);
+  testing::internal::CaptureStderr();
+  delegate.applicationDidFinishLaunching();
+  const std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(workspace.opened.size(), 1u);
+  EXPECT_EQ(application.terminations, std::vector<int>{1});
+  EXPECT_NE(err.find("session bus"), std::string::npos) << err;
+}
+
+TEST_F(AppDelegateTest, LosingTheBusWhileWaitingTerminatesWithFailure) {
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  ASSERT_TRUE(center.lost);
+  testing::internal::CaptureStderr();
+  center.lost("Underlying GIOStream returned 0 bytes");
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("session bus"), std::string::npos);
+  EXPECT_EQ(application.terminations, std::vector<int>{1});
+}
+
+TEST(MainApplicationURL, DropsTheLastFourComponents) {
+  EXPECT_EQ(AppDelegate::mainApplicationURL("/Applications/Vantor.app/Contents/Library/LoginItems/VantorLauncher.app"),
+            "/Applications/Vantor.app");
+  // Only the count matters, not the names.
+  EXPECT_EQ(AppDelegate::mainApplicationURL("/x/y/z/a/b/c/d"), "/x/y/z");
+  EXPECT_EQ(AppDelegate::mainApplicationURL("rel/a/b/c/d"), "rel");
+}
+
+TEST(MainApplicationURL, ExactlyFourComponentsLeaveTheEmptyPath) {
+  EXPECT_EQ(AppDelegate::mainApplicationURL("/a/b/c"), "");
+}
+
+TEST(MainApplicationURLDeathTest, FewerThanFourComponentsStopTheProcess) {
+  EXPECT_DEATH((void)AppDelegate::mainApplicationURL("/a/b"), "fewer than four components");
+  EXPECT_DEATH((void)AppDelegate::mainApplicationURL(""), "fewer than four components");
+}
+
+TEST_F(AppDelegateTest, ShortBundlePathStopsAfterObserving) {
+  bundlePath = "/a/b";
+  AppDelegate delegate = makeDelegate(&application);
+  EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "fewer than four components");
+}
+
+TEST_F(AppDelegateTest, AbsentBundlePathStopsTheProcess) {
+  bundlePath = std::nullopt;
+  AppDelegate delegate = makeDelegate(&application);
+  EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "bundle path is absent");
+}
+
+TEST_F(AppDelegateTest, AbsentApplicationObjectStopsTheProcessWhenTerminating) {
+  workspace.running = {app(7, "com.brenwick.vantor")};
+  AppDelegate delegate = makeDelegate(nullptr);
+  EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "shared application object is absent");
+}
+
+}  // namespace
+}  // namespace VantorLauncher

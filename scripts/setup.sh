@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Installs the Debian packages this project builds, tests and benchmarks with.
+# Does nothing when every package is already present; uses sudo when not root.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  cmake ninja-build g++ clang pkg-config libclang-rt-14-dev
+  # test and benchmark frameworks
+  libgtest-dev libgmock-dev libbenchmark-dev
+  # libraries the code links
+  libglib2.0-dev libicu-dev libcurl4-openssl-dev ca-certificates
+  libplist-dev zlib1g-dev libsimdjson-dev
+  # run-time data and tools the tests and demo drive for real
+  dbus-daemon libglib2.0-bin shared-mime-info hicolor-icon-theme
+  python3 python3-dbusmock libcpp-httplib-dev procps gzip iproute2 util-linux
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "setup: installing ${missing[*]}" >&2
+sudo=()
+[ "$(id -u)" -eq 0 ] || sudo=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq
+"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,44 @@
+#include "testing/bundle_builder.h"
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+namespace Vantor::Testing {
+
+std::string infoPlist(const std::map<std::string, std::string>& entries, bool binary) {
+  plist_t dict = plist_new_dict();
+  for (const auto& [key, value] : entries) plist_dict_set_item(dict, key.c_str(), plist_new_string(value.c_str()));
+  char* out = nullptr;
+  uint32_t length = 0;
+  if (binary) {
+    plist_to_bin(dict, &out, &length);
+  } else {
+    plist_to_xml(dict, &out, &length);
+  }
+  plist_free(dict);
+  std::string bytes(out, length);
+  std::free(out);
+  return bytes;
+}
+
+std::filesystem::path makeBundle(const BundleSpec& spec) {
+  namespace fs = std::filesystem;
+  const fs::path macos = spec.path / "Contents" / "MacOS";
+  fs::create_directories(macos);
+  const fs::path executable = macos / spec.executable.filename();
+  fs::copy_file(spec.executable, executable, fs::copy_options::overwrite_existing);
+  fs::permissions(executable, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                                  fs::perms::others_read | fs::perms::others_exec);
+  std::map<std::string, std::string> entries = spec.extraInfo;
+  entries["CFBundleIdentifier"] = spec.identifier;
+  entries["CFBundleExecutable"] = spec.executable.filename().string();
+  std::ofstream info(spec.path / "Contents" / "Info.plist", std::ios::binary);
+  info << infoPlist(entries, spec.binaryPlist);
+  if (!info) throw std::runtime_error("cannot write Info.plist in " + spec.path.string());
+  return executable;
+}
+
+}  // namespace Vantor::Testing
