@@ -8,10 +8,10 @@
 namespace Vantor::Testing {
 
 struct BundleSpec {
-  std::filesystem::path path;            // the Name.app folder to create
-  std::string identifier;                // CFBundleIdentifier
-  std::filesystem::path executable;      // copied (not linked) into Contents/MacOS
-  std::map<std::string, std::string> extraInfo;  // further text keys of Info.plist
+  std::filesystem::path path = {};           // the Name.app folder to create
+  std::string identifier = {};               // CFBundleIdentifier
+  std::filesystem::path executable = {};     // copied (not linked) into Contents/MacOS
+  std::map<std::string, std::string> extraInfo = {};  // further text keys of Info.plist
   bool binaryPlist = false;              // write Info.plist in the binary format
 };
 

@@ -55,7 +55,12 @@ ChildProcess::ChildProcess(const ChildOptions& options) {
   sigset_t all;
   sigemptyset(&none);
   sigfillset(&all);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  if (options.newProcessGroup) {
+    flags |= POSIX_SPAWN_SETPGROUP;
+    posix_spawnattr_setpgroup(&attributes, 0);
+  }
+  posix_spawnattr_setflags(&attributes, flags);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &all);
   const int error = posix_spawnp(&pid_, argv[0], &actions, &attributes, argv.data(), envp.data());
@@ -97,6 +102,8 @@ std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) 
 void ChildProcess::kill(int signal) {
   if (!status_) ::kill(pid_, signal);
 }
+
+void ChildProcess::killGroup(int signal) { ::kill(-pid_, signal); }
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;

@@ -13,11 +13,12 @@
 namespace Vantor::Testing {
 
 struct ChildOptions {
-  std::vector<std::string> argv;  // argv[0] is the program (searched in PATH)
+  std::vector<std::string> argv = {};  // argv[0] is the program (searched in PATH)
   // Changes to this process's environment: a value sets, nothing unsets.
-  std::map<std::string, std::optional<std::string>> environment;
-  std::filesystem::path stdoutFile;  // empty: /dev/null
-  std::filesystem::path stderrFile;  // empty: /dev/null
+  std::map<std::string, std::optional<std::string>> environment = {};
+  std::filesystem::path stdoutFile = {};  // empty: /dev/null
+  std::filesystem::path stderrFile = {};  // empty: /dev/null
+  bool newProcessGroup = false;      // lead a process group of its own (see killGroup)
 };
 
 class ChildProcess {
@@ -34,6 +35,8 @@ class ChildProcess {
   std::optional<int> waitForExit(std::chrono::milliseconds timeout);
 
   void kill(int signal);
+  // Signals the whole process group it leads (newProcessGroup).
+  void killGroup(int signal);
 
  private:
   int pid_ = -1;
