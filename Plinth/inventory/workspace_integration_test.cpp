@@ -1,0 +1,80 @@
+// Opening applications and listing them on the real process table.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "Plinth/inventory/apps.h"
+#include "Plinth/inventory/workspace_linux.h"
+#include "testing/bundle_builder.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+using Vantor::Testing::processAlive;
+using Vantor::Testing::waitUntil;
+
+class OpenApplicationTest : public ::testing::Test {
+ protected:
+  Vantor::Testing::TempDir dir;
+  fs::path app = dir.path() / "Sample.app";
+  fs::path executable = Vantor::Testing::makeBundle(
+      {.path = app, .identifier = "org.example.sample", .executable = VANTOR_SAMPLE_BINARY,
+       .extraInfo = {{"VantorSampleLifetimeMs", "30000"}}});
+  LinuxWorkspace workspace;
+
+  ~OpenApplicationTest() override {
+    for (int pid : Vantor::Testing::processesRunning(executable)) kill(pid, SIGKILL);
+  }
+};
+
+TEST_F(OpenApplicationTest, StartsTheBundleDetachedAndListsIt) {
+  // A descriptor that a careless spawn would leak into the child.
+  int leaky[2];
+  ASSERT_EQ(pipe(leaky), 0);
+  const auto pid = workspace.launchApplication(app);
+  ASSERT_TRUE(pid.has_value());
+  ASSERT_TRUE(waitUntil([&] { return Apps::isRunning("org.example.sample", workspace); }, 10s));
+
+  EXPECT_EQ(getsid(*pid), *pid) << "leads a session of its own";
+  for (int fd = 0; fd <= 2; ++fd) {
+    EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(*pid) + "/fd/" + std::to_string(fd)), "/dev/null");
+  }
+  const fs::path ours = fs::read_symlink("/proc/self/fd/" + std::to_string(leaky[1]));
+  for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(*pid) + "/fd")) {
+    std::error_code ignored;
+    EXPECT_NE(fs::read_symlink(entry.path(), ignored), ours) << "inherited our pipe";
+  }
+  EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(*pid) + "/cwd"), "/");
+  close(leaky[0]);
+  close(leaky[1]);
+
+  kill(*pid, SIGTERM);
+  // Reaped by us as soon as it ends: it does not linger as a zombie.
+  EXPECT_TRUE(waitUntil([&] { return !fs::exists("/proc/" + std::to_string(*pid)); }, 10s));
+}
+
+TEST_F(OpenApplicationTest, MissingOrBrokenBundlesStartNothing) {
+  EXPECT_FALSE(workspace.launchApplication(dir.path() / "Absent.app").has_value());
+  EXPECT_FALSE(workspace.launchApplication("").has_value());
+  fs::permissions(executable, fs::perms::owner_read);
+  EXPECT_FALSE(workspace.launchApplication(app).has_value());
+  workspace.openApplication(dir.path() / "Absent.app");  // says nothing, changes nothing
+}
+
+TEST(RunningApplications, ThisProcessIsListedWithoutAnIdentifier) {
+  const auto apps = LinuxWorkspace().runningApplications();
+  const auto self = std::find_if(apps.begin(), apps.end(),
+                                 [](const RunningApplication& a) { return a.processIdentifier == getpid(); });
+  ASSERT_NE(self, apps.end());
+  EXPECT_FALSE(self->bundleIdentifier.has_value());
+}
+
+}  // namespace
+}  // namespace Plinth

@@ -1,0 +1,78 @@
+// The process-table walk over a fake /proc.
+#include "Plinth/inventory/workspace_linux.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "Plinth/inventory/apps.h"
+#include "testing/bundle_builder.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+namespace fs = std::filesystem;
+
+class FakeProcTest : public ::testing::Test {
+ protected:
+  Vantor::Testing::TempDir dir;
+  fs::path proc = dir.path() / "proc";
+
+  void SetUp() override { fs::create_directories(proc); }
+
+  void process(int pid, const std::string& exeTarget) {
+    fs::create_directories(proc / std::to_string(pid));
+    fs::create_symlink(exeTarget, proc / std::to_string(pid) / "exe");
+  }
+  fs::path bundle(const std::string& name, const std::string& identifier, bool binary = false) {
+    const fs::path path = dir.path() / "Apps" / (name + ".app");
+    fs::create_directories(path / "Contents" / "MacOS");
+    std::ofstream(path / "Contents" / "Info.plist", std::ios::binary)
+        << Vantor::Testing::infoPlist({{"CFBundleIdentifier", identifier}}, binary);
+    return path / "Contents" / "MacOS" / name;
+  }
+};
+
+TEST_F(FakeProcTest, ProcessesInBundlesCarryTheirIdentifier) {
+  process(300, bundle("Vantor", "com.brenwick.vantor").string());
+  process(20, bundle("Binary", "org.example.binary", true).string());
+  process(7, "/usr/bin/sleep");
+  fs::create_directories(proc / "2");  // a kernel thread: no exe link
+  fs::create_directories(proc / "self");
+  std::ofstream(proc / "uptime") << "1 1";
+
+  const auto apps = LinuxWorkspace(proc).runningApplications();
+  ASSERT_EQ(apps.size(), 3u);
+  EXPECT_EQ(apps[0].processIdentifier, 7);
+  EXPECT_FALSE(apps[0].bundleIdentifier.has_value());
+  EXPECT_EQ(apps[1].bundleIdentifier, "org.example.binary");
+  EXPECT_EQ(apps[2].bundleIdentifier, "com.brenwick.vantor");
+  EXPECT_EQ(apps[2].bundlePath, dir.path() / "Apps" / "Vantor.app");
+}
+
+TEST_F(FakeProcTest, ReplacedExecutablesStillCount) {
+  process(5, bundle("Vantor", "com.brenwick.vantor").string() + " (deleted)");
+  EXPECT_TRUE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(proc)));
+}
+
+TEST_F(FakeProcTest, MalformedBundlesAndOddPathsHaveNoIdentifier) {
+  const fs::path broken = dir.path() / "Broken.app" / "Contents" / "MacOS" / "Broken";
+  fs::create_directories(broken.parent_path());
+  std::ofstream(broken.parent_path().parent_path() / "Info.plist") << "<plist><dict><key>CFBund";
+  process(1, broken.string());
+  process(2, "/Contents/MacOS/x");
+  process(3, "relative");
+  process(4, (dir.path() / "NoPlist.app" / "Contents" / "MacOS" / "x").string());
+  for (const auto& app : LinuxWorkspace(proc).runningApplications()) {
+    EXPECT_FALSE(app.bundleIdentifier.has_value()) << app.processIdentifier;
+  }
+}
+
+TEST_F(FakeProcTest, AMissingProcessTableMeansNothingRuns) {
+  EXPECT_TRUE(LinuxWorkspace(dir.path() / "absent").runningApplications().empty());
+  EXPECT_FALSE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(dir.path() / "absent")));
+}
+
+}  // namespace
+}  // namespace Plinth
