@@ -9,6 +9,7 @@
 #include "Keel/core/run_loop.h"
 #include "Plinth/inventory/distributed_notifications_linux.h"
 #include "testing/child_process.h"
+#include "testing/loop_thread.h"
 #include "testing/private_session_bus.h"
 
 namespace Plinth {
@@ -16,27 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Serves a run loop on a thread of its own; work given to `onLoop` runs there.
-class LoopThread {
- public:
-  LoopThread() : thread_([this] { loop_.run(); }) {}
-  ~LoopThread() {
-    loop_.stop();
-    thread_.join();
-  }
-  template <typename F>
-  auto onLoop(F f) {
-    std::packaged_task<decltype(f())()> task(std::move(f));
-    auto result = task.get_future();
-    loop_.perform([&task] { task(); });
-    return result.get();
-  }
-  std::thread::id id() const { return thread_.get_id(); }
-
- private:
-  Keel::RunLoop loop_;
-  std::thread thread_;
-};
+using Vantor::Testing::LoopThread;
 
 // Records what an observer heard, and where.
 struct Recorder {
