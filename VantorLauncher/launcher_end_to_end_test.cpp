@@ -73,6 +73,19 @@ TEST_F(LauncherEndToEnd, OpensTheMainApplicationOnceAndQuitsOnKillmeFromIt) {
   EXPECT_TRUE(Vantor::Testing::processAlive(mainPid));
 }
 
+TEST_F(LauncherEndToEnd, KillmeSentWithDbusSendEndsIt) {
+  // The wire contract as the README gives it, from a tool that knows nothing
+  // of this project.
+  auto launcher = startLauncher();
+  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  ChildProcess send({.argv = {"dbus-send", "--session", "--type=signal", "/com/brenwick/DistributedNotifications",
+                              "com.brenwick.DistributedNotifications.Notification", "string:killme", "boolean:true",
+                              "string:com.brenwick.vantor"},
+                     .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
+  EXPECT_EQ(send.waitForExit(kTimeout), 0);
+  EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << launcherStderr();
+}
+
 TEST_F(LauncherEndToEnd, KillmeWithAnotherObjectOrNoneLeavesItRunning) {
   auto launcher = startLauncher();
   ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
