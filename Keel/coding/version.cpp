@@ -1,5 +1,6 @@
 #include "Keel/coding/version.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -34,8 +35,15 @@ VersionOrder compareVersionTexts(std::string_view left, std::string_view right) 
   const auto* r = reinterpret_cast<const unsigned char*>(right.data());
   const std::size_t ln = left.size();
   const std::size_t rn = right.size();
-  std::size_t i = 0;
-  std::size_t j = 0;
+  // Identical leading bytes are identical tokens, except that the first
+  // difference may fall inside a digit run: resume at that run's start.
+  const std::size_t common = std::min(ln, rn);
+  std::size_t start = 0;
+  while (start < common && l[start] == r[start]) ++start;
+  if (start == ln && start == rn) return VersionOrder::same;
+  while (start > 0 && isDigit(l[start - 1])) --start;
+  std::size_t i = start;
+  std::size_t j = start;
   while (i < ln && j < rn) {
     if (isDigit(l[i]) && isDigit(r[j])) {
       // Compare the runs by value: drop leading zeros, then the longer run is

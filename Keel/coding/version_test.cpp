@@ -31,6 +31,10 @@ TEST(VersionOrder, DigitRunsCompareByValue) {
   expectAscending("9.9.9", "10.0");
   expectAscending("2.9", "2.10.1");
   expectAscending("build 7", "build 12");
+  // The first differing byte lies inside a run that began earlier.
+  expectAscending("1.19", "1.100");
+  expectAscending("10", "100");
+  expectAscending("1.20", "1.100");
 }
 
 TEST(VersionOrder, MissingComponentsAreNotZero) {
