@@ -1,0 +1,174 @@
+// Machine facts read from fake /proc, /sys and /etc trees and a fake kernel
+// identity, including trees where every source is missing.
+#include "Keel/coding/system.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+
+namespace Keel {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SystemFactsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (fs::temp_directory_path() / "keel-system-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    root_ = pattern;
+    sources_.procRoot = root_ / "proc";
+    sources_.sysRoot = root_ / "sys";
+    sources_.etcRoot = root_ / "etc";
+    sources_.usrLibRoot = root_ / "usr" / "lib";
+  }
+  void TearDown() override { fs::remove_all(root_); }
+
+  // Writes `contents` at `path` below the fake root, creating folders.
+  void write(const fs::path& path, std::string_view contents) {
+    const fs::path full = root_ / path;
+    fs::create_directories(full.parent_path());
+    std::ofstream(full, std::ios::binary) << contents;
+  }
+
+  // A kernel identity with fields of the Linux sizes, zero-padded.
+  void setKernel(std::string machine, std::string release) {
+    machine.resize(65, '\0');
+    release.resize(65, '\0');
+    sources_.kernelIdentity = [=] { return KernelIdentity{machine, release}; };
+  }
+
+  [[nodiscard]] SystemFacts facts() const { return SystemFacts(sources_); }
+
+  fs::path root_;
+  SystemFacts::Sources sources_;
+};
+
+TEST_F(SystemFactsTest, MissingSourcesGiveEmptyTextsAndZeros) {
+  const SystemFacts f = facts();
+  EXPECT_EQ(f.model(), "");
+  EXPECT_EQ(f.processorName(), "");
+  EXPECT_EQ(f.processorCount(), 0);
+  EXPECT_EQ(f.physicalMemory(), 0u);
+  EXPECT_EQ(f.thermalState(), 0);
+  EXPECT_EQ(f.uptime(), "");
+  EXPECT_EQ(f.hostBasicInfo(), HostBasicInfo{});
+  EXPECT_EQ(f.architecture(), "");
+  EXPECT_FALSE(f.isAppleSilicon());
+  EXPECT_EQ(f.operatingSystemVersionText(), "");
+  EXPECT_EQ(f.operatingSystemVersionNumber(), "");
+  EXPECT_EQ(f.operatingSystemName(), "");
+}
+
+TEST_F(SystemFactsTest, ModelPrefersDmiAndSkipsPlaceholders) {
+  write("proc/device-tree/model", std::string_view("Raspberry Pi 4 Model B Rev 1.4\0", 31));
+  EXPECT_EQ(facts().model(), "Raspberry Pi 4 Model B Rev 1.4");
+  write("sys/class/dmi/id/product_name", "To Be Filled By O.E.M.\n");
+  EXPECT_EQ(facts().model(), "Raspberry Pi 4 Model B Rev 1.4");
+  write("sys/class/dmi/id/product_name", "MacBookPro16,1\n");
+  EXPECT_EQ(facts().model(), "MacBookPro16,1");
+}
+
+TEST_F(SystemFactsTest, ProcessorNameAndMemoryComeFromProc) {
+  write("proc/cpuinfo", "processor\t: 0\nmodel name\t: AMD Ryzen 7 5800X 8-Core Processor\n");
+  write("proc/meminfo", "MemTotal:        8000000 kB\n");
+  EXPECT_EQ(facts().processorName(), "AMD Ryzen 7 5800X 8-Core Processor");
+  EXPECT_EQ(facts().physicalMemory(), 8000000ull * 1024);
+}
+
+TEST_F(SystemFactsTest, ProcessorCountPrefersTheAffinityMask) {
+  write("sys/devices/system/cpu/online", "0-7\n");
+  EXPECT_EQ(facts().processorCount(), 8);
+  sources_.schedulableProcessorCount = [] { return std::optional<int>(3); };
+  EXPECT_EQ(facts().processorCount(), 3);
+  sources_.schedulableProcessorCount = [] { return std::optional<int>(); };
+  EXPECT_EQ(facts().processorCount(), 8);
+}
+
+TEST_F(SystemFactsTest, HostBasicInfoCountsProcessorsCoresAndMemory) {
+  // Two cores with two threads each, one thread taken offline; cpu3's
+  // topology is unreadable.
+  write("sys/devices/system/cpu/present", "0-3\n");
+  write("sys/devices/system/cpu/online", "0-2\n");
+  const int cores[] = {0, 0, 1};
+  for (int cpu = 0; cpu < 3; ++cpu) {
+    const fs::path topology = fs::path("sys/devices/system/cpu") / ("cpu" + std::to_string(cpu)) / "topology";
+    write(topology / "physical_package_id", "0\n");
+    write(topology / "core_id", std::to_string(cores[cpu]) + "\n");
+  }
+  write("proc/meminfo", "MemTotal: 4 kB\n");
+  HostBasicInfo expected;
+  expected.maxCpus = expected.logicalCpuMax = 4;
+  expected.availCpus = expected.logicalCpu = 3;
+  expected.physicalCpu = expected.physicalCpuMax = 2;
+  expected.memorySize = expected.maxMem = 4096;
+  EXPECT_EQ(facts().hostBasicInfo(), expected);
+}
+
+TEST_F(SystemFactsTest, ThermalStateReadsZonesAndTheirTrips) {
+  write("sys/class/thermal/cooling_device0/type", "Processor\n");  // not a zone
+  write("sys/class/thermal/thermal_zone0/temp", "45000\n");
+  write("sys/class/thermal/thermal_zone0/trip_point_0_type", "active\n");
+  write("sys/class/thermal/thermal_zone0/trip_point_0_temp", "40000\n");
+  EXPECT_EQ(facts().thermalState(), 1);
+
+  write("sys/class/thermal/thermal_zone1/temp", "90000\n");
+  write("sys/class/thermal/thermal_zone1/trip_point_0_type", "passive\n");
+  write("sys/class/thermal/thermal_zone1/trip_point_0_temp", "85000\n");
+  write("sys/class/thermal/thermal_zone1/trip_point_1_type", "critical\n");
+  write("sys/class/thermal/thermal_zone1/trip_point_1_temp", "105000\n");
+  EXPECT_EQ(facts().thermalState(), 2);
+
+  write("sys/class/thermal/thermal_zone1/mode", "disabled\n");
+  EXPECT_EQ(facts().thermalState(), 1);
+}
+
+TEST_F(SystemFactsTest, UptimeIsTheDurationOfWholeSeconds) {
+  write("proc/uptime", "3725.99 100.00\n");
+  EXPECT_EQ(facts().uptime(), "00: 1: 2:05");
+  write("proc/uptime", "garbage\n");
+  EXPECT_EQ(facts().uptime(), "");
+}
+
+TEST_F(SystemFactsTest, OperatingSystemTextsJoinDistributionAndKernel) {
+  setKernel("x86_64", "6.1.0-18-amd64");
+  write("usr/lib/os-release", "VERSION_ID=\"11\"\n");
+  EXPECT_EQ(facts().operatingSystemVersionText(), "Version 11 (Build 6.1.0-18-amd64)");
+  write("etc/os-release", "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n");  // /etc wins
+  EXPECT_EQ(facts().operatingSystemVersionText(), "Version 12 (Build 6.1.0-18-amd64)");
+  EXPECT_EQ(facts().operatingSystemVersionNumber(), " 12 (Build 6.1.0-18-amd64)");
+  EXPECT_EQ(facts().operatingSystemName(), "macOS 12 (Build 6.1.0-18-amd64)");
+
+  write("etc/os-release", "NAME=\"Debian GNU/Linux\"\nPRETTY_NAME=\"Debian GNU/Linux trixie/sid\"\n");
+  EXPECT_EQ(facts().operatingSystemVersionText(), "Version (Build 6.1.0-18-amd64)");
+}
+
+TEST_F(SystemFactsTest, ArchitectureDecidesAppleSilicon) {
+  setKernel("x86_64", "6.1.0");
+  EXPECT_EQ(facts().architecture(), "x86_64");
+  EXPECT_FALSE(facts().isAppleSilicon());
+  setKernel("aarch64", "6.1.0");
+  EXPECT_FALSE(facts().isAppleSilicon());
+  setKernel("arm64", "6.1.0");
+  EXPECT_TRUE(facts().isAppleSilicon());
+  for (const char* near : {"arm64e", "arm6", "ARM64", " arm64", ""}) {
+    EXPECT_FALSE(isAppleSiliconArchitecture(near)) << near;
+  }
+}
+
+TEST(SystemDeathTest, ImpossibleUptimeFromTheKernelIsFatal) {
+  std::string pattern = (fs::temp_directory_path() / "keel-uptime-XXXXXX").string();
+  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+  const fs::path root = pattern;
+  fs::create_directories(root / "proc");
+  std::ofstream(root / "proc" / "uptime") << "99999999999999999999.00 0.00\n";
+  SystemFacts::Sources sources;
+  sources.procRoot = root / "proc";
+  const SystemFacts f(sources);
+  EXPECT_DEATH((void)f.uptime(), "does not fit");
+  fs::remove_all(root);
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,173 @@
+// Numeric ordering of version texts and the application's own version.
+#include "Keel/coding/version.h"
+
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "Keel/core/bundle.h"
+
+namespace Keel {
+namespace {
+
+VersionOrder order(std::string_view left, std::string_view right) { return compareVersionTexts(left, right); }
+
+// Checks left < right in both directions, so that an asymmetric comparison
+// cannot pass.
+void expectAscending(std::string_view left, std::string_view right) {
+  EXPECT_EQ(order(left, right), VersionOrder::ascending) << left << " vs " << right;
+  EXPECT_EQ(order(right, left), VersionOrder::descending) << right << " vs " << left;
+}
+
+TEST(VersionOrder, DigitRunsCompareByValue) {
+  expectAscending("1.9", "1.10");
+  expectAscending("1.99", "2.0");
+  expectAscending("9.9.9", "10.0");
+  expectAscending("2.9", "2.10.1");
+  expectAscending("build 7", "build 12");
+  // The first differing byte lies inside a run that began earlier.
+  expectAscending("1.19", "1.100");
+  expectAscending("10", "100");
+  expectAscending("1.20", "1.100");
+}
+
+TEST(VersionOrder, MissingComponentsAreNotZero) {
+  expectAscending("1", "1.0");
+  expectAscending("1.0", "1.0.0");
+  const Version one("1"), oneZero("1.0");
+  EXPECT_FALSE(one == oneZero);
+  EXPECT_TRUE(one <= oneZero);
+  EXPECT_FALSE(one >= oneZero);
+}
+
+TEST(VersionOrder, SuffixesAndCaseCompareLiterally) {
+  expectAscending("1.0", "1.0b2");
+  expectAscending("1.0", "1.0 beta");
+  expectAscending("1.0A", "1.0a");
+  expectAscending("1.0b2", "1.0b10");  // the run after the letter is a number too
+  expectAscending("1-2", "1.2");       // '-' (0x2D) before '.' (0x2E); the sign is no number
+}
+
+TEST(VersionOrder, EmptyTextSortsFirst) {
+  expectAscending("", "0");
+  expectAscending("", ".");
+  EXPECT_EQ(order("", ""), VersionOrder::same);
+  EXPECT_TRUE(Version("") == Version(""));
+  EXPECT_FALSE(Version("") == Version(" "));
+}
+
+TEST(VersionOrder, HugeDigitRunsDoNotOverflow) {
+  const std::string big(400, '9');
+  expectAscending(big, "1" + std::string(400, '0'));
+  expectAscending("18446744073709551615", "18446744073709551616");  // beyond 64 bits
+  expectAscending("1." + big + ".1", "1." + big + ".2");
+  EXPECT_EQ(order(big, big), VersionOrder::same);
+}
+
+TEST(VersionOrder, LeadingZerosDoNotChangeTheValue) {
+  EXPECT_EQ(order("01", "1"), VersionOrder::same);
+  EXPECT_EQ(order("1.01", "1.1"), VersionOrder::same);
+  EXPECT_EQ(order("0", "000"), VersionOrder::same);
+  expectAscending("1.01", "1.2");
+  expectAscending("0009", "10");
+  EXPECT_TRUE(Version("1.01") == Version("1.1"));  // equality is by value, not text
+}
+
+TEST(VersionOrder, NonDigitsUseUtf16CodeUnitOrder) {
+  // U+FFFD (UTF-8 EF BF BD) sorts after U+1F600 (F0 9F 98 80) in UTF-16,
+  // whose surrogate D83D lies below FFFD; plain byte order would say otherwise.
+  expectAscending("1.\U0001F600", "1.\uFFFD");
+  expectAscending("1.\u00E9", "1.\U0001F600");  // below the surrogates both ways
+  expectAscending("1.z", "1.\u00E9");
+  expectAscending("1.\uD7FF", "1.\U00010000");
+}
+
+TEST(VersionOperators, AllAgreeWithTheComparison) {
+  const std::vector<std::string> samples{"", "1", "1.0", "01.0", "1.10", "1.9", "1.0a", "1.0A", "2"};
+  for (const std::string& a : samples) {
+    for (const std::string& b : samples) {
+      const Version l(a), r(b);
+      const VersionOrder o = compareVersionTexts(a, b);
+      EXPECT_EQ(l < r, o == VersionOrder::ascending) << a << " " << b;
+      EXPECT_EQ(l > r, o == VersionOrder::descending) << a << " " << b;
+      EXPECT_EQ(l == r, o == VersionOrder::same) << a << " " << b;
+      EXPECT_EQ(l <= r, o != VersionOrder::descending) << a << " " << b;
+      EXPECT_EQ(l >= r, o != VersionOrder::ascending) << a << " " << b;
+    }
+  }
+}
+
+TEST(Version, KeepsTheTextAsGiven) {
+  const Version v(" 3.1 \n");
+  EXPECT_EQ(v.string(), " 3.1 \n");
+  EXPECT_EQ(Version("3.1").description(), "3.1");
+}
+
+// A temporary bundle folder whose Info.plist the test writes with libplist.
+class ApplicationVersion : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "keel-version-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    root_ = pattern;
+    std::filesystem::create_directories(root_ / "Test.app" / "Contents");
+  }
+  void TearDown() override { std::filesystem::remove_all(root_); }
+
+  // Writes the dictionary as Info.plist and takes ownership of it.
+  void writeInfo(plist_t dict, bool binary) {
+    char* out = nullptr;
+    uint32_t length = 0;
+    if (binary) {
+      plist_to_bin(dict, &out, &length);
+    } else {
+      plist_to_xml(dict, &out, &length);
+    }
+    plist_free(dict);
+    ASSERT_NE(out, nullptr);
+    std::ofstream(root_ / "Test.app" / "Contents" / "Info.plist", std::ios::binary).write(out, length);
+    std::free(out);
+  }
+
+  [[nodiscard]] Bundle bundle() const { return Bundle(root_ / "Test.app"); }
+
+  std::filesystem::path root_;
+};
+
+TEST_F(ApplicationVersion, ReadsTheTextFromXmlAndBinaryLists) {
+  for (const bool binary : {false, true}) {
+    plist_t dict = plist_new_dict();
+    plist_dict_set_item(dict, "CFBundleShortVersionString", plist_new_string("4.2.1"));
+    writeInfo(dict, binary);
+    EXPECT_EQ(applicationVersion(bundle()), "4.2.1") << "binary " << binary;
+  }
+}
+
+TEST_F(ApplicationVersion, MissingKeyOrNonTextValueIsUnknown) {
+  plist_t dict = plist_new_dict();
+  plist_dict_set_item(dict, "CFBundleVersion", plist_new_string("77"));
+  writeInfo(dict, false);
+  EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
+
+  dict = plist_new_dict();
+  plist_dict_set_item(dict, "CFBundleShortVersionString", plist_new_uint(3));
+  writeInfo(dict, true);
+  EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
+}
+
+TEST_F(ApplicationVersion, MissingInfoPlistIsUnknown) {
+  EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
+}
+
+TEST(ApplicationVersionOfProcess, TheTestBinaryHasNoBundleVersion) {
+  // The test executable lies in no bundle, so its folder has no Info.plist.
+  EXPECT_EQ(applicationVersion(), "Unknown Version");
+}
+
+}  // namespace
+}  // namespace Keel
