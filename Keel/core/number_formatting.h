@@ -6,6 +6,7 @@
 #include <concepts>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 
 #include "Keel/core/locale_settings.h"
 
@@ -57,10 +58,11 @@ template <std::floating_point T>
 }
 
 // (value / step) rounded by `rule`, times step: 7.3 to a multiple of 0.5 down
-// is 7.0. A zero step gives NaN (0/0 or infinity times zero), as the
+// is 7.0. The step converts to the value's type (a step of 1 is fine for a
+// float). A zero step gives NaN (0/0 or infinity times zero), as the
 // arithmetic does.
 template <std::floating_point T>
-[[nodiscard]] T rounded(T value, T toMultipleOf, RoundingRule rule) {
+[[nodiscard]] T rounded(T value, std::type_identity_t<T> toMultipleOf, RoundingRule rule) {
   return rounded(value / toMultipleOf, rule) * toMultipleOf;
 }
 
