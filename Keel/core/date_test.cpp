@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <climits>
 #include <cmath>
+#include <thread>
+#include <vector>
 
 namespace Keel {
 namespace {
@@ -127,6 +130,26 @@ TEST(DateTest, NonFiniteDatesNameNoDay) {
   EXPECT_TRUE(std::isnan(nan.addingMonths(1, utcIso).timeIntervalSince1970()));
   const Date infinite(INFINITY);
   EXPECT_EQ(infinite.startOfMonth(utcIso), infinite);
+}
+
+TEST(DateTest, OperationsAreSafeFromManyThreads) {
+  // Each call builds its own ICU calendar and formatter; the process's
+  // settings are initialised once however many threads ask first.
+  std::vector<std::thread> threads;
+  std::atomic<int> mismatches{0};
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&mismatches] {
+      const LocaleSettings& settings = LocaleSettings::current();
+      for (int i = 0; i < 50; ++i) {
+        const Date date = utc(2024, 3, 31, 10);
+        if (date.startOfWeek(berlin) != utc(2024, 3, 24, 23)) mismatches.fetch_add(1);
+        if (date.dayString(berlin) != "2024-03-31") mismatches.fetch_add(1);
+        if (Date("2024-03-31 01:00:00", utcIso).dayString(settings).empty()) mismatches.fetch_add(1);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(mismatches.load(), 0);
 }
 
 TEST(DateDeathTest, FieldsOrArithmeticWithoutDateStopTheProcess) {
