@@ -1,5 +1,6 @@
-// Date operations on ICU's Gregorian calendar and SimpleDateFormat. ICU 72
-// does not report overflow in its field arithmetic, so results are checked
+// Date operations on ICU's Gregorian calendar and SimpleDateFormat, one of
+// each per thread and settings (ICU's are not thread-safe). ICU 72 does not
+// report overflow in its field arithmetic, so results are checked
 // against a rough estimate to catch the cases where the calendar has no date.
 #include "Keel/core/date.h"
 
@@ -7,7 +8,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <memory>
 
 #include "Keel/core/fatal_error.h"
 #include "Keel/core/icu_support.h"
@@ -28,10 +28,11 @@ constexpr const char* kNoDate = "Could not create date object.";
 
 bool isRepresentable(double seconds) { return std::isfinite(seconds) && std::fabs(seconds) <= kLimitSeconds; }
 
-std::unique_ptr<icu::Calendar> calendarOrDie(const LocaleSettings& settings) {
-  auto calendar = icu_support::calendar(settings);
+// The calling thread's calendar for `settings`, cleared.
+icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
+  icu::Calendar* calendar = icu_support::threadCalendar(settings);
   if (!calendar) fatalError(kNoDate);
-  return calendar;
+  return *calendar;
 }
 
 // The calendar's instant, or a fatal error when it has none near `estimate`.
@@ -44,38 +45,28 @@ Date resolvedOrDie(icu::Calendar& calendar, double estimate) {
   return Date(seconds);
 }
 
-std::unique_ptr<icu::Calendar> calendarAt(const LocaleSettings& settings, double seconds) {
-  auto calendar = calendarOrDie(settings);
+icu::Calendar& calendarAt(const LocaleSettings& settings, double seconds) {
+  icu::Calendar& calendar = calendarOrDie(settings);
   UErrorCode status = U_ZERO_ERROR;
-  calendar->setTime(seconds * 1000.0, status);
+  calendar.setTime(seconds * 1000.0, status);
   if (U_FAILURE(status)) fatalError(kNoDate);
   return calendar;
-}
-
-std::unique_ptr<icu::SimpleDateFormat> formatter(const char* pattern, const LocaleSettings& settings) {
-  UErrorCode status = U_ZERO_ERROR;
-  auto result = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString(pattern), icu_support::locale(settings),
-                                                        status);
-  auto calendar = icu_support::calendar(settings);
-  if (U_FAILURE(status) || !calendar) return nullptr;
-  result->adoptCalendar(calendar.release());
-  return result;
 }
 
 // Midnight starting `weekday` of the Monday-based week holding `seconds`.
 Date dayOfMondayWeek(double seconds, UCalendarDaysOfWeek weekday, const LocaleSettings& settings) {
   if (!isRepresentable(seconds)) return Date(seconds);
-  auto calendar = calendarAt(settings, seconds);
-  calendar->setFirstDayOfWeek(UCAL_MONDAY);
+  icu::Calendar& calendar = calendarAt(settings, seconds);
+  calendar.setFirstDayOfWeek(UCAL_MONDAY);
   UErrorCode status = U_ZERO_ERROR;
-  const int32_t yearForWeek = calendar->get(UCAL_YEAR_WOY, status);
-  const int32_t week = calendar->get(UCAL_WEEK_OF_YEAR, status);
+  const int32_t yearForWeek = calendar.get(UCAL_YEAR_WOY, status);
+  const int32_t week = calendar.get(UCAL_WEEK_OF_YEAR, status);
   if (U_FAILURE(status)) fatalError(kNoDate);
-  calendar->clear();
-  calendar->set(UCAL_YEAR_WOY, yearForWeek);
-  calendar->set(UCAL_WEEK_OF_YEAR, week);
-  calendar->set(UCAL_DAY_OF_WEEK, weekday);
-  return resolvedOrDie(*calendar, seconds);
+  calendar.clear();
+  calendar.set(UCAL_YEAR_WOY, yearForWeek);
+  calendar.set(UCAL_WEEK_OF_YEAR, week);
+  calendar.set(UCAL_DAY_OF_WEEK, weekday);
+  return resolvedOrDie(calendar, seconds);
 }
 
 Date addingField(double seconds, UCalendarDateFields field, int amount, double secondsPerUnit,
@@ -83,11 +74,11 @@ Date addingField(double seconds, UCalendarDateFields field, int amount, double s
   if (!isRepresentable(seconds)) return Date(seconds);
   const double estimate = seconds + amount * secondsPerUnit;
   if (!isRepresentable(estimate)) fatalError(kNoDate);
-  auto calendar = calendarAt(settings, seconds);
+  icu::Calendar& calendar = calendarAt(settings, seconds);
   UErrorCode status = U_ZERO_ERROR;
-  calendar->add(field, amount, status);
+  calendar.add(field, amount, status);
   if (U_FAILURE(status)) fatalError(kNoDate);
-  return resolvedOrDie(*calendar, estimate);
+  return resolvedOrDie(calendar, estimate);
 }
 
 }  // namespace
@@ -100,7 +91,7 @@ Date Date::now() {
 Clock Date::systemClock() { return &Date::now; }
 
 Date::Date(std::string_view string, const LocaleSettings& settings, const Clock& clock) {
-  const auto parser = formatter("yyyy-MM-dd hh:mm:ss", settings);
+  icu::SimpleDateFormat* const parser = icu_support::threadDateFormat("yyyy-MM-dd hh:mm:ss", settings);
   if (parser) {
     // Strict: no rolling of out-of-range fields, and "hh" accepts 1...12 only.
     parser->setLenient(false);
@@ -120,15 +111,14 @@ Date::Date(int day, int month, int year, int hour, int minute, int second, const
       ((year - 1970.0) * kDaysPerYear + (month - 1.0) * kDaysPerMonth + (day - 1.0)) * kSecondsPerDay +
       hour * 3600.0 + minute * 60.0 + second;
   if (!isRepresentable(estimate)) fatalError(kNoDate);
-  auto calendar = calendarOrDie(settings);
-  calendar->clear();
-  calendar->set(UCAL_YEAR, year);
-  calendar->set(UCAL_MONTH, month - 1);
-  calendar->set(UCAL_DATE, day);
-  calendar->set(UCAL_HOUR_OF_DAY, hour);
-  calendar->set(UCAL_MINUTE, minute);
-  calendar->set(UCAL_SECOND, second);
-  seconds_ = resolvedOrDie(*calendar, estimate).seconds_;
+  icu::Calendar& calendar = calendarOrDie(settings);
+  calendar.set(UCAL_YEAR, year);
+  calendar.set(UCAL_MONTH, month - 1);
+  calendar.set(UCAL_DATE, day);
+  calendar.set(UCAL_HOUR_OF_DAY, hour);
+  calendar.set(UCAL_MINUTE, minute);
+  calendar.set(UCAL_SECOND, second);
+  seconds_ = resolvedOrDie(calendar, estimate).seconds_;
 }
 
 Date Date::startOfWeek(const LocaleSettings& settings) const {
@@ -141,17 +131,17 @@ Date Date::endOfWeek(const LocaleSettings& settings) const {
 
 Date Date::startOfMonth(const LocaleSettings& settings) const {
   if (!isRepresentable(seconds_)) return *this;
-  auto calendar = calendarAt(settings, seconds_);
+  icu::Calendar& calendar = calendarAt(settings, seconds_);
   UErrorCode status = U_ZERO_ERROR;
-  const int32_t era = calendar->get(UCAL_ERA, status);
-  const int32_t year = calendar->get(UCAL_YEAR, status);
-  const int32_t month = calendar->get(UCAL_MONTH, status);
+  const int32_t era = calendar.get(UCAL_ERA, status);
+  const int32_t year = calendar.get(UCAL_YEAR, status);
+  const int32_t month = calendar.get(UCAL_MONTH, status);
   if (U_FAILURE(status)) fatalError(kNoDate);
-  calendar->clear();
-  calendar->set(UCAL_ERA, era);
-  calendar->set(UCAL_YEAR, year);
-  calendar->set(UCAL_MONTH, month);
-  return resolvedOrDie(*calendar, seconds_);
+  calendar.clear();
+  calendar.set(UCAL_ERA, era);
+  calendar.set(UCAL_YEAR, year);
+  calendar.set(UCAL_MONTH, month);
+  return resolvedOrDie(calendar, seconds_);
 }
 
 Date Date::addingDays(int days, const LocaleSettings& settings) const {
@@ -172,7 +162,7 @@ Date Date::addingYears(int years, const LocaleSettings& settings) const {
 
 std::string Date::dayString(const LocaleSettings& settings) const {
   if (!isRepresentable(seconds_)) return {};
-  const auto printer = formatter("yyyy-MM-dd", settings);
+  icu::SimpleDateFormat* const printer = icu_support::threadDateFormat("yyyy-MM-dd", settings);
   if (!printer) return {};
   icu::UnicodeString text;
   printer->format(seconds_ * 1000.0, text);

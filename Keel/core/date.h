@@ -20,8 +20,9 @@ using Clock = std::function<Date()>;
 // An instant as seconds since 1970-01-01T00:00:00Z. A plain value: copying is
 // free and every operation returns a new date. Calendar operations use a
 // proleptic Gregorian calendar in the zone and week rules of the LocaleSettings
-// given (the process's by default); each call builds its own ICU calendar or
-// formatter, so all operations are safe from any thread. A date that is not
+// given (the process's by default). ICU calendars and formatters are not
+// thread-safe, so each thread keeps its own: all operations are safe from any
+// thread. A date that is not
 // finite or lies beyond about five million years names no calendar day: the
 // boundary and arithmetic operations return it unchanged and dayString gives
 // an empty text.

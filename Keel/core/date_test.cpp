@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "Keel/core/date_utilities.h"
+
 namespace Keel {
 namespace {
 
@@ -86,6 +88,7 @@ TEST(DateTest, AddingPinsMonthEndsAndKeepsWallClockAcrossDaylightSaving) {
 }
 
 TEST(DateTest, BuildsFromWallClockFields) {
+  (void)DateUtilities::currentDay(utcIso);  // leaves its strict calendar behind for reuse
   EXPECT_EQ(Date(10, 3, 2024, 4, 5, 6, newYork), utc(2024, 3, 10, 8, 5, 6));  // after 2:00 EST -> EDT
   EXPECT_EQ(Date(1, 1, 2024, 0, 0, 0, berlin), utc(2023, 12, 31, 23));
   // Out-of-range fields carry over.
@@ -132,8 +135,19 @@ TEST(DateTest, NonFiniteDatesNameNoDay) {
   EXPECT_EQ(infinite.startOfMonth(utcIso), infinite);
 }
 
+TEST(DateTest, ManySettingsOnOneThreadEachGetTheirOwnZone) {
+  // More settings than a thread keeps calendars for, twice round.
+  for (int round = 0; round < 2; ++round) {
+    for (int hours = 1; hours <= 12; ++hours) {
+      const LocaleSettings zone{"en_US", "Etc/GMT-" + std::to_string(hours), 1, 1};  // UTC+hours
+      EXPECT_EQ(utc(2024, 6, 15, 12).startOfMonth(zone), utc(2024, 5, 31, 24 - hours)) << hours;
+      EXPECT_EQ(utc(2024, 6, 30, 24 - hours).dayString(zone), "2024-07-01") << hours;
+    }
+  }
+}
+
 TEST(DateTest, OperationsAreSafeFromManyThreads) {
-  // Each call builds its own ICU calendar and formatter; the process's
+  // Each thread keeps its own ICU calendars and formatters; the process's
   // settings are initialised once however many threads ask first.
   std::vector<std::thread> threads;
   std::atomic<int> mismatches{0};

@@ -15,7 +15,7 @@ namespace {
 // cannot say (no calendar, or an instant outside its range).
 std::optional<int> calendarField(UCalendarDateFields field, const LocaleSettings& settings, Date now) {
   if (!std::isfinite(now.timeIntervalSince1970())) return std::nullopt;
-  const auto calendar = icu_support::calendar(settings);
+  icu::Calendar* const calendar = icu_support::threadCalendar(settings);
   if (!calendar) return std::nullopt;
   calendar->setLenient(false);  // out-of-range instants fail rather than pin
   UErrorCode status = U_ZERO_ERROR;

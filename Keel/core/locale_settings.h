@@ -16,7 +16,8 @@ struct LocaleSettings {
   // A time-zone identifier such as "Europe/Berlin" or "UTC". An unknown one
   // behaves as UTC.
   std::string timeZoneIdentifier = "UTC";
-  // First day of the week, 1 = Sunday ... 7 = Saturday.
+  // First day of the week, 1 = Sunday ... 7 = Saturday. Out of range counts
+  // as 1, as does a minimal day count out of range.
   int firstWeekday = 1;
   // How many days of a week must fall in the new year for it to be week 1
   // (1 ... 7).

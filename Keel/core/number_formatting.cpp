@@ -41,8 +41,7 @@ std::string groupedString(std::int64_t value, const LocaleSettings& settings) {
   // The locale's own symbols and grouping strategy: a locale whose decimal
   // pattern has no grouping (en_US_POSIX) prints the digits ungrouped.
   UErrorCode status = U_ZERO_ERROR;
-  const auto formatted =
-      icu::number::NumberFormatter::withLocale(icu_support::locale(settings)).formatInt(value, status);
+  const auto formatted = icu_support::threadDecimalFormatter(settings).formatInt(value, status);
   icu::UnicodeString text = formatted.toString(status);
   if (U_FAILURE(status)) return {};
   return icu_support::toUtf8(text);
