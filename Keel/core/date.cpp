@@ -18,15 +18,20 @@ namespace {
 constexpr double kSecondsPerDay = 86400.0;
 constexpr double kDaysPerYear = 365.2425;         // mean Gregorian year
 constexpr double kDaysPerMonth = kDaysPerYear / 12;
-// ICU's calendars cover about +-1.84e14 s; stay a little inside that.
+// ICU's calendars cover about +-1.84e14 s. Inputs and estimates must stay
+// inside kLimitSeconds; results may go a little further (the week start of
+// the earliest date), up to kResultLimitSeconds.
 constexpr double kLimitSeconds = 1.8e14;
+constexpr double kResultLimitSeconds = 1.83e14;
 // How far ICU's answer may stray from the estimate: zone offsets, month-end
 // pinning and the spread of real year and month lengths are far smaller.
 constexpr double kToleranceSeconds = 400 * kSecondsPerDay;
 
 constexpr const char* kNoDate = "Could not create date object.";
 
-bool isRepresentable(double seconds) { return std::isfinite(seconds) && std::fabs(seconds) <= kLimitSeconds; }
+bool isRepresentable(double seconds, double limit = kLimitSeconds) {
+  return std::isfinite(seconds) && std::fabs(seconds) <= limit;
+}
 
 // The calling thread's calendar for `settings`, cleared.
 icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
@@ -39,7 +44,7 @@ icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
 Date resolvedOrDie(icu::Calendar& calendar, double estimate) {
   UErrorCode status = U_ZERO_ERROR;
   const double seconds = calendar.getTime(status) / 1000.0;
-  if (U_FAILURE(status) || !isRepresentable(seconds) || std::fabs(seconds - estimate) > kToleranceSeconds) {
+  if (U_FAILURE(status) || !isRepresentable(seconds, kResultLimitSeconds) || std::fabs(seconds - estimate) > kToleranceSeconds) {
     fatalError(kNoDate);
   }
   return Date(seconds);

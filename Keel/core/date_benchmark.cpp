@@ -37,6 +37,19 @@ void BM_ParseDate(benchmark::State& state) {
 }
 BENCHMARK(BM_ParseDate)->MinTime(0.2);
 
+void BM_ParseDateReusedIcuFormatter(benchmark::State& state) {
+  UErrorCode status = U_ZERO_ERROR;
+  icu::SimpleDateFormat format(icu::UnicodeString("yyyy-MM-dd hh:mm:ss"), icu::Locale("de_DE"), status);
+  format.adoptTimeZone(icu::TimeZone::createTimeZone("Europe/Berlin"));
+  format.setLenient(false);
+  for (auto _ : state) {
+    const icu::UnicodeString text = icu::UnicodeString::fromUTF8("2024-03-31 10:00:00");
+    icu::ParsePosition position(0);
+    benchmark::DoNotOptimize(format.parse(text, position));
+  }
+}
+BENCHMARK(BM_ParseDateReusedIcuFormatter)->MinTime(0.2);
+
 void BM_StartOfWeek(benchmark::State& state) {
   const Keel::Date date(kSunday);
   for (auto _ : state) benchmark::DoNotOptimize(date.startOfWeek(kBerlin));

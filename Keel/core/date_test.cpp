@@ -126,13 +126,20 @@ TEST(DateTest, DayStringIsGregorianWithLatinDigitsInEveryLocale) {
   EXPECT_EQ(Date(1, 2, 3, 0, 0, 0, utcIso).dayString(utcIso), "0003-02-01");
 }
 
-TEST(DateTest, NonFiniteDatesNameNoDay) {
+TEST(DateTest, NonFiniteAndFarDates) {
   const Date nan(std::nan(""));
   EXPECT_EQ(nan.dayString(utcIso), "");
   EXPECT_TRUE(std::isnan(nan.startOfWeek(utcIso).timeIntervalSince1970()));
   EXPECT_TRUE(std::isnan(nan.addingMonths(1, utcIso).timeIntervalSince1970()));
   const Date infinite(INFINITY);
   EXPECT_EQ(infinite.startOfMonth(utcIso), infinite);
+  // At the far ends of the calendar's range the boundaries still resolve.
+  for (const double seconds : {-1.8e14 + 3600, 1.8e14 - 3600}) {
+    const Date edge(seconds);
+    EXPECT_LE(edge.startOfWeek(utcIso), edge);
+    EXPECT_GE(edge.startOfWeek(utcIso), Date(seconds - 7 * 86400));
+    EXPECT_LE(edge.startOfMonth(utcIso), edge);
+  }
 }
 
 TEST(DateTest, ManySettingsOnOneThreadEachGetTheirOwnZone) {
