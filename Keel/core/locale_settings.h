@@ -11,7 +11,8 @@ namespace Keel {
 struct LocaleSettings {
   // A locale identifier such as "en_US", "de_DE" or "en_US_POSIX". Texts use
   // this locale's symbols and separators; calendars are always Gregorian and
-  // digits always Latin whatever the locale asks for.
+  // digits always Latin whatever the locale asks for. A locale ICU has no
+  // data for falls back to the process's locale.
   std::string localeIdentifier = "en_US_POSIX";
   // A time-zone identifier such as "Europe/Berlin" or "UTC". An unknown one
   // behaves as UTC.
