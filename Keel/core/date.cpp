@@ -16,7 +16,7 @@ namespace Keel {
 namespace {
 
 constexpr double kSecondsPerDay = 86400.0;
-constexpr double kDaysPerYear = 365.2425;         // mean Gregorian year
+constexpr double kDaysPerYear = 365.2425;  // mean Gregorian year
 constexpr double kDaysPerMonth = kDaysPerYear / 12;
 // ICU's calendars cover about +-1.84e14 s. Inputs and estimates must stay
 // inside kLimitSeconds; results may go a little further (the week start of
@@ -44,7 +44,8 @@ icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
 Date resolvedOrDie(icu::Calendar& calendar, double estimate) {
   UErrorCode status = U_ZERO_ERROR;
   const double seconds = calendar.getTime(status) / 1000.0;
-  if (U_FAILURE(status) || !isRepresentable(seconds, kResultLimitSeconds) || std::fabs(seconds - estimate) > kToleranceSeconds) {
+  if (U_FAILURE(status) || !isRepresentable(seconds, kResultLimitSeconds) ||
+      std::fabs(seconds - estimate) > kToleranceSeconds) {
     fatalError(kNoDate);
   }
   return Date(seconds);
@@ -113,8 +114,8 @@ Date::Date(std::string_view string, const LocaleSettings& settings, const Clock&
 
 Date::Date(int day, int month, int year, int hour, int minute, int second, const LocaleSettings& settings) {
   const double estimate =
-      ((year - 1970.0) * kDaysPerYear + (month - 1.0) * kDaysPerMonth + (day - 1.0)) * kSecondsPerDay +
-      hour * 3600.0 + minute * 60.0 + second;
+      ((year - 1970.0) * kDaysPerYear + (month - 1.0) * kDaysPerMonth + (day - 1.0)) * kSecondsPerDay + hour * 3600.0 +
+      minute * 60.0 + second;
   if (!isRepresentable(estimate)) fatalError(kNoDate);
   icu::Calendar& calendar = calendarOrDie(settings);
   calendar.set(UCAL_YEAR, year);
@@ -130,9 +131,7 @@ Date Date::startOfWeek(const LocaleSettings& settings) const {
   return dayOfMondayWeek(seconds_, UCAL_MONDAY, settings);
 }
 
-Date Date::endOfWeek(const LocaleSettings& settings) const {
-  return dayOfMondayWeek(seconds_, UCAL_SUNDAY, settings);
-}
+Date Date::endOfWeek(const LocaleSettings& settings) const { return dayOfMondayWeek(seconds_, UCAL_SUNDAY, settings); }
 
 Date Date::startOfMonth(const LocaleSettings& settings) const {
   if (!isRepresentable(seconds_)) return *this;

@@ -36,7 +36,7 @@ TEST(DateTest, WeekBoundariesAcrossBerlinSpringForward) {
   // Sunday 2024-03-31 12:00 CEST, the day clocks went from 02:00 to 03:00.
   const Date sunday = utc(2024, 3, 31, 10);
   EXPECT_EQ(sunday.startOfWeek(berlin), utc(2024, 3, 24, 23));  // Mon 25 00:00 CET
-  EXPECT_EQ(sunday.endOfWeek(berlin), utc(2024, 3, 30, 23));     // Sun 31 00:00 CET
+  EXPECT_EQ(sunday.endOfWeek(berlin), utc(2024, 3, 30, 23));    // Sun 31 00:00 CET
   // The following Monday starts in summer time.
   EXPECT_EQ(utc(2024, 4, 1, 10).startOfWeek(berlin), utc(2024, 3, 31, 22));
   // A Monday midnight is its own week start.
@@ -70,7 +70,8 @@ TEST(DateTest, WeeksSpanningYearEndWhateverTheWeekNumbering) {
       EXPECT_EQ(date.startOfWeek(settings), Date(utc(2025, 12, 29).timeIntervalSince1970() + offset * 3600));
       EXPECT_EQ(date.endOfWeek(settings), Date(utc(2026, 1, 4).timeIntervalSince1970() + offset * 3600));
     }
-    EXPECT_EQ(utc(2026, 1, 4, 12).startOfMonth(settings), Date(utc(2026, 1, 1).timeIntervalSince1970() + offset * 3600));
+    EXPECT_EQ(utc(2026, 1, 4, 12).startOfMonth(settings),
+              Date(utc(2026, 1, 1).timeIntervalSince1970() + offset * 3600));
   }
 }
 

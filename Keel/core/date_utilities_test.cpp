@@ -20,8 +20,7 @@ TEST(DateUtilitiesTest, DurationStringKeepsPrintfPaddingsAndUnreducedHours) {
   EXPECT_EQ(DateUtilities::durationString(-75), "00:00:-1:-15");
   EXPECT_EQ(DateUtilities::durationString(-3725), "00:-1:-2:-5");
   EXPECT_EQ(DateUtilities::durationString(-90061), "-1:-25:-1:-1");
-  EXPECT_EQ(DateUtilities::durationString(INT64_MIN),
-            "-106751991167300:-2562047788015215:-30:-8");
+  EXPECT_EQ(DateUtilities::durationString(INT64_MIN), "-106751991167300:-2562047788015215:-30:-8");
 }
 
 TEST(DateUtilitiesTest, CurrentFieldsFollowTheZone) {

@@ -39,15 +39,16 @@ class ThreadCache {
 };
 
 std::string keyOf(const LocaleSettings& settings) {
-  return settings.localeIdentifier + '\n' + settings.timeZoneIdentifier + '\n' +
-         std::to_string(settings.firstWeekday) + '\n' + std::to_string(settings.minimalDaysInFirstWeek);
+  return settings.localeIdentifier + '\n' + settings.timeZoneIdentifier + '\n' + std::to_string(settings.firstWeekday) +
+         '\n' + std::to_string(settings.minimalDaysInFirstWeek);
 }
 
 // Values out of range count as 1 (Sunday; one day).
 void applyWeekRules(icu::Calendar& target, const LocaleSettings& settings) {
   const int firstWeekday = settings.firstWeekday >= 1 && settings.firstWeekday <= 7 ? settings.firstWeekday : 1;
-  const int minimalDays =
-      settings.minimalDaysInFirstWeek >= 1 && settings.minimalDaysInFirstWeek <= 7 ? settings.minimalDaysInFirstWeek : 1;
+  const int minimalDays = settings.minimalDaysInFirstWeek >= 1 && settings.minimalDaysInFirstWeek <= 7
+                              ? settings.minimalDaysInFirstWeek
+                              : 1;
   target.setFirstDayOfWeek(static_cast<UCalendarDaysOfWeek>(firstWeekday));
   target.setMinimalDaysInFirstWeek(static_cast<uint8_t>(minimalDays));
 }

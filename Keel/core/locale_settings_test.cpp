@@ -31,7 +31,7 @@ TEST(LocaleSettingsTest, UnknownNamesAndBadWeekRulesStillGiveTexts) {
   const Date newYearsEve(1735687800.0);  // 2024-12-31T23:30:00Z
   EXPECT_EQ(newYearsEve.dayString(nowhere), "2024-12-31");
   EXPECT_EQ(newYearsEve.startOfMonth(nowhere), Date(1733011200.0));  // 2024-12-01T00:00:00Z
-  EXPECT_FALSE(groupedString(1234567, nowhere).empty());  // the process's locale stands in
+  EXPECT_FALSE(groupedString(1234567, nowhere).empty());             // the process's locale stands in
 }
 
 }  // namespace

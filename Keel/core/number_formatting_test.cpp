@@ -16,7 +16,7 @@ TEST(NumberFormattingTest, FixedDecimalsRoundTheExactBinaryValueHalfToEven) {
   EXPECT_EQ(twoDecimals(0.125), "0.12");  // exact tie
   EXPECT_EQ(twoDecimals(0.375), "0.38");  // exact tie
   EXPECT_EQ(oneDecimal(0.25), "0.2");
-  EXPECT_EQ(oneDecimal(-0.05), "-0.1");  // -0.05000000000000000277
+  EXPECT_EQ(oneDecimal(-0.05), "-0.1");       // -0.05000000000000000277
   EXPECT_EQ(threeDecimals(1.0005), "1.000");  // 1.000499999999999989...
   EXPECT_EQ(fourDecimals(-0.0), "-0.0000");
   EXPECT_EQ(fiveDecimals(3.14159265), "3.14159");
@@ -50,14 +50,14 @@ TEST(NumberFormattingTest, RoundedToMultipleFollowsEachRule) {
     R rule;
     double expected;
   };
-  for (const Case& c : {Case{7.25, 0.5, R::toNearestOrAwayFromZero, 7.5}, Case{7.25, 0.5, R::toNearestOrEven, 7.0},
-                        Case{7.75, 0.5, R::toNearestOrEven, 8.0}, Case{-7.25, 0.5, R::toNearestOrEven, -7.0},
-                        Case{-7.25, 0.5, R::toNearestOrAwayFromZero, -7.5}, Case{7.1, 0.5, R::up, 7.5},
-                        Case{-7.1, 0.5, R::up, -7.0}, Case{7.4, 0.5, R::down, 7.0}, Case{-7.1, 0.5, R::down, -7.5},
-                        Case{-7.4, 0.5, R::towardZero, -7.0}, Case{7.1, 0.5, R::awayFromZero, 7.5},
-                        Case{-7.1, 0.5, R::awayFromZero, -7.5}, Case{1234.0, 100.0, R::toNearestOrEven, 1200.0},
-                        Case{1250.0, 100.0, R::toNearestOrEven, 1200.0}, Case{1350.0, 100.0, R::toNearestOrEven, 1400.0},
-                        Case{0.0, 0.5, R::up, 0.0}}) {
+  for (const Case& c :
+       {Case{7.25, 0.5, R::toNearestOrAwayFromZero, 7.5}, Case{7.25, 0.5, R::toNearestOrEven, 7.0},
+        Case{7.75, 0.5, R::toNearestOrEven, 8.0}, Case{-7.25, 0.5, R::toNearestOrEven, -7.0},
+        Case{-7.25, 0.5, R::toNearestOrAwayFromZero, -7.5}, Case{7.1, 0.5, R::up, 7.5}, Case{-7.1, 0.5, R::up, -7.0},
+        Case{7.4, 0.5, R::down, 7.0}, Case{-7.1, 0.5, R::down, -7.5}, Case{-7.4, 0.5, R::towardZero, -7.0},
+        Case{7.1, 0.5, R::awayFromZero, 7.5}, Case{-7.1, 0.5, R::awayFromZero, -7.5},
+        Case{1234.0, 100.0, R::toNearestOrEven, 1200.0}, Case{1250.0, 100.0, R::toNearestOrEven, 1200.0},
+        Case{1350.0, 100.0, R::toNearestOrEven, 1400.0}, Case{0.0, 0.5, R::up, 0.0}}) {
     EXPECT_DOUBLE_EQ(rounded(c.value, c.step, c.rule), c.expected)
         << c.value << " step " << c.step << " rule " << static_cast<int>(c.rule);
   }

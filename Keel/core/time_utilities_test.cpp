@@ -42,8 +42,7 @@ TEST(TimeUtilitiesTest, DurationTextsConvertAndFollowTheLocale) {
 
 TEST(TimeUtilitiesDeathTest, NegativeSignedAmountStopsTheProcess) {
   const LocaleSettings us{"en_US", "UTC", 1, 1};
-  EXPECT_DEATH((void)TimeUtilities::string(-1, DurationUnit::seconds, DurationUnit::minutes, us),
-               "Negative value");
+  EXPECT_DEATH((void)TimeUtilities::string(-1, DurationUnit::seconds, DurationUnit::minutes, us), "Negative value");
   EXPECT_DEATH((void)TimeUtilities::string(INT64_MIN, DurationUnit::seconds, DurationUnit::minutes, us),
                "Negative value");
 }
