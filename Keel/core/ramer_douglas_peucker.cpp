@@ -53,7 +53,14 @@ double lineDistance(const Point& p1, const Point& p2, const Point& p0) {
 }  // namespace
 
 std::string toString(const Point& point) {
-  return "(" + coordinateText(point.x) + ", " + coordinateText(point.y) + ")";
+  // Appended piece by piece: GCC 12 at -O3 warns falsely (-Wrestrict) about
+  // "literal" + std::string&&.
+  std::string text = "(";
+  text += coordinateText(point.x);
+  text += ", ";
+  text += coordinateText(point.y);
+  text += ')';
+  return text;
 }
 
 std::ostream& operator<<(std::ostream& stream, const Point& point) { return stream << toString(point); }
