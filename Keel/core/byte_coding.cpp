@@ -162,8 +162,8 @@ std::optional<std::vector<std::uint8_t>> gunzipped(std::span<const std::uint8_t>
   int result = Z_OK;
   do {
     if (stream.total_out >= output.size()) {
+      if (output.size() + plan.growthStep > kMaxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
       output.resize(output.size() + plan.growthStep);
-      if (output.size() > kMaxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
     }
     // Pointers are recomputed from the totals every round: growing the output
     // may move it.
