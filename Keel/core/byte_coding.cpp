@@ -1,0 +1,193 @@
+// Gzip/zlib decoding and raw DEFLATE coding of whole byte buffers, on zlib.
+#include "Keel/core/byte_coding.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "Keel/core/fatal_error.h"
+
+// Lets zlib declare next_in as pointer-to-const, so input spans need no cast.
+#define ZLIB_CONST
+#include <zlib.h>
+
+namespace Keel {
+namespace {
+
+// zlib's byte counts (avail_in, avail_out) are 32-bit.
+constexpr std::size_t kMaxStreamCount = std::numeric_limits<uInt>::max();
+
+// --- raw DEFLATE as a stream that takes the whole input at once ------------
+
+enum class StreamOperation { encode, decode };
+
+// What one processing call reports: more output space needed (or the engine
+// stopped short), the stream is complete, or the data or engine failed.
+enum class StreamStatus { ok, end, error };
+
+// Presents zlib's raw deflate/inflate (window bits -15: no header, no
+// checksum) as a stream with source and destination windows that is processed
+// with a finalise flag and reports ok / end / error, so that the coding
+// routine below reads as a plain fill-and-copy loop. Owns the zlib state.
+class RawDeflateStream {
+ public:
+  explicit RawDeflateStream(StreamOperation operation) : operation_(operation) {
+    const int result = operation == StreamOperation::encode
+                           ? deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY)
+                           : inflateInit2(&stream_, kRawWindowBits);
+    initialised_ = result == Z_OK;
+  }
+  ~RawDeflateStream() {
+    if (!initialised_) return;
+    if (operation_ == StreamOperation::encode) {
+      deflateEnd(&stream_);
+    } else {
+      inflateEnd(&stream_);
+    }
+  }
+  RawDeflateStream(const RawDeflateStream&) = delete;
+  RawDeflateStream& operator=(const RawDeflateStream&) = delete;
+
+  [[nodiscard]] bool initialised() const { return initialised_; }
+
+  // Consumes from src and writes to dst, advancing both windows, until dst is
+  // full, the stream ends, the input is used up or the data is bad.
+  [[nodiscard]] StreamStatus process(bool finalize) {
+    for (;;) {
+      // Input beyond zlib's 32-bit count is fed in slices; only the slice that
+      // holds the end of the input may carry the finish flag.
+      const std::size_t inSlice = std::min(srcSize, kMaxStreamCount);
+      const std::size_t outSlice = std::min(dstSize, kMaxStreamCount);
+      stream_.next_in = srcPtr;
+      stream_.avail_in = static_cast<uInt>(inSlice);
+      stream_.next_out = dstPtr;
+      stream_.avail_out = static_cast<uInt>(outSlice);
+      const int flush = finalize && inSlice == srcSize ? Z_FINISH : Z_NO_FLUSH;
+      const int result = operation_ == StreamOperation::encode ? deflate(&stream_, flush) : inflate(&stream_, flush);
+      const std::size_t consumed = inSlice - stream_.avail_in;
+      const std::size_t produced = outSlice - stream_.avail_out;
+      srcPtr += consumed;
+      srcSize -= consumed;
+      dstPtr += produced;
+      dstSize -= produced;
+      stream_.next_in = nullptr;
+      stream_.next_out = nullptr;
+
+      if (result == Z_STREAM_END) return StreamStatus::end;
+      // With the finish flag zlib reports "out of room" and "out of input" as
+      // Z_BUF_ERROR; both are an ordinary stop, told apart by dstSize.
+      if (result != Z_OK && result != Z_BUF_ERROR) return StreamStatus::error;
+      if (dstSize == 0 || srcSize == 0) return StreamStatus::ok;
+      if (consumed == 0 && produced == 0) return StreamStatus::error;
+    }
+  }
+
+  const std::uint8_t* srcPtr = nullptr;
+  std::size_t srcSize = 0;
+  std::uint8_t* dstPtr = nullptr;
+  std::size_t dstSize = 0;
+
+ private:
+  static constexpr int kLevel = 5;
+  static constexpr int kRawWindowBits = -15;  // 32 KiB window, raw stream
+  static constexpr int kMemoryLevel = 8;      // zlib's default
+
+  StreamOperation operation_;
+  z_stream stream_{};
+  bool initialised_ = false;
+};
+
+// The whole input in one stream: fill the scratch buffer, copy it to the
+// result, repeat until the stream ends. The finish flag goes with every call
+// because the engine already has all the input.
+std::optional<std::vector<std::uint8_t>> processWhole(std::span<const std::uint8_t> input,
+                                                      StreamOperation operation) {
+  if (input.empty()) return std::nullopt;
+  RawDeflateStream stream(operation);
+  if (!stream.initialised()) return std::nullopt;
+
+  std::vector<std::uint8_t> scratch(streamScratchSize(input.size()));
+  stream.srcPtr = input.data();
+  stream.srcSize = input.size();
+  stream.dstPtr = scratch.data();
+  stream.dstSize = scratch.size();
+  std::vector<std::uint8_t> result;
+  for (;;) {
+    switch (stream.process(/*finalize=*/true)) {
+      case StreamStatus::ok:
+        // Stopping with room left means the engine wants input it will never
+        // get: truncated data.
+        if (stream.dstSize != 0) return std::nullopt;
+        result.insert(result.end(), scratch.begin(), scratch.end());
+        stream.dstPtr = scratch.data();
+        stream.dstSize = scratch.size();
+        break;
+      case StreamStatus::end:
+        result.insert(result.end(), scratch.data(), stream.dstPtr);
+        return result;
+      case StreamStatus::error:
+        return std::nullopt;
+    }
+  }
+}
+
+}  // namespace
+
+GunzipBufferPlan gunzipBufferPlan(std::size_t inputLength) noexcept {
+  return {inputLength * 2, inputLength / 2};
+}
+
+std::size_t streamScratchSize(std::size_t inputLength) noexcept {
+  return std::clamp<std::size_t>(inputLength, 64, 65536);
+}
+
+std::optional<std::vector<std::uint8_t>> gunzipped(std::span<const std::uint8_t> input) {
+  if (input.empty()) return std::nullopt;
+  // The decoder hands zlib the whole remaining input and output in each round,
+  // through 32-bit counts; a buffer that does not fit would be silently cut
+  // short, so it stops the process instead (checked before zlib reads a byte).
+  if (input.size() > kMaxStreamCount) fatalError("gunzipped: input of 4 GiB or more");
+  const auto inputCount = static_cast<uInt>(input.size());
+
+  z_stream stream{};
+  // 32 + 15: a 32 KiB window, gzip or zlib header detected automatically.
+  // The inflateInit2 macro passes the version and z_stream size of the zlib
+  // header this file was compiled against; zlib compares them with the
+  // library actually loaded and refuses a mismatch instead of misreading the
+  // structure. Hard-coded values would defeat that check.
+  if (inflateInit2(&stream, 32 + 15) != Z_OK) return std::nullopt;
+
+  const GunzipBufferPlan plan = gunzipBufferPlan(input.size());
+  std::vector<std::uint8_t> output;
+  output.reserve(plan.reserved);
+  int result = Z_OK;
+  do {
+    if (stream.total_out >= output.size()) {
+      if (output.size() + plan.growthStep > kMaxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
+      output.resize(output.size() + plan.growthStep);
+    }
+    // Pointers are recomputed from the totals every round: growing the output
+    // may move it.
+    stream.next_in = input.data() + stream.total_in;
+    stream.avail_in = inputCount - static_cast<uInt>(stream.total_in);
+    stream.next_out = output.data() + stream.total_out;
+    stream.avail_out = static_cast<uInt>(output.size() - stream.total_out);
+    result = inflate(&stream, Z_SYNC_FLUSH);
+    stream.next_in = nullptr;
+    stream.next_out = nullptr;
+  } while (result == Z_OK);
+
+  // Only a complete first member counts; partial output is dropped.
+  if (inflateEnd(&stream) != Z_OK || result != Z_STREAM_END) return std::nullopt;
+  output.resize(stream.total_out);
+  return output;
+}
+
+std::optional<std::vector<std::uint8_t>> deflated(std::span<const std::uint8_t> input) {
+  return processWhole(input, StreamOperation::encode);
+}
+
+std::optional<std::vector<std::uint8_t>> inflated(std::span<const std::uint8_t> input) {
+  return processWhole(input, StreamOperation::decode);
+}
+
+}  // namespace Keel

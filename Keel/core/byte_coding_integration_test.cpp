@@ -1,0 +1,139 @@
+// Byte-buffer codecs against independent producers and consumers: the gzip
+// tool and Python's zlib module, run as child processes.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Keel/core/byte_coding.h"
+#include "Keel/core/file_contents.h"
+
+namespace Keel {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr const char* kPython = "/usr/bin/python3";
+
+// Compresses argv[1] into argv[2] with the window bits of argv[3].
+constexpr const char* kCompressScript =
+    "import sys, zlib\n"
+    "data = open(sys.argv[1], 'rb').read()\n"
+    "c = zlib.compressobj(6, zlib.DEFLATED, int(sys.argv[3]))\n"
+    "open(sys.argv[2], 'wb').write(c.compress(data) + c.flush())\n";
+
+// Decompresses argv[1] into argv[2]; fails unless the stream is complete and
+// nothing follows it.
+constexpr const char* kDecompressScript =
+    "import sys, zlib\n"
+    "d = zlib.decompressobj(int(sys.argv[3]))\n"
+    "out = d.decompress(open(sys.argv[1], 'rb').read())\n"
+    "open(sys.argv[2], 'wb').write(out)\n"
+    "sys.exit(0 if d.eof and not d.unused_data else 1)\n";
+
+class ByteCodingInterop : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device random;
+    folder_ = fs::temp_directory_path() / ("keel-byte-coding-" + std::to_string(random()) + std::to_string(random()));
+    fs::create_directory(folder_);
+    write(folder_ / "compress.py", kCompressScript);
+    write(folder_ / "decompress.py", kDecompressScript);
+  }
+  void TearDown() override {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+
+  static void write(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+  static void write(const fs::path& path, const Bytes& bytes) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
+                                                static_cast<std::streamsize>(bytes.size()));
+  }
+  static bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
+  static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
+
+  // `data` compressed by Python's zlib with the given window bits.
+  Bytes pythonCompressed(const Bytes& data, int windowBits) {
+    write(folder_ / "plain", data);
+    EXPECT_TRUE(run(std::string(kPython) + " " + quoted(folder_ / "compress.py") + " " + quoted(folder_ / "plain") +
+                    " " + quoted(folder_ / "packed") + " " + std::to_string(windowBits)));
+    return readFileBytes(folder_ / "packed").value_or(Bytes{});
+  }
+
+  // `packed` decompressed by Python's zlib, or nothing if it refused.
+  std::optional<Bytes> pythonDecompressed(const Bytes& packed, int windowBits) {
+    write(folder_ / "packed", packed);
+    if (!run(std::string(kPython) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") +
+             " " + quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
+      return std::nullopt;
+    }
+    return readFileBytes(folder_ / "plain");
+  }
+
+  fs::path folder_;
+};
+
+std::vector<Bytes> samples() {
+  std::mt19937 engine(2024);
+  Bytes noise(512 << 10);
+  for (auto& b : noise) b = static_cast<std::uint8_t>(engine());
+  const std::string words[] = {"alpha ", "beta ", "gamma ", "delta\n", "epsilon ", "zeta, "};
+  Bytes text;
+  while (text.size() < (2u << 20)) {
+    const std::string& w = words[engine() % std::size(words)];
+    text.insert(text.end(), w.begin(), w.end());
+  }
+  return {Bytes{'x'}, Bytes(64, 'a'), Bytes(65537, 0), noise, text};
+}
+
+TEST_F(ByteCodingInterop, GunzippedReadsPythonGzipAndZlibStreams) {
+  for (const Bytes& data : samples()) {
+    EXPECT_EQ(gunzipped(pythonCompressed(data, 31)), data) << data.size();
+    EXPECT_EQ(gunzipped(pythonCompressed(data, 15)), data) << data.size();
+    EXPECT_FALSE(gunzipped(pythonCompressed(data, -15))) << data.size();
+  }
+}
+
+TEST_F(ByteCodingInterop, InflatedReadsPythonRawDeflate) {
+  for (const Bytes& data : samples()) {
+    EXPECT_EQ(inflated(pythonCompressed(data, -15)), data) << data.size();
+    EXPECT_FALSE(inflated(pythonCompressed(data, 31))) << data.size();
+  }
+}
+
+TEST_F(ByteCodingInterop, PythonReadsDeflatedOutput) {
+  for (const Bytes& data : samples()) {
+    const auto packed = deflated(data);
+    ASSERT_TRUE(packed);
+    EXPECT_EQ(pythonDecompressed(*packed, -15), data) << data.size();
+  }
+}
+
+TEST_F(ByteCodingInterop, GzipToolRoundTrips) {
+  for (const Bytes& data : samples()) {
+    write(folder_ / "plain", data);
+    ASSERT_TRUE(run("gzip -c -9 " + quoted(folder_ / "plain") + " > " + quoted(folder_ / "plain.gz")));
+    EXPECT_EQ(gunzipped(readFileBytes(folder_ / "plain.gz").value_or(Bytes{})), data) << data.size();
+  }
+  // A file compressed by the tool in two pieces holds two members; only the
+  // first is decoded, while the tool itself concatenates them.
+  write(folder_ / "one", std::string("first|"));
+  write(folder_ / "two", std::string("second"));
+  ASSERT_TRUE(run("gzip -c " + quoted(folder_ / "one") + " > " + quoted(folder_ / "both.gz") + " && gzip -c " +
+                  quoted(folder_ / "two") + " >> " + quoted(folder_ / "both.gz")));
+  const Bytes both = readFileBytes(folder_ / "both.gz").value_or(Bytes{});
+  EXPECT_EQ(gunzipped(both), (Bytes{'f', 'i', 'r', 's', 't', '|'}));
+  ASSERT_TRUE(run("gzip -dc " + quoted(folder_ / "both.gz") + " > " + quoted(folder_ / "joined")));
+  EXPECT_EQ(readFileText(folder_ / "joined"), "first|second");
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,183 @@
+// Byte-buffer codecs against streams made in-process by zlib itself.
+#include "Keel/core/byte_coding.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdint>
+#include <random>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace Keel {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr int kGzipBits = 16 + 15;
+constexpr int kZlibBits = 15;
+constexpr int kRawBits = -15;
+
+Bytes bytesOf(std::string_view text) { return Bytes(text.begin(), text.end()); }
+
+// A stream of the given kind made by zlib directly, independent of the code
+// under test.
+Bytes compress(const Bytes& data, int windowBits, int level = 6) {
+  z_stream s{};
+  EXPECT_EQ(deflateInit2(&s, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY), Z_OK);
+  Bytes out(deflateBound(&s, data.size()));
+  s.next_in = const_cast<Bytef*>(data.data());  // zlib's API is not const-correct
+  s.avail_in = static_cast<uInt>(data.size());
+  s.next_out = out.data();
+  s.avail_out = static_cast<uInt>(out.size());
+  EXPECT_EQ(deflate(&s, Z_FINISH), Z_STREAM_END);
+  out.resize(s.total_out);
+  deflateEnd(&s);
+  return out;
+}
+
+Bytes randomBytes(std::size_t size, std::uint32_t seed) {
+  std::mt19937 engine(seed);
+  Bytes out(size);
+  for (auto& b : out) b = static_cast<std::uint8_t>(engine());
+  return out;
+}
+
+Bytes repetitiveText(std::size_t size) {
+  constexpr std::string_view pattern = "the quick brown fox jumps over the lazy dog; ";
+  Bytes out(size);
+  for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<std::uint8_t>(pattern[i % pattern.size()]);
+  return out;
+}
+
+TEST(ByteCodingSizes, GunzipReservesTwiceAndGrowsByHalfTheInput) {
+  EXPECT_EQ(gunzipBufferPlan(1).reserved, 2u);
+  EXPECT_EQ(gunzipBufferPlan(1).growthStep, 0u);
+  EXPECT_EQ(gunzipBufferPlan(7).reserved, 14u);
+  EXPECT_EQ(gunzipBufferPlan(7).growthStep, 3u);
+}
+
+TEST(ByteCodingSizes, ScratchIsTheInputClampedTo64Through65536) {
+  EXPECT_EQ(streamScratchSize(1), 64u);
+  EXPECT_EQ(streamScratchSize(64), 64u);
+  EXPECT_EQ(streamScratchSize(65), 65u);
+  EXPECT_EQ(streamScratchSize(65536), 65536u);
+  EXPECT_EQ(streamScratchSize(65537), 65536u);
+}
+
+TEST(Gunzipped, DecodesGzipAndZlibStreams) {
+  const Bytes text = bytesOf("Hello, gzip and zlib alike.");
+  EXPECT_EQ(gunzipped(compress(text, kGzipBits)), text);
+  EXPECT_EQ(gunzipped(compress(text, kZlibBits)), text);
+}
+
+TEST(Gunzipped, EmptyOneByteAndRawDeflateGiveNothing) {
+  EXPECT_FALSE(gunzipped({}));
+  const Bytes oneByte{0x1f};
+  EXPECT_FALSE(gunzipped(oneByte));
+  EXPECT_FALSE(gunzipped(compress(bytesOf("no header here"), kRawBits)));
+}
+
+TEST(Gunzipped, EveryTruncationGivesNothing) {
+  const Bytes gz = compress(repetitiveText(3000), kGzipBits);
+  for (std::size_t n = 1; n < gz.size(); ++n) {
+    EXPECT_FALSE(gunzipped(std::span(gz).first(n))) << "prefix of " << n << " bytes";
+  }
+}
+
+TEST(Gunzipped, CorruptStreamsGiveNothing) {
+  const Bytes text = repetitiveText(1000);
+  Bytes badCrc = compress(text, kGzipBits);
+  badCrc[badCrc.size() - 6] ^= 0x01;  // inside the CRC-32 of the trailer
+  EXPECT_FALSE(gunzipped(badCrc));
+  Bytes badAdler = compress(text, kZlibBits);
+  badAdler.back() ^= 0x80;
+  EXPECT_FALSE(gunzipped(badAdler));
+  Bytes badMagic = compress(text, kGzipBits);
+  badMagic[1] = 0x8c;
+  EXPECT_FALSE(gunzipped(badMagic));
+}
+
+TEST(Gunzipped, DecodesOnlyTheFirstMember) {
+  const Bytes first = bytesOf("first member");
+  Bytes joined = compress(first, kGzipBits);
+  const Bytes second = compress(bytesOf("second member"), kGzipBits);
+  joined.insert(joined.end(), second.begin(), second.end());
+  EXPECT_EQ(gunzipped(joined), first);
+}
+
+TEST(Gunzipped, LargeInputsNeedManyGrowthSteps) {
+  // Highly compressible: a few KiB of input grow the output thousands of times.
+  const Bytes text = repetitiveText(4 << 20);
+  EXPECT_EQ(gunzipped(compress(text, kGzipBits, 9)), text);
+  const Bytes noise = randomBytes(3 << 20, 7);
+  EXPECT_EQ(gunzipped(compress(noise, kZlibBits)), noise);
+}
+
+TEST(GunzippedDeathTest, InputOf4GiBIsFatal) {
+  // The size check comes before any byte is read, so the span need not be
+  // backed by real memory.
+  static const std::uint8_t byte = 0;
+  const std::span<const std::uint8_t> huge(&byte, std::size_t{1} << 32);
+  EXPECT_DEATH((void)gunzipped(huge), "4 GiB");
+}
+
+TEST(DeflatedInflated, RoundTripAroundScratchBoundaries) {
+  for (std::size_t size : {1u, 63u, 64u, 65u, 4096u, 65535u, 65536u, 65537u, 200000u}) {
+    const Bytes noise = randomBytes(size, static_cast<std::uint32_t>(size));
+    const auto coded = deflated(noise);
+    ASSERT_TRUE(coded) << size;
+    EXPECT_EQ(inflated(*coded), noise) << size;
+    const Bytes text = repetitiveText(size);
+    EXPECT_EQ(inflated(*deflated(text)), text) << size;
+  }
+}
+
+TEST(DeflatedInflated, LargeInputsFillTheScratchManyTimes) {
+  const Bytes noise = randomBytes(5 << 20, 11);
+  const auto codedNoise = deflated(noise);
+  ASSERT_TRUE(codedNoise);
+  EXPECT_EQ(inflated(*codedNoise), noise);
+  const Bytes text = repetitiveText(8 << 20);
+  const auto codedText = deflated(text);
+  ASSERT_TRUE(codedText);
+  EXPECT_LT(codedText->size(), text.size() / 100);
+  EXPECT_EQ(inflated(*codedText), text);  // tiny input, scratch of 64 KiB filled 128 times
+}
+
+TEST(DeflatedInflated, InflatedReadsZlibRawDeflate) {
+  const Bytes text = repetitiveText(10000);
+  EXPECT_EQ(inflated(compress(text, kRawBits, 9)), text);
+}
+
+TEST(DeflatedInflated, EmptyInputGivesNothingButAnEmptyStreamDecodesToNoBytes) {
+  EXPECT_FALSE(deflated({}));
+  EXPECT_FALSE(inflated({}));
+  // A final fixed-Huffman block holding only its end code.
+  const Bytes emptyStream{0x03, 0x00};
+  const auto decoded = inflated(emptyStream);
+  ASSERT_TRUE(decoded);
+  EXPECT_TRUE(decoded->empty());
+}
+
+TEST(DeflatedInflated, InflatedRefusesWrappedTruncatedAndCorruptInput) {
+  const Bytes text = repetitiveText(5000);
+  EXPECT_FALSE(inflated(compress(text, kGzipBits)));
+  const Bytes raw = compress(text, kRawBits);
+  for (std::size_t n = 1; n < raw.size(); ++n) {
+    EXPECT_FALSE(inflated(std::span(raw).first(n))) << "prefix of " << n << " bytes";
+  }
+  const Bytes reservedBlockType{0x07, 0x00, 0x00};  // final block of type 3
+  EXPECT_FALSE(inflated(reservedBlockType));
+}
+
+TEST(DeflatedInflated, BytesAfterTheFinalBlockAreIgnored) {
+  const Bytes text = bytesOf("payload");
+  Bytes raw = compress(text, kRawBits);
+  raw.insert(raw.end(), {0xde, 0xad, 0xbe, 0xef});
+  EXPECT_EQ(inflated(raw), text);
+}
+
+}  // namespace
+}  // namespace Keel
