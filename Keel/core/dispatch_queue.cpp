@@ -1,0 +1,343 @@
+// Task queues: the pending-list scheduler of each queue and the shared worker
+// pool that runs their asynchronous work.
+#include "Keel/core/dispatch_queue.h"
+
+#include <algorithm>
+#include <deque>
+#include <thread>
+
+#include "Keel/core/fatal_error.h"
+#include "Keel/core/run_loop.h"
+
+namespace Keel {
+namespace detail {
+
+namespace {
+
+// Set on pool threads, so that a worker about to block in a sync wait can
+// let the pool start a stand-in.
+constinit thread_local bool isPoolThread = false;
+// Set on the thread that has served the main queue (the main loop's thread).
+constinit thread_local bool servesMainQueue = false;
+
+// A bounded pool of worker threads shared by every queue. It keeps about one
+// running worker per core; a worker that blocks in a sync wait does not count,
+// so queues waiting on each other cannot starve the pool. Idle workers sleep
+// on a condition variable; extra workers started for blocked ones leave once
+// the blocked ones are back.
+class WorkerPool {
+ public:
+  using JobFunction = void (*)(std::shared_ptr<QueueCore>, WorkItem*);
+  struct Job {
+    JobFunction function;
+    std::shared_ptr<QueueCore> core;
+    WorkItem* item;
+  };
+
+  static WorkerPool& shared() {
+    static WorkerPool* const pool = new WorkerPool();  // outlives every detached worker
+    return *pool;
+  }
+
+  void submit(Job job) {
+    std::lock_guard lock(mutex_);
+    jobs_.push_back(std::move(job));
+    if (sleeping_ > wakeTokens_) {
+      ++wakeTokens_;
+      wake_.notify_one();
+    } else if (threads_ - blocked_ < target_ && threads_ < cap_) {
+      spawnLocked();
+    }
+  }
+
+  void willBlock() {
+    std::lock_guard lock(mutex_);
+    ++blocked_;
+    if (!jobs_.empty() && sleeping_ <= wakeTokens_ && threads_ - blocked_ < target_ && threads_ < cap_) {
+      spawnLocked();
+    }
+  }
+
+  void didUnblock() {
+    std::lock_guard lock(mutex_);
+    --blocked_;
+  }
+
+ private:
+  WorkerPool()
+      : target_(std::max(2U, std::thread::hardware_concurrency())), cap_(std::max(64U, 4 * target_)) {}
+
+  void spawnLocked() {
+    ++threads_;
+    std::thread([this] { workerMain(); }).detach();
+  }
+
+  void workerMain() {
+    isPoolThread = true;
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      while (jobs_.empty()) {
+        ++sleeping_;
+        wake_.wait(lock);
+        --sleeping_;
+        if (wakeTokens_ > 0) --wakeTokens_;
+      }
+      Job job = std::move(jobs_.front());
+      jobs_.pop_front();
+      lock.unlock();
+      job.function(std::move(job.core), job.item);
+      lock.lock();
+      if (threads_ - blocked_ > target_) {
+        --threads_;
+        return;
+      }
+    }
+  }
+
+  const unsigned target_;
+  const unsigned cap_;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  std::deque<Job> jobs_;      // guarded by mutex_, as are the counts below
+  unsigned threads_ = 0;      // workers alive
+  unsigned blocked_ = 0;      // workers waiting in a sync call
+  unsigned sleeping_ = 0;     // workers waiting for jobs
+  unsigned wakeTokens_ = 0;   // wake-ups sent and not yet taken
+};
+
+// Waits on a condition while letting the pool replace a blocked worker.
+template <typename Predicate>
+void blockingWait(std::condition_variable& condition, std::unique_lock<std::mutex>& lock, Predicate done) {
+  if (done()) return;
+  if (isPoolThread) {
+    lock.unlock();
+    WorkerPool::shared().willBlock();
+    lock.lock();
+  }
+  condition.wait(lock, done);
+  if (isPoolThread) {
+    lock.unlock();
+    WorkerPool::shared().didUnblock();
+    lock.lock();
+  }
+}
+
+// A sync caller waiting in the pending list for its turn to run.
+struct Ticket : WorkItem {
+  std::condition_variable granted;
+  bool isGranted = false;  // guarded by the queue's mutex
+};
+
+// A sync body waiting in the main queue's pending list to be run by the loop.
+struct OwnerCall : WorkItem {
+  FunctionRef body;
+  QueueCore* core;
+  std::mutex* mutex;
+  std::condition_variable finished;
+  bool isFinished = false;  // guarded by *mutex
+
+  OwnerCall(FunctionRef b, QueueCore* c, std::mutex* m) : body(b), core(c), mutex(m) {
+    perform = &OwnerCall::run;
+  }
+  static void run(WorkItem* item) {
+    auto* self = static_cast<OwnerCall*>(item);
+    self->body();
+    std::lock_guard lock(*self->mutex);
+    self->isFinished = true;
+    self->finished.notify_one();  // under the lock: the waiter cannot leave before we let go
+  }
+};
+
+constexpr unsigned kMaxDrainRounds = 64;  // then hand the thread back to other queues
+
+}  // namespace
+
+// Runs started work on the executor threads (pool workers or the main loop).
+struct QueueRunner {
+  // Runs exclusive items one after another while they keep coming, in
+  // batches taken under one lock, then releases the queue.
+  static void drainExclusive(std::shared_ptr<QueueCore> core, WorkItem* first) {
+    QueueFrame frame{core.get(), currentQueueFrame};
+    currentQueueFrame = &frame;
+    if (core->threadBound_) servesMainQueue = true;
+    WorkItem* batch = first;
+    unsigned rounds = 0;
+    for (;;) {
+      while (batch != nullptr) {
+        WorkItem* next = batch->next;  // before perform: the item may be gone after it
+        batch->perform(batch);
+        batch = next;
+      }
+      std::uint64_t expected = QueueCore::kExclusive;
+      if (core->state_.compare_exchange_strong(expected, 0, std::memory_order_release,
+                                               std::memory_order_relaxed)) {
+        break;
+      }
+      std::lock_guard lock(core->mutex_);
+      WorkItem* head = core->head_;
+      if (head != nullptr && head->exclusive && !head->isTicket && ++rounds < kMaxDrainRounds) {
+        WorkItem* last = head;
+        while (last->next != nullptr && last->next->exclusive && !last->next->isTicket) last = last->next;
+        core->head_ = last->next;
+        last->next = nullptr;
+        if (core->head_ == nullptr) {
+          core->tail_ = nullptr;
+          core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
+        }
+        batch = head;
+        continue;
+      }
+      core->state_.fetch_and(~QueueCore::kExclusive, std::memory_order_acq_rel);
+      core->dispatchPendingLocked();
+      break;
+    }
+    currentQueueFrame = frame.previous;
+  }
+
+  static void runShared(std::shared_ptr<QueueCore> core, WorkItem* item) {
+    QueueFrame frame{core.get(), currentQueueFrame};
+    currentQueueFrame = &frame;
+    item->perform(item);
+    currentQueueFrame = frame.previous;
+    core->leave(false);
+  }
+};
+
+QueueCore::QueueCore(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers)
+    : label_(std::move(label)),
+      concurrent_(concurrent),
+      threadBound_(threadBound),
+      ignoresBarriers_(ignoresBarriers) {}
+
+QueueCore::~QueueCore() = default;
+
+void QueueCore::checkNotReentrant() const noexcept {
+  for (const QueueFrame* frame = currentQueueFrame; frame != nullptr; frame = frame->previous) {
+    if (frame->core == this) {
+      fatalError("DispatchQueue: sync on queue \"" + label_ + "\" from its own work would deadlock");
+    }
+  }
+  if (threadBound_ && servesMainQueue) {
+    fatalError("DispatchQueue: sync on queue \"" + label_ + "\" from the thread that serves it would deadlock");
+  }
+}
+
+void QueueCore::waitForTurn(bool exclusive) {
+  Ticket ticket;
+  ticket.exclusive = exclusive;
+  ticket.isTicket = true;
+  std::unique_lock lock(mutex_);
+  enqueueLocked(&ticket);
+  blockingWait(ticket.granted, lock, [&] { return ticket.isGranted; });
+}
+
+void QueueCore::runOnOwner(FunctionRef body) {
+  OwnerCall call(body, this, &mutex_);
+  call.exclusive = true;
+  // The call lives on this stack; it cannot be handed to submit's ownership
+  // rules, but the path is the same: start at once if idle, else wait in line.
+  if (tryEnter(true)) {
+    start(&call);
+  } else {
+    std::lock_guard lock(mutex_);
+    enqueueLocked(&call);
+  }
+  std::unique_lock lock(mutex_);
+  blockingWait(call.finished, lock, [&] { return call.isFinished; });
+}
+
+void QueueCore::submit(WorkItem* item, bool barrier) {
+  item->exclusive = isExclusive(barrier);
+  if (tryEnter(item->exclusive)) {
+    start(item);
+    return;
+  }
+  std::lock_guard lock(mutex_);
+  enqueueLocked(item);
+}
+
+void QueueCore::leaveSlow(bool exclusive) noexcept {
+  std::lock_guard lock(mutex_);
+  if (exclusive) state_.fetch_and(~kExclusive, std::memory_order_acq_rel);
+  dispatchPendingLocked();
+}
+
+void QueueCore::enqueueLocked(WorkItem* item) {
+  item->next = nullptr;
+  if (tail_ == nullptr) {
+    head_ = tail_ = item;
+    state_.fetch_or(kQueued, std::memory_order_acq_rel);
+  } else {
+    tail_->next = item;
+    tail_ = item;
+  }
+  dispatchPendingLocked();
+}
+
+// Starts pending work from the head of the list for as long as the queue's
+// rules allow. While the list is not empty the queued bit keeps new arrivals
+// off the fast path, so only finishing work changes the state word meanwhile.
+void QueueCore::dispatchPendingLocked() {
+  while (head_ != nullptr) {
+    WorkItem* item = head_;
+    const bool exclusive = item->exclusive;
+    std::uint64_t s = state_.load(std::memory_order_acquire);
+    for (;;) {
+      std::uint64_t next = 0;
+      if (exclusive) {
+        if ((s & (kExclusive | kCountMask)) != 0) return;
+        next = kExclusive | (item->next != nullptr ? kQueued : 0);
+      } else {
+        if ((s & kExclusive) != 0) return;
+        next = (s + 1) & (item->next != nullptr ? ~std::uint64_t{0} : ~kQueued);
+      }
+      if (state_.compare_exchange_weak(s, next, std::memory_order_acq_rel, std::memory_order_acquire)) break;
+    }
+    head_ = item->next;
+    if (head_ == nullptr) tail_ = nullptr;
+    item->next = nullptr;
+    startLocked(item);
+    if (exclusive) return;
+  }
+}
+
+void QueueCore::startLocked(WorkItem* item) {
+  if (item->isTicket) {
+    auto* ticket = static_cast<Ticket*>(item);
+    ticket->isGranted = true;
+    ticket->granted.notify_one();  // under the lock: the waiter cannot leave before we let go
+    return;
+  }
+  start(item);
+}
+
+void QueueCore::start(WorkItem* item) {
+  const auto function = item->exclusive ? &QueueRunner::drainExclusive : &QueueRunner::runShared;
+  if (threadBound_) {
+    RunLoop::main().perform([function, core = shared_from_this(), item]() mutable {
+      function(std::move(core), item);
+    });
+  } else {
+    WorkerPool::shared().submit({function, shared_from_this(), item});
+  }
+}
+
+}  // namespace detail
+
+DispatchQueue::DispatchQueue(std::string label, Attributes attributes)
+    : DispatchQueue(std::move(label), attributes == Attributes::concurrent, false, false) {}
+
+DispatchQueue::DispatchQueue(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers)
+    : core_(std::make_shared<detail::QueueCore>(std::move(label), concurrent, threadBound, ignoresBarriers)) {}
+
+DispatchQueue& DispatchQueue::global() {
+  static DispatchQueue* const queue = new DispatchQueue("com.keel.global.default", true, false, true);
+  return *queue;
+}
+
+DispatchQueue& DispatchQueue::main() {
+  static DispatchQueue* const queue = new DispatchQueue("com.keel.main-thread", false, true, false);
+  return *queue;
+}
+
+}  // namespace Keel
