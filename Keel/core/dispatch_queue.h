@@ -43,6 +43,7 @@ struct FunctionItem final : WorkItem {
 class FunctionRef {
  public:
   template <typename F>
+    requires(!std::is_same_v<std::remove_cv_t<F>, FunctionRef>)
   explicit FunctionRef(F& f) noexcept
       : object_(&f), call_([](void* object) { (*static_cast<F*>(object))(); }) {}
   void operator()() const { call_(object_); }
