@@ -40,14 +40,20 @@ class WorkerPool {
   }
 
   void submit(Job job) {
-    std::lock_guard lock(mutex_);
-    jobs_.push_back(std::move(job));
-    if (sleeping_ > wakeTokens_) {
-      ++wakeTokens_;
-      wake_.notify_one();
-    } else if (threads_ - blocked_ < target_ && threads_ < cap_) {
-      spawnLocked();
+    bool wake = false;
+    {
+      std::lock_guard lock(mutex_);
+      jobs_.push_back(std::move(job));
+      if (sleeping_ > wakeTokens_) {
+        ++wakeTokens_;
+        wake = true;
+      } else if (threads_ - blocked_ < target_ && threads_ < cap_) {
+        spawnLocked();
+      }
     }
+    // Outside the lock, so the woken worker does not run straight into it.
+    // The pool is never destroyed, so the condition outlives this call.
+    if (wake) wake_.notify_one();
   }
 
   void willBlock() {
@@ -107,7 +113,7 @@ class WorkerPool {
 
 // Waits on a condition while letting the pool replace a blocked worker.
 template <typename Predicate>
-void blockingWait(std::condition_variable& condition, std::unique_lock<std::mutex>& lock, Predicate done) {
+void blockingWait(std::condition_variable_any& condition, std::unique_lock<QueueLock>& lock, Predicate done) {
   if (done()) return;
   if (isPoolThread) {
     lock.unlock();
@@ -124,7 +130,7 @@ void blockingWait(std::condition_variable& condition, std::unique_lock<std::mute
 
 // A sync caller waiting in the pending list for its turn to run.
 struct Ticket : WorkItem {
-  std::condition_variable granted;
+  std::condition_variable_any granted;
   bool isGranted = false;  // guarded by the queue's mutex
 };
 
@@ -132,11 +138,11 @@ struct Ticket : WorkItem {
 struct OwnerCall : WorkItem {
   FunctionRef body;
   QueueCore* core;
-  std::mutex* mutex;
-  std::condition_variable finished;
+  QueueLock* mutex;
+  std::condition_variable_any finished;
   bool isFinished = false;  // guarded by *mutex
 
-  OwnerCall(FunctionRef b, QueueCore* c, std::mutex* m) : body(b), core(c), mutex(m) {
+  OwnerCall(FunctionRef b, QueueCore* c, QueueLock* m) : body(b), core(c), mutex(m) {
     perform = &OwnerCall::run;
   }
   static void run(WorkItem* item) {
@@ -148,9 +154,83 @@ struct OwnerCall : WorkItem {
   }
 };
 
+// Recycled small-item blocks. Each thread keeps the blocks it frees in a
+// list of its own and hands them on to one shared stack in chains of
+// kBlockChain, so the stack's cache line moves between threads once per chain
+// rather than once per item. A thread that runs out takes the whole stack at
+// once, which keeps the stack free of the ABA problem. Blocks are kept for
+// reuse, never given back to the allocator.
+struct FreeBlock {
+  FreeBlock* next;
+};
+constexpr unsigned kBlockChain = 32;
+constinit std::atomic<FreeBlock*> sharedBlocks{nullptr};
+
+void shareBlocks(FreeBlock* first, FreeBlock* last) noexcept {
+  last->next = sharedBlocks.load(std::memory_order_relaxed);
+  while (!sharedBlocks.compare_exchange_weak(last->next, first, std::memory_order_release,
+                                             std::memory_order_relaxed)) {
+  }
+}
+
+struct LocalBlocks {
+  FreeBlock* spare = nullptr;  // ready for allocation
+  FreeBlock* freed = nullptr;  // freed here, not yet shared
+  FreeBlock* freedLast = nullptr;
+  unsigned freedCount = 0;
+
+  LocalBlocks() = default;
+  LocalBlocks(const LocalBlocks&) = delete;
+  LocalBlocks& operator=(const LocalBlocks&) = delete;
+  ~LocalBlocks() {  // a thread that ends hands its blocks on
+    shareFreed();
+    if (spare == nullptr) return;
+    FreeBlock* last = spare;
+    while (last->next != nullptr) last = last->next;
+    shareBlocks(spare, last);
+  }
+  void shareFreed() noexcept {
+    if (freed != nullptr) shareBlocks(freed, freedLast);
+    freed = freedLast = nullptr;
+    freedCount = 0;
+  }
+};
+thread_local LocalBlocks localBlocks;
+
 constexpr unsigned kMaxDrainRounds = 64;  // then hand the thread back to other queues
 
 }  // namespace
+
+void* allocateItem(std::size_t size) {
+  if (size > kSmallItemSize) return ::operator new(size);
+  LocalBlocks& local = localBlocks;
+  if (local.spare == nullptr) {
+    if (local.freed != nullptr) {
+      local.spare = local.freed;
+      local.freed = local.freedLast = nullptr;
+      local.freedCount = 0;
+    } else {
+      local.spare = sharedBlocks.exchange(nullptr, std::memory_order_acquire);
+      if (local.spare == nullptr) return ::operator new(kSmallItemSize);
+    }
+  }
+  FreeBlock* block = local.spare;
+  local.spare = block->next;
+  return block;
+}
+
+void deallocateItem(void* memory, std::size_t size) noexcept {
+  if (size > kSmallItemSize) {
+    ::operator delete(memory);
+    return;
+  }
+  LocalBlocks& local = localBlocks;
+  auto* block = static_cast<FreeBlock*>(memory);
+  block->next = local.freed;
+  local.freed = block;
+  if (local.freedLast == nullptr) local.freedLast = block;
+  if (++local.freedCount == kBlockChain) local.shareFreed();
+}
 
 // Runs started work on the executor threads (pool workers or the main loop).
 struct QueueRunner {
@@ -162,6 +242,7 @@ struct QueueRunner {
     if (core->threadBound_) servesMainQueue = true;
     WorkItem* batch = first;
     unsigned rounds = 0;
+    bool lingered = false;
     for (;;) {
       while (batch != nullptr) {
         WorkItem* next = batch->next;  // before perform: the item may be gone after it
@@ -169,6 +250,11 @@ struct QueueRunner {
         batch = next;
       }
       std::uint64_t expected = QueueCore::kExclusive;
+      if (!lingered && core->state_.load(std::memory_order_relaxed) == expected) {
+        lingered = true;
+        std::this_thread::yield();
+        if (core->state_.load(std::memory_order_relaxed) != expected) continue;
+      }
       if (core->state_.compare_exchange_strong(expected, 0, std::memory_order_release,
                                                std::memory_order_relaxed)) {
         break;
@@ -202,6 +288,18 @@ struct QueueRunner {
     core->leave(false);
   }
 };
+
+void QueueLock::lockSlow() noexcept {
+  for (int spin = 0; spin < 64; ++spin) {
+    int expected = 0;
+    if (word_.load(std::memory_order_relaxed) == 0 &&
+        word_.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+      return;
+    }
+    if (spin >= 32) std::this_thread::yield();  // the holder may have been preempted
+  }
+  while (word_.exchange(2, std::memory_order_acquire) != 0) word_.wait(2, std::memory_order_relaxed);
+}
 
 QueueCore::QueueCore(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers)
     : label_(std::move(label)),

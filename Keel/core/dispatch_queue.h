@@ -6,7 +6,9 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <cstddef>
 #include <memory>
+#include <new>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -28,12 +30,38 @@ struct WorkItem {
   bool isTicket = false;   // a sync caller waiting for its turn; no perform
 };
 
+// Memory for async items. Small items come from recycled blocks: items are
+// usually freed on a worker and allocated on a submitting thread, a pattern
+// that general-purpose allocators handle slowly.
+inline constexpr std::size_t kSmallItemSize = 64;
+[[nodiscard]] void* allocateItem(std::size_t size);
+void deallocateItem(void* memory, std::size_t size) noexcept;
+
 template <typename F>
 struct FunctionItem final : WorkItem {
+  static_assert(alignof(F) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__, "over-aligned work is not supported");
   explicit FunctionItem(F&& f) : function(std::move(f)) { perform = &FunctionItem::run; }
   explicit FunctionItem(const F& f) : function(f) { perform = &FunctionItem::run; }
+
+  template <typename G>
+  static FunctionItem* make(G&& body) {
+    void* memory = allocateItem(sizeof(FunctionItem));
+    try {
+      return new (memory) FunctionItem(std::forward<G>(body));
+    } catch (...) {
+      deallocateItem(memory, sizeof(FunctionItem));
+      throw;
+    }
+  }
   static void run(WorkItem* item) {
-    std::unique_ptr<FunctionItem> self(static_cast<FunctionItem*>(item));
+    auto* self = static_cast<FunctionItem*>(item);
+    struct Release {
+      FunctionItem* item;
+      ~Release() {
+        item->~FunctionItem();
+        deallocateItem(item, sizeof(FunctionItem));
+      }
+    } release{self};
     self->function();
   }
   F function;
@@ -51,6 +79,27 @@ class FunctionRef {
  private:
   void* object_;
   void (*call_)(void*);
+};
+
+// The lock of a queue's pending list. Its critical sections are a few pointer
+// moves, taken by submitters and by the draining worker in turn; spinning a
+// little before sleeping keeps that hand-over out of the kernel, which a plain
+// mutex would enter on every collision.
+class QueueLock {
+ public:
+  void lock() noexcept {
+    int expected = 0;
+    if (!word_.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+      lockSlow();
+    }
+  }
+  void unlock() noexcept {
+    if (word_.exchange(0, std::memory_order_release) == 2) word_.notify_one();
+  }
+
+ private:
+  void lockSlow() noexcept;
+  std::atomic<int> word_{0};  // 0 free, 1 held, 2 held with sleepers
 };
 
 // The queues whose work the current thread is running, innermost first; used
@@ -138,7 +187,7 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   const bool threadBound_;
   const bool ignoresBarriers_;
   std::atomic<std::uint64_t> state_{0};
-  std::mutex mutex_;
+  QueueLock mutex_;
   WorkItem* head_ = nullptr;  // pending list, guarded by mutex_
   WorkItem* tail_ = nullptr;
 };
@@ -235,7 +284,7 @@ class DispatchQueue {
 
   template <typename F>
   static detail::WorkItem* makeItem(F&& body) {
-    return new detail::FunctionItem<std::decay_t<F>>(std::forward<F>(body));
+    return detail::FunctionItem<std::decay_t<F>>::make(std::forward<F>(body));
   }
 
   template <typename F>
