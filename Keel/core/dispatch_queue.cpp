@@ -3,7 +3,9 @@
 #include "Keel/core/dispatch_queue.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <thread>
 
 #include "Keel/core/fatal_error.h"
@@ -250,7 +252,10 @@ struct QueueRunner {
         batch = next;
       }
       std::uint64_t expected = QueueCore::kExclusive;
-      if (!lingered && core->state_.load(std::memory_order_relaxed) == expected) {
+      // Caught up: give the submitters one time slice before letting go. A
+      // producer a little slower than this worker would otherwise pay a
+      // thread wake-up for nearly every item. One yield, never a spin.
+      if (!lingered && !core->threadBound_ && core->state_.load(std::memory_order_relaxed) == expected) {
         lingered = true;
         std::this_thread::yield();
         if (core->state_.load(std::memory_order_relaxed) != expected) continue;

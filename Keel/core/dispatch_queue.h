@@ -4,12 +4,10 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -111,8 +109,8 @@ struct QueueFrame {
 inline constinit thread_local QueueFrame* currentQueueFrame = nullptr;
 
 // The shared state of a queue. The state word lets sync callers and idle-queue
-// submissions claim the queue without taking the mutex; everything that has to
-// wait goes through the pending list under the mutex.
+// submissions claim the queue without taking the lock; everything that has to
+// wait goes through the pending list under the lock.
 class QueueCore : public std::enable_shared_from_this<QueueCore> {
  public:
   // State word: running non-exclusive work (low bits), one exclusive runner,
@@ -187,8 +185,8 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   const bool threadBound_;
   const bool ignoresBarriers_;
   std::atomic<std::uint64_t> state_{0};
-  QueueLock mutex_;
-  WorkItem* head_ = nullptr;  // pending list, guarded by mutex_
+  QueueLock mutex_;           // guards the pending list
+  WorkItem* head_ = nullptr;  // pending list, oldest first
   WorkItem* tail_ = nullptr;
 };
 
