@@ -243,39 +243,49 @@ struct QueueRunner {
     currentQueueFrame = &frame;
     if (core->threadBound_) servesMainQueue = true;
     WorkItem* batch = first;
+    WorkItem* batchTail = first;
     unsigned rounds = 0;
     bool lingered = false;
     for (;;) {
-      while (batch != nullptr) {
+      // Batches are taken whole, in O(1) under the lock, and sorted out here:
+      // walking the list under the lock would hold submitters up while this
+      // thread pulls each item over from the core that wrote it.
+      while (batch != nullptr && batch->exclusive && !batch->isTicket) {
         WorkItem* next = batch->next;  // before perform: the item may be gone after it
+        if (next != nullptr) __builtin_prefetch(next);
         batch->perform(batch);
         batch = next;
       }
       std::uint64_t expected = QueueCore::kExclusive;
-      // Caught up: give the submitters one time slice before letting go. A
-      // producer a little slower than this worker would otherwise pay a
-      // thread wake-up for nearly every item. One yield, never a spin.
-      if (!lingered && !core->threadBound_ && core->state_.load(std::memory_order_relaxed) == expected) {
-        lingered = true;
-        std::this_thread::yield();
-        if (core->state_.load(std::memory_order_relaxed) != expected) continue;
-      }
-      if (core->state_.compare_exchange_strong(expected, 0, std::memory_order_release,
-                                               std::memory_order_relaxed)) {
-        break;
+      if (batch == nullptr) {
+        // Caught up: give the submitters one time slice before letting go. A
+        // producer a little slower than this worker would otherwise pay a
+        // thread wake-up for nearly every item. One yield, never a spin.
+        if (!lingered && !core->threadBound_ && core->state_.load(std::memory_order_relaxed) == expected) {
+          lingered = true;
+          std::this_thread::yield();
+          if (core->state_.load(std::memory_order_relaxed) != expected) continue;
+        }
+        if (core->state_.compare_exchange_strong(expected, 0, std::memory_order_release,
+                                                 std::memory_order_relaxed)) {
+          break;
+        }
       }
       std::lock_guard lock(core->mutex_);
-      WorkItem* head = core->head_;
-      if (head != nullptr && head->exclusive && !head->isTicket && ++rounds < kMaxDrainRounds) {
-        WorkItem* last = head;
-        while (last->next != nullptr && last->next->exclusive && !last->next->isTicket) last = last->next;
-        core->head_ = last->next;
-        last->next = nullptr;
-        if (core->head_ == nullptr) {
-          core->tail_ = nullptr;
-          core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
-        }
-        batch = head;
+      if (batch != nullptr) {
+        // A sync caller or shared work is next: it goes back in front of
+        // whatever arrived meanwhile, and the queue is handed over below.
+        batchTail->next = core->head_;
+        core->head_ = batch;
+        if (core->tail_ == nullptr) core->tail_ = batchTail;
+        core->state_.fetch_or(QueueCore::kQueued, std::memory_order_acq_rel);
+        batch = nullptr;
+      } else if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket &&
+                 ++rounds < kMaxDrainRounds) {
+        batch = core->head_;
+        batchTail = core->tail_;
+        core->head_ = core->tail_ = nullptr;
+        core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
         continue;
       }
       core->state_.fetch_and(~QueueCore::kExclusive, std::memory_order_acq_rel);
