@@ -7,15 +7,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
-
-#include "Keel/core/stack.h"
 
 namespace Keel {
 namespace {
@@ -224,12 +220,6 @@ INSTANTIATE_TEST_SUITE_P(BothTypes, ThreadedDictionaryTest,
                            return type.param == ThreadingType::concurrent ? std::string("Concurrent")
                                                                           : std::string("Serial");
                          });
-
-TEST(StackTest, HoldsItsArray) {
-  Stack<int> stack({1, 2});
-  stack.array.push_back(3);
-  EXPECT_EQ(stack.array, (std::vector<int>{1, 2, 3}));
-}
 
 }  // namespace
 }  // namespace Keel
