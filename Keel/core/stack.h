@@ -1,6 +1,7 @@
 // A plain holder of an array of elements, used as a stack by its callers.
 #pragma once
 
+#include <utility>
 #include <vector>
 
 namespace Keel {
