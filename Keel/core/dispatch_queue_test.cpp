@@ -1,0 +1,334 @@
+// Ordering, barriers, inline sync, the main and global queues, lifetime and
+// the worker pool of DispatchQueue, under real concurrency.
+#include "Keel/core/dispatch_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "Keel/core/run_loop.h"
+
+namespace Keel {
+namespace {
+
+constexpr auto kTimeout = std::chrono::seconds(20);
+
+// Counts events and lets a thread wait, with a timeout, for a number of them.
+class Events {
+ public:
+  void add() {
+    std::lock_guard lock(mutex_);
+    ++count_;
+    changed_.notify_all();
+  }
+  [[nodiscard]] bool waitFor(int count) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kTimeout, [&] { return count_ >= count; });
+  }
+  [[nodiscard]] int count() {
+    std::lock_guard lock(mutex_);
+    return count_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0;
+};
+
+TEST(DispatchQueueTest, SerialQueueRunsWorkOneAtATimeInSubmissionOrder) {
+  DispatchQueue queue("test.serial");
+  std::vector<int> order;  // touched only on the queue
+  std::atomic<int> running{0};
+  std::atomic<bool> overlapped{false};
+  for (int i = 0; i < 500; ++i) {
+    queue.async([&, i] {
+      if (running.fetch_add(1) != 0) overlapped = true;
+      order.push_back(i);
+      running.fetch_sub(1);
+    });
+    if (i % 50 == 49) {
+      EXPECT_EQ(queue.sync([&] { return order.size(); }), static_cast<std::size_t>(i + 1));
+    }
+  }
+  const std::vector<int> seen = queue.sync([&] { return order; });
+  ASSERT_EQ(seen.size(), 500U);
+  for (int i = 0; i < 500; ++i) EXPECT_EQ(seen[static_cast<std::size_t>(i)], i);
+  EXPECT_FALSE(overlapped);
+}
+
+TEST(DispatchQueueTest, BarrierWaitsForEarlierWorkRunsAloneAndHoldsBackLaterWork) {
+  DispatchQueue queue("test.barrier", DispatchQueue::Attributes::concurrent);
+  ASSERT_TRUE(queue.isConcurrent());
+  Events started;
+  Events gate;
+  std::atomic<int> running{0};
+  std::atomic<int> earlierDone{0};
+  std::atomic<bool> barrierDone{false};
+  std::atomic<bool> barrierAlone{false};
+  std::atomic<bool> barrierSawEarlier{false};
+  std::atomic<int> laterBeforeBarrier{0};
+
+  for (int i = 0; i < 2; ++i) {
+    queue.async([&] {
+      running.fetch_add(1);
+      started.add();
+      EXPECT_TRUE(gate.waitFor(1));
+      earlierDone.fetch_add(1);
+      running.fetch_sub(1);
+    });
+  }
+  queue.asyncBarrier([&] {
+    barrierAlone = running.fetch_add(1) == 0;
+    barrierSawEarlier = earlierDone.load() == 2;
+    running.fetch_sub(1);
+    barrierDone = true;
+  });
+  for (int i = 0; i < 3; ++i) {
+    queue.async([&] {
+      if (!barrierDone) laterBeforeBarrier.fetch_add(1);
+    });
+  }
+  bool readerSawBarrier = false;
+  std::thread reader([&] { readerSawBarrier = queue.sync([&] { return barrierDone.load(); }); });
+
+  // Both earlier items run at the same time: non-barrier work overlaps.
+  ASSERT_TRUE(started.waitFor(2));
+  EXPECT_FALSE(barrierDone);
+  gate.add();
+  reader.join();
+  queue.syncBarrier([] {});
+
+  EXPECT_TRUE(barrierAlone);
+  EXPECT_TRUE(barrierSawEarlier);
+  EXPECT_TRUE(readerSawBarrier);
+  EXPECT_EQ(laterBeforeBarrier, 0);
+}
+
+TEST(DispatchQueueTest, SyncReadsOnAConcurrentQueueOverlap) {
+  DispatchQueue queue("test.overlap", DispatchQueue::Attributes::concurrent);
+  Events inside;
+  auto reader = [&] {
+    return queue.sync([&] {
+      inside.add();
+      return inside.waitFor(2);  // only possible if the other read is inside too
+    });
+  };
+  bool otherMet = false;
+  std::thread other([&] { otherMet = reader(); });
+  const bool met = reader();
+  other.join();
+  EXPECT_TRUE(met);
+  EXPECT_TRUE(otherMet);
+}
+
+TEST(DispatchQueueTest, SyncRunsOnTheCallingThread) {
+  const auto caller = std::this_thread::get_id();
+  DispatchQueue serial("test.inline.serial");
+  DispatchQueue concurrent("test.inline.concurrent", DispatchQueue::Attributes::concurrent);
+  EXPECT_EQ(serial.sync([] { return std::this_thread::get_id(); }), caller);
+  EXPECT_EQ(concurrent.sync([] { return std::this_thread::get_id(); }), caller);
+  EXPECT_EQ(concurrent.syncBarrier([] { return std::this_thread::get_id(); }), caller);
+
+  // Also when the call has to wait its turn behind queued work.
+  Events gate;
+  serial.async([&] { EXPECT_TRUE(gate.waitFor(1)); });
+  concurrent.asyncBarrier([&] { EXPECT_TRUE(gate.waitFor(1)); });
+  std::thread opener([&] { gate.add(); });
+  EXPECT_EQ(serial.sync([] { return std::this_thread::get_id(); }), caller);
+  EXPECT_EQ(concurrent.sync([] { return std::this_thread::get_id(); }), caller);
+  opener.join();
+}
+
+TEST(DispatchQueueTest, MainQueueIsServedByTheMainRunLoop) {
+  const auto mainThread = std::this_thread::get_id();
+  std::vector<int> order;  // touched on the main thread only
+  bool asyncOnMain = false;
+  bool syncOnMain = false;
+  DispatchQueue::main().async([&] {
+    order.push_back(1);
+    asyncOnMain = std::this_thread::get_id() == mainThread;
+  });
+  std::thread helper([&] {
+    syncOnMain = DispatchQueue::main().sync([&] {
+      order.push_back(2);
+      return std::this_thread::get_id() == mainThread;
+    });
+    DispatchQueue::main().async([] { RunLoop::main().stop(); });
+  });
+  // A hung queue must fail the test, not hang it.
+  Events finished;
+  std::atomic<bool> timedOut{false};
+  std::thread watchdog([&] {
+    if (!finished.waitFor(1)) {
+      timedOut = true;
+      RunLoop::main().stop();
+    }
+  });
+  RunLoop::main().run();
+  helper.join();
+  finished.add();
+  watchdog.join();
+
+  EXPECT_FALSE(timedOut);
+  EXPECT_TRUE(asyncOnMain);
+  EXPECT_TRUE(syncOnMain);
+  EXPECT_EQ(order, (std::vector<int>{1, 2}));
+  EXPECT_FALSE(DispatchQueue::main().isConcurrent());
+}
+
+TEST(DispatchQueueTest, GlobalQueueRunsWorkOnThePoolAndIgnoresBarriers) {
+  DispatchQueue& global = DispatchQueue::global();
+  EXPECT_TRUE(global.isConcurrent());
+  EXPECT_EQ(&global, &DispatchQueue::global());
+  Events gate;
+  Events ran;
+  std::atomic<bool> offCaller{false};
+  const auto caller = std::this_thread::get_id();
+  global.async([&] {
+    offCaller = std::this_thread::get_id() != caller;
+    ran.add();
+    EXPECT_TRUE(gate.waitFor(1));
+    ran.add();
+  });
+  // Runs although the earlier item is still busy: nobody may stall the global queue.
+  global.asyncBarrier([&] { ran.add(); });
+  EXPECT_TRUE(ran.waitFor(2));
+  gate.add();
+  EXPECT_TRUE(ran.waitFor(3));  // the first item is done with the locals
+  EXPECT_TRUE(offCaller);
+}
+
+TEST(DispatchQueueTest, DroppingTheLastHandleLosesNoPendingWork) {
+  for (const auto attributes : {DispatchQueue::Attributes::serial, DispatchQueue::Attributes::concurrent}) {
+    Events gate;
+    Events done;
+    {
+      DispatchQueue queue("test.dropped", attributes);
+      queue.asyncBarrier([&] { EXPECT_TRUE(gate.waitFor(1)); });
+      for (int i = 0; i < 50; ++i) {
+        queue.async([&] { done.add(); });
+        queue.asyncBarrier([&] { done.add(); });
+      }
+    }
+    gate.add();
+    EXPECT_TRUE(done.waitFor(100));
+  }
+}
+
+TEST(DispatchQueueTest, MixedWorkFromSeveralThreadsKeepsBarriersExclusive) {
+  DispatchQueue queue("test.stress", DispatchQueue::Attributes::concurrent);
+  long total = 0;  // written only by barriers, read by shared work: a race would show
+  std::atomic<int> sharedRunning{0};
+  std::atomic<bool> barrierOverlapped{false};
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 400;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kRounds; ++i) {
+        switch ((i + t) % 4) {
+          case 0:
+            queue.asyncBarrier([&] {
+              if (sharedRunning.load() != 0) barrierOverlapped = true;
+              ++total;
+            });
+            break;
+          case 1:
+            queue.syncBarrier([&] {
+              if (sharedRunning.load() != 0) barrierOverlapped = true;
+              ++total;
+            });
+            break;
+          case 2:
+            queue.async([&] {
+              sharedRunning.fetch_add(1);
+              EXPECT_GE(total, 0);
+              sharedRunning.fetch_sub(1);
+            });
+            break;
+          default:
+            EXPECT_GE(queue.sync([&] { return total; }), 0);
+            break;
+        }
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(queue.syncBarrier([&] { return total; }), kThreads * kRounds / 2);
+  EXPECT_FALSE(barrierOverlapped);
+}
+
+TEST(DispatchQueueTest, WorkersBlockedInSyncDoNotStarveThePool) {
+  // More pool items wait in sync than there are cores; the work they wait
+  // for still needs a worker of its own.
+  constexpr int kWaiters = 16;
+  DispatchQueue serial("test.starve");
+  Events arrived;
+  Events done;
+  std::atomic<bool> sawAll{false};
+  serial.async([&] { sawAll = arrived.waitFor(kWaiters); });
+  for (int i = 0; i < kWaiters; ++i) {
+    DispatchQueue::global().async([&] {
+      arrived.add();
+      serial.sync([] {});
+      done.add();
+    });
+  }
+  EXPECT_TRUE(done.waitFor(kWaiters));
+  EXPECT_TRUE(sawAll);
+}
+
+TEST(DispatchQueueTest, ManyQueuesShareABoundedPool) {
+  std::mutex mutex;
+  std::set<std::thread::id> threads;
+  Events done;
+  constexpr int kItems = 400;
+  std::vector<DispatchQueue> queues;
+  for (int i = 0; i < kItems; ++i) queues.emplace_back("test.pool");
+  for (const DispatchQueue& queue : queues) {
+    queue.async([&] {
+      {
+        std::lock_guard lock(mutex);
+        threads.insert(std::this_thread::get_id());
+      }
+      done.add();
+    });
+  }
+  ASSERT_TRUE(done.waitFor(kItems));
+  std::lock_guard lock(mutex);
+  EXPECT_LE(threads.size(), 64U);
+}
+
+TEST(DispatchQueueDeathTest, SyncFromTheQueuesOwnWorkIsFatal) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        DispatchQueue queue("test.reentrant", DispatchQueue::Attributes::concurrent);
+        queue.sync([&] { queue.sync([] {}); });
+      },
+      "test.reentrant.*would deadlock");
+  EXPECT_DEATH(
+      {
+        DispatchQueue first("test.outer");
+        DispatchQueue second("test.inner");
+        first.sync([&] { second.sync([&] { first.syncBarrier([] {}); }); });
+      },
+      "test.outer.*would deadlock");
+  EXPECT_DEATH(
+      {
+        DispatchQueue::main().async([] { RunLoop::main().stop(); });
+        RunLoop::main().run();
+        DispatchQueue::main().sync([] {});
+      },
+      "would deadlock");
+}
+
+}  // namespace
+}  // namespace Keel
