@@ -148,8 +148,8 @@ TEST(AnyEncodableTest, UnsupportedValuesFailAtTheirPath) {
 }
 
 TEST(AnyEncodableTest, LiteralsBuildArraysAndHashedDictionaries) {
-  const AnyEncodable array{1, "a", nullptr, 2.5};
-  EXPECT_EQ(encodeJSON(array), "[1,\"a\",null,2.5]");
+  const AnyEncodable array{1, "a", nullptr, 2.5, 'c', U'\u00e9'};
+  EXPECT_EQ(encodeJSON(array), "[1,\"a\",null,2.5,\"c\",\"\xc3\xa9\"]");
   const AnyCodable dictionary{{"b", 1}, {"a", AnyValue::Array{true, false}}};
   ASSERT_EQ(dictionary.value.kind(), AnyValue::Kind::hashedDictionary);
   // Text keys encode as a dictionary, in literal order.

@@ -82,6 +82,27 @@ bool operator==(const TextDictionary& a, const TextDictionary& b) {
   return true;
 }
 
+AnyValue::AnyValue(char32_t v) {
+  std::string text;
+  const auto c = static_cast<std::uint32_t>(v);
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += static_cast<char>(0xC0 | (c >> 6));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    text += static_cast<char>(0xE0 | (c >> 12));
+    text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    text += static_cast<char>(0xF0 | ((c >> 18) & 0x07));
+    text += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  }
+  storage_ = std::move(text);
+}
+
 const HashedDictionary* AnyValue::hashedDictionary() const {
   const auto* p = std::get_if<std::shared_ptr<const HashedDictionary>>(&storage_);
   return p != nullptr ? p->get() : nullptr;

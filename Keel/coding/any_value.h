@@ -97,8 +97,14 @@ class AnyValue {
   AnyValue(std::nullptr_t) {}  // NOLINT: the null literal is a value
   AnyValue(bool v) : storage_(v) {}  // NOLINT
   template <class T>
-    requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+             !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t> &&
+             !std::is_same_v<T, wchar_t>)
   AnyValue(T v) : storage_(widen(v)) {}  // NOLINT: each width keeps its own kind
+  // A character literal is text ('a' is "a"; U'\u00e9' is its UTF-8 form);
+  // signed char and unsigned char are the 8-bit integers.
+  AnyValue(char v) : storage_(std::string(1, v)) {}  // NOLINT
+  AnyValue(char32_t v);  // NOLINT
   AnyValue(float v) : storage_(v) {}  // NOLINT
   AnyValue(double v) : storage_(v) {}  // NOLINT
   AnyValue(const char* v) : storage_(std::string(v)) {}  // NOLINT
