@@ -12,30 +12,54 @@ CodingError cannotDecode(const Decoder& decoder) {
   return {CodingError::Kind::dataCorrupted, decoder.codingPath(), "AnyDecodable value cannot be decoded"};
 }
 
-// Decodes the elements of an array the decoder owns in place, reusing the
-// tree's storage. False when an element fails.
-bool decodeOwnedArray(AnyValue::Array& array, const Decoder& decoder) {
-  for (std::size_t i = 0; i < array.size(); ++i) {
-    const CodingPathLink link = detail::childLink(decoder.codingPathLink(), i);
-    if (link.depth > maxCodingDepth) return false;
-    Decoder child(array[i], &link, true);
-    auto element = decodeAnyValue(child);
-    if (!element) return false;
-    array[i] = std::move(element).value();
+// The decoding order applied in place to a tree the decoder owns: the kind of
+// each node decides which attempt of the order succeeds first, so the node is
+// rewritten to that result (null, boolean, int64 and float64 and text stay;
+// other integer widths become int64 when they fit, else uint64; float32
+// becomes float64; containers recurse), reusing the tree's storage instead of
+// building a second one. False when some node fits none of the kinds (dates,
+// data, ...) or nesting passes maxCodingDepth; the caller then reports the
+// failure at its own path, as the order does.
+bool normalizeOwned(AnyValue& node, std::size_t depth) {
+  using K = AnyValue::Kind;
+  switch (node.kind()) {
+    case K::null:
+    case K::boolean:
+    case K::int64:
+    case K::float64:
+    case K::text: return true;
+    case K::int8:
+    case K::int16:
+    case K::int32:
+    case K::uint8:
+    case K::uint16:
+    case K::uint32:
+    case K::uint64: {
+      AnyValue tree = node;  // small: a scalar
+      Decoder decoder(tree);
+      const auto single = decoder.singleValueContainer();
+      if (auto i = single.tryInt64()) {
+        node = *i;
+      } else if (auto u = single.tryUInt64()) {
+        node = *u;
+      }
+      return true;
+    }
+    case K::float32: node = static_cast<double>(node.as<float>()); return true;
+    case K::array:
+      if (depth >= maxCodingDepth) return false;
+      for (AnyValue& element : node.as<AnyValue::Array>()) {
+        if (!normalizeOwned(element, depth + 1)) return false;
+      }
+      return true;
+    case K::dictionary:
+      if (depth >= maxCodingDepth) return false;
+      for (auto& entry : node.as<TextDictionary>()) {
+        if (!normalizeOwned(entry.second, depth + 1)) return false;
+      }
+      return true;
+    default: return false;
   }
-  return true;
-}
-
-bool decodeOwnedDictionary(TextDictionary& dictionary, const Decoder& decoder) {
-  for (auto& [key, value] : dictionary) {
-    const CodingPathLink link = detail::childLink(decoder.codingPathLink(), key);
-    if (link.depth > maxCodingDepth) return false;
-    Decoder child(value, &link, true);
-    auto element = decodeAnyValue(child);
-    if (!element) return false;
-    value = std::move(element).value();
-  }
-  return true;
 }
 
 // Encodes a value of a tree without copying it into an AnyEncodable.
@@ -95,10 +119,8 @@ Result<AnyValue> decodeAnyValue(Decoder& decoder) {
   if (auto s = single.tryString()) return AnyValue(std::move(*s));
 
   if (AnyValue* owned = decoder.ownedNode()) {
-    if (auto* array = owned->getIf<AnyValue::Array>()) {
-      if (decodeOwnedArray(*array, decoder)) return AnyValue(std::move(*array));
-    } else if (auto* dictionary = owned->getIf<TextDictionary>()) {
-      if (decodeOwnedDictionary(*dictionary, decoder)) return AnyValue(std::move(*dictionary));
+    if (owned->kind() == AnyValue::Kind::array || owned->kind() == AnyValue::Kind::dictionary) {
+      if (decoder.hasCanonicalTree() || normalizeOwned(*owned, decoder.depth())) return std::move(*owned);
     }
     return cannotDecode(decoder);
   }
@@ -137,24 +159,28 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
   using K = AnyValue::Kind;
   const auto single = encoder.singleValueContainer();
   switch (value.kind()) {
-    case K::boxedNumber: return encodeBoxed(*value.boxedNumber(), value, encoder);
+    case K::boxedNumber:
+      if (const BoxedNumber* boxed = value.boxedNumber()) return encodeBoxed(*boxed, value, encoder);
+      break;
     case K::null: return single.encodeNil();
-    case K::boolean: return single.encode(*value.getIf<bool>());
-    case K::int8: return single.encode(*value.getIf<std::int8_t>());
-    case K::int16: return single.encode(*value.getIf<std::int16_t>());
-    case K::int32: return single.encode(*value.getIf<std::int32_t>());
-    case K::int64: return single.encode(*value.getIf<std::int64_t>());
-    case K::uint8: return single.encode(*value.getIf<std::uint8_t>());
-    case K::uint16: return single.encode(*value.getIf<std::uint16_t>());
-    case K::uint32: return single.encode(*value.getIf<std::uint32_t>());
-    case K::uint64: return single.encode(*value.getIf<std::uint64_t>());
-    case K::float32: return single.encode(*value.getIf<float>());
-    case K::float64: return single.encode(*value.getIf<double>());
-    case K::text: return single.encode(*value.getIf<std::string>());
-    case K::date: return single.encode(*value.getIf<Date>());
-    case K::url: return single.encode(*value.url());
+    case K::boolean: return single.encode(value.as<bool>());
+    case K::int8: return single.encode(value.as<std::int8_t>());
+    case K::int16: return single.encode(value.as<std::int16_t>());
+    case K::int32: return single.encode(value.as<std::int32_t>());
+    case K::int64: return single.encode(value.as<std::int64_t>());
+    case K::uint8: return single.encode(value.as<std::uint8_t>());
+    case K::uint16: return single.encode(value.as<std::uint16_t>());
+    case K::uint32: return single.encode(value.as<std::uint32_t>());
+    case K::uint64: return single.encode(value.as<std::uint64_t>());
+    case K::float32: return single.encode(value.as<float>());
+    case K::float64: return single.encode(value.as<double>());
+    case K::text: return single.encode(value.as<std::string>());
+    case K::date: return single.encode(value.as<Date>());
+    case K::url:
+      if (const URL* url = value.url()) return single.encode(*url);
+      break;
     case K::array: {
-      const auto& array = *value.getIf<AnyValue::Array>();
+      const auto& array = value.as<AnyValue::Array>();
       auto container = encoder.unkeyedContainer();
       container.reserve(array.size());
       for (const AnyValue& element : array) {
@@ -163,7 +189,7 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       return {};
     }
     case K::dictionary: {
-      const auto& dictionary = *value.getIf<TextDictionary>();
+      const auto& dictionary = value.as<TextDictionary>();
       auto container = encoder.container();
       container.reserve(dictionary.size());
       for (const auto& [key, element] : dictionary) {
@@ -172,7 +198,9 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       return {};
     }
     case K::hashedDictionary: {
-      const HashedDictionary& dictionary = *value.hashedDictionary();
+      const HashedDictionary* hashed = value.hashedDictionary();
+      if (hashed == nullptr) break;
+      const HashedDictionary& dictionary = *hashed;
       for (const auto& entry : dictionary) {
         if (entry.first.getIf<std::string>() == nullptr) {
           return cannotEncode(value, encoder, "AnyEncodable value cannot be encoded");
@@ -181,7 +209,7 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       auto container = encoder.container();
       container.reserve(dictionary.size());
       for (const auto& [key, element] : dictionary) {
-        if (Status s = container.encode(*key.getIf<std::string>(), ValueRef{&element}); !s) return s;
+        if (Status s = container.encode(key.as<std::string>(), ValueRef{&element}); !s) return s;
       }
       return {};
     }

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <unordered_map>
 
+#include "Keel/core/fatal_error.h"
+
 namespace Keel {
 
 TextDictionary::TextDictionary(std::initializer_list<Entry> entries) {
@@ -82,6 +84,8 @@ bool operator==(const TextDictionary& a, const TextDictionary& b) {
   return true;
 }
 
+void AnyValue::wrongKind() { fatalError("AnyValue read as a kind it does not hold"); }
+
 AnyValue::AnyValue(char32_t v) {
   std::string text;
   const auto c = static_cast<std::uint32_t>(v);
@@ -128,13 +132,16 @@ bool sameFloat(F a, F b) {
 bool operator==(const AnyValue& a, const AnyValue& b) {
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {
-    case AnyValue::Kind::float32: return sameFloat(*a.getIf<float>(), *b.getIf<float>());
-    case AnyValue::Kind::float64: return sameFloat(*a.getIf<double>(), *b.getIf<double>());
+    case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
+    case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
     case AnyValue::Kind::date:
-      return sameFloat(a.getIf<Date>()->secondsSinceReferenceDate, b.getIf<Date>()->secondsSinceReferenceDate);
+      return sameFloat(a.as<Date>().secondsSinceReferenceDate, b.as<Date>().secondsSinceReferenceDate);
     case AnyValue::Kind::hashedDictionary: {
-      const HashedDictionary& x = *a.hashedDictionary();
-      const HashedDictionary& y = *b.hashedDictionary();
+      const HashedDictionary* px = a.hashedDictionary();
+      const HashedDictionary* py = b.hashedDictionary();
+      if (px == nullptr || py == nullptr) return false;
+      const HashedDictionary& x = *px;
+      const HashedDictionary& y = *py;
       if (x.size() != y.size()) return false;
       for (const auto& [key, value] : x) {
         bool found = false;
@@ -148,8 +155,16 @@ bool operator==(const AnyValue& a, const AnyValue& b) {
       }
       return true;
     }
-    case AnyValue::Kind::boxedNumber: return *a.boxedNumber() == *b.boxedNumber();
-    case AnyValue::Kind::url: return *a.url() == *b.url();
+    case AnyValue::Kind::boxedNumber: {
+      const BoxedNumber* x = a.boxedNumber();
+      const BoxedNumber* y = b.boxedNumber();
+      return x != nullptr && y != nullptr && *x == *y;
+    }
+    case AnyValue::Kind::url: {
+      const URL* x = a.url();
+      const URL* y = b.url();
+      return x != nullptr && y != nullptr && *x == *y;
+    }
     default: return a.storage_ == b.storage_;
   }
 }
@@ -167,26 +182,26 @@ std::string describe(const AnyValue& value) {
   using K = AnyValue::Kind;
   switch (value.kind()) {
     case K::null: return "nil";
-    case K::boolean: return *value.getIf<bool>() ? "true" : "false";
-    case K::int8: return numberText(*value.getIf<std::int8_t>());
-    case K::int16: return numberText(*value.getIf<std::int16_t>());
-    case K::int32: return numberText(*value.getIf<std::int32_t>());
-    case K::int64: return numberText(*value.getIf<std::int64_t>());
-    case K::uint8: return numberText(*value.getIf<std::uint8_t>());
-    case K::uint16: return numberText(*value.getIf<std::uint16_t>());
-    case K::uint32: return numberText(*value.getIf<std::uint32_t>());
-    case K::uint64: return numberText(*value.getIf<std::uint64_t>());
-    case K::float32: return numberText(*value.getIf<float>());
-    case K::float64: return numberText(*value.getIf<double>());
-    case K::text: return *value.getIf<std::string>();
+    case K::boolean: return value.as<bool>() ? "true" : "false";
+    case K::int8: return numberText(value.as<std::int8_t>());
+    case K::int16: return numberText(value.as<std::int16_t>());
+    case K::int32: return numberText(value.as<std::int32_t>());
+    case K::int64: return numberText(value.as<std::int64_t>());
+    case K::uint8: return numberText(value.as<std::uint8_t>());
+    case K::uint16: return numberText(value.as<std::uint16_t>());
+    case K::uint32: return numberText(value.as<std::uint32_t>());
+    case K::uint64: return numberText(value.as<std::uint64_t>());
+    case K::float32: return numberText(value.as<float>());
+    case K::float64: return numberText(value.as<double>());
+    case K::text: return value.as<std::string>();
     case K::array: return "[...]";
     case K::dictionary:
     case K::hashedDictionary: return "{...}";
     case K::boxedNumber:
       return std::visit([](auto n) { return numberText(n); }, value.boxedNumber()->number);
-    case K::date: return numberText(value.getIf<Date>()->secondsSinceReferenceDate);
+    case K::date: return numberText(value.as<Date>().secondsSinceReferenceDate);
     case K::url: return value.url()->absoluteString;
-    case K::data: return std::to_string(value.getIf<Data>()->size()) + " bytes";
+    case K::data: return std::to_string(value.as<Data>().size()) + " bytes";
   }
   return {};
 }

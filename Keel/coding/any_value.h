@@ -118,6 +118,12 @@ class AnyValue {
   AnyValue(URL v) : storage_(std::make_shared<const URL>(std::move(v))) {}  // NOLINT
   AnyValue(Data v) : storage_(std::move(v)) {}  // NOLINT
 
+  // Replaces the value with a T built in place from `args`; returns it.
+  template <class T, class... Args>
+  T& emplace(Args&&... args) {
+    return storage_.template emplace<T>(std::forward<Args>(args)...);
+  }
+
   [[nodiscard]] Kind kind() const { return static_cast<Kind>(storage_.index()); }
   [[nodiscard]] bool isNull() const { return kind() == Kind::null; }
 
@@ -127,6 +133,18 @@ class AnyValue {
   [[nodiscard]] const T* getIf() const { return std::get_if<T>(&storage_); }
   template <class T>
   [[nodiscard]] T* getIf() { return std::get_if<T>(&storage_); }
+  // The stored value of type T; a value of another kind is a programming
+  // error that stops the process (check kind() or getIf first).
+  template <class T>
+  [[nodiscard]] const T& as() const {
+    if (const T* p = std::get_if<T>(&storage_)) return *p;
+    wrongKind();
+  }
+  template <class T>
+  [[nodiscard]] T& as() {
+    if (T* p = std::get_if<T>(&storage_)) return *p;
+    wrongKind();
+  }
   [[nodiscard]] const HashedDictionary* hashedDictionary() const;
   [[nodiscard]] const BoxedNumber* boxedNumber() const;
   [[nodiscard]] const URL* url() const;
@@ -136,6 +154,8 @@ class AnyValue {
   friend bool operator==(const AnyValue& a, const AnyValue& b);
 
  private:
+  [[noreturn]] static void wrongKind();
+
   template <class T>
   static auto widen(T v) {
     if constexpr (std::is_signed_v<T>) {

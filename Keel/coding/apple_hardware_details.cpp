@@ -69,15 +69,15 @@ std::optional<AppleHardwareDetails> AppleHardwareDetails::detailsFromList(const 
   if (top == nullptr) return std::nullopt;
   const AnyValue* entry = top->find(modelIdentifier);
   if (entry == nullptr || entry->getIf<TextDictionary>() == nullptr) return std::nullopt;
-  const AnyValue* localizable = entry->getIf<TextDictionary>()->find("_LOCALIZABLE_");
+  const AnyValue* localizable = entry->as<TextDictionary>().find("_LOCALIZABLE_");
   if (localizable == nullptr || localizable->getIf<TextDictionary>() == nullptr) return std::nullopt;
-  const TextDictionary& texts = *localizable->getIf<TextDictionary>();
+  const TextDictionary& texts = localizable->as<TextDictionary>();
   for (const auto& item : texts) {
     if (item.second.getIf<std::string>() == nullptr) return std::nullopt;
   }
   auto text = [&](std::string_view key) -> std::optional<std::string> {
     const AnyValue* v = texts.find(key);
-    return v != nullptr ? std::optional(*v->getIf<std::string>()) : std::nullopt;
+    return v != nullptr ? std::optional(v->as<std::string>()) : std::nullopt;
   };
   AppleHardwareDetails details;
   details.processor = text("processor");

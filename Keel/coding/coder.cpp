@@ -64,14 +64,14 @@ std::optional<IntegerValue> integerOf(const AnyValue& v) {
   auto sv = [](std::int64_t x) { return IntegerValue{x < 0, x, static_cast<std::uint64_t>(x)}; };
   auto uv = [](std::uint64_t x) { return IntegerValue{false, static_cast<std::int64_t>(x), x}; };
   switch (v.kind()) {
-    case K::int8: return sv(*v.getIf<std::int8_t>());
-    case K::int16: return sv(*v.getIf<std::int16_t>());
-    case K::int32: return sv(*v.getIf<std::int32_t>());
-    case K::int64: return sv(*v.getIf<std::int64_t>());
-    case K::uint8: return uv(*v.getIf<std::uint8_t>());
-    case K::uint16: return uv(*v.getIf<std::uint16_t>());
-    case K::uint32: return uv(*v.getIf<std::uint32_t>());
-    case K::uint64: return uv(*v.getIf<std::uint64_t>());
+    case K::int8: return sv(v.as<std::int8_t>());
+    case K::int16: return sv(v.as<std::int16_t>());
+    case K::int32: return sv(v.as<std::int32_t>());
+    case K::int64: return sv(v.as<std::int64_t>());
+    case K::uint8: return uv(v.as<std::uint8_t>());
+    case K::uint16: return uv(v.as<std::uint16_t>());
+    case K::uint32: return uv(v.as<std::uint32_t>());
+    case K::uint64: return uv(v.as<std::uint64_t>());
     default: return std::nullopt;
   }
 }
@@ -178,16 +178,16 @@ Result<UnkeyedDecodingContainer> Decoder::unkeyedContainer() const {
 }
 
 bool KeyedDecodingContainer::contains(std::string_view key) const {
-  return node_->getIf<TextDictionary>()->find(key) != nullptr;
+  return node_->as<TextDictionary>().find(key) != nullptr;
 }
 
 std::vector<std::string> KeyedDecodingContainer::allKeys() const {
   std::vector<std::string> keys;
-  for (const auto& entry : *node_->getIf<TextDictionary>()) keys.push_back(entry.first);
+  for (const auto& entry : node_->as<TextDictionary>()) keys.push_back(entry.first);
   return keys;
 }
 
-std::size_t UnkeyedDecodingContainer::count() const { return node_->getIf<AnyValue::Array>()->size(); }
+std::size_t UnkeyedDecodingContainer::count() const { return node_->as<AnyValue::Array>().size(); }
 
 Status SingleValueEncodingContainer::encodeNil() const {
   *slot_ = AnyValue();
@@ -205,19 +205,19 @@ UnkeyedEncodingContainer Encoder::unkeyedContainer() const {
 }
 
 Status KeyedEncodingContainer::encodeNil(std::string_view key) {
-  slot_->getIf<TextDictionary>()->insertOrAssign(std::string(key), AnyValue());
+  slot_->as<TextDictionary>().insertOrAssign(std::string(key), AnyValue());
   return {};
 }
 
-void KeyedEncodingContainer::reserve(std::size_t n) { slot_->getIf<TextDictionary>()->reserve(n); }
+void KeyedEncodingContainer::reserve(std::size_t n) { slot_->as<TextDictionary>().reserve(n); }
 
 Status UnkeyedEncodingContainer::encodeNil() {
-  slot_->getIf<AnyValue::Array>()->emplace_back();
+  slot_->as<AnyValue::Array>().emplace_back();
   return {};
 }
 
-void UnkeyedEncodingContainer::reserve(std::size_t n) { slot_->getIf<AnyValue::Array>()->reserve(n); }
+void UnkeyedEncodingContainer::reserve(std::size_t n) { slot_->as<AnyValue::Array>().reserve(n); }
 
-std::size_t UnkeyedEncodingContainer::count() const { return slot_->getIf<AnyValue::Array>()->size(); }
+std::size_t UnkeyedEncodingContainer::count() const { return slot_->as<AnyValue::Array>().size(); }
 
 }  // namespace Keel

@@ -141,6 +141,16 @@ class Decoder {
   Decoder(AnyValue& node, const CodingPathLink* path = nullptr, bool ownsTree = false)
       : node_(&node), path_(path), owns_(ownsTree) {}
 
+  // Declares that the tree holds only null, booleans, int64, uint64 above
+  // the int64 range, float64, texts, arrays and text-keyed dictionaries: the
+  // kinds untyped decoding keeps as they are (the JSON reader builds such
+  // trees), so decoding an owned tree untyped can hand it over whole.
+  Decoder& assumeCanonicalTree() {
+    canonical_ = true;
+    return *this;
+  }
+  [[nodiscard]] bool hasCanonicalTree() const { return canonical_; }
+
   [[nodiscard]] SingleValueDecodingContainer singleValueContainer() const { return {node_, path_, owns_}; }
   // typeMismatch when the value is not a text-keyed dictionary.
   Result<KeyedDecodingContainer> container() const;
@@ -157,6 +167,7 @@ class Decoder {
   AnyValue* node_;
   const CodingPathLink* path_;
   bool owns_;
+  bool canonical_ = false;
 };
 
 // Writes one value.
@@ -326,7 +337,7 @@ Result<T> SingleValueDecodingContainer::decode() const {
 
 template <class T>
 Result<T> KeyedDecodingContainer::decode(std::string_view key) const {
-  AnyValue* child = node_->getIf<TextDictionary>()->find(key);
+  AnyValue* child = node_->as<TextDictionary>().find(key);
   if (child == nullptr) return detail::keyNotFound(path_, key);
   const CodingPathLink link = detail::childLink(path_, key);
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, true);
@@ -336,7 +347,7 @@ Result<T> KeyedDecodingContainer::decode(std::string_view key) const {
 
 template <class T>
 Result<std::optional<T>> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
-  const AnyValue* child = node_->getIf<TextDictionary>()->find(key);
+  const AnyValue* child = node_->as<TextDictionary>().find(key);
   if (child == nullptr || child->isNull()) return std::optional<T>();
   auto value = decode<T>(key);
   if (!value) return value.error();
@@ -345,7 +356,7 @@ Result<std::optional<T>> KeyedDecodingContainer::decodeIfPresent(std::string_vie
 
 template <class T>
 Result<T> UnkeyedDecodingContainer::decode() {
-  auto& array = *node_->getIf<AnyValue::Array>();
+  auto& array = node_->as<AnyValue::Array>();
   if (currentIndex_ >= array.size()) return detail::atEnd(path_);
   const CodingPathLink link = detail::childLink(path_, currentIndex_);
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, true);
@@ -370,7 +381,7 @@ template <class T>
 Status KeyedEncodingContainer::encode(std::string_view key, const T& value) {
   const CodingPathLink link = detail::childLink(path_, key);
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, false);
-  auto& dictionary = *slot_->getIf<TextDictionary>();
+  auto& dictionary = slot_->as<TextDictionary>();
   AnyValue* child = dictionary.find(key);
   if (child == nullptr) {
     dictionary.appendUnchecked(std::string(key), AnyValue());
@@ -384,7 +395,7 @@ Status KeyedEncodingContainer::encode(std::string_view key, const T& value) {
 
 template <class T>
 Status UnkeyedEncodingContainer::encode(const T& value) {
-  auto& array = *slot_->getIf<AnyValue::Array>();
+  auto& array = slot_->as<AnyValue::Array>();
   const CodingPathLink link = detail::childLink(path_, array.size());
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, false);
   array.emplace_back();

@@ -54,6 +54,10 @@ struct CodingError {
 
 [[nodiscard]] const char* codingErrorKindName(CodingError::Kind kind);
 
+namespace detail {
+[[noreturn]] void badResultAccess(bool wantedValue);
+}
+
 // A value or the coding error that prevented it. Never throws; reading the
 // value of a failed result (or the error of a successful one) is a programming
 // error that stops the process.
@@ -66,15 +70,23 @@ class [[nodiscard]] Result {
   [[nodiscard]] bool ok() const { return storage_.index() == 0; }
   explicit operator bool() const { return ok(); }
 
-  [[nodiscard]] T& value() & { return *std::get_if<0>(&checked(true)); }
-  [[nodiscard]] const T& value() const& { return *std::get_if<0>(&const_cast<Result*>(this)->checked(true)); }
-  [[nodiscard]] T&& value() && { return std::move(*std::get_if<0>(&checked(true))); }
-  [[nodiscard]] const CodingError& error() const { return *std::get_if<1>(&const_cast<Result*>(this)->checked(false)); }
+  [[nodiscard]] T& value() & {
+    if (T* p = std::get_if<0>(&storage_)) return *p;
+    detail::badResultAccess(true);
+  }
+  [[nodiscard]] const T& value() const& {
+    if (const T* p = std::get_if<0>(&storage_)) return *p;
+    detail::badResultAccess(true);
+  }
+  [[nodiscard]] T&& value() && { return std::move(value()); }
+  [[nodiscard]] const CodingError& error() const {
+    if (const CodingError* p = std::get_if<1>(&storage_)) return *p;
+    detail::badResultAccess(false);
+  }
   T* operator->() { return &value(); }
   T& operator*() & { return value(); }
 
  private:
-  std::variant<T, CodingError>& checked(bool wantValue);
   std::variant<T, CodingError> storage_;
 };
 
@@ -92,15 +104,5 @@ class [[nodiscard]] Status {
   CodingError error_;
   bool failed_ = false;
 };
-
-namespace detail {
-[[noreturn]] void badResultAccess(bool wantedValue);
-}
-
-template <class T>
-std::variant<T, CodingError>& Result<T>::checked(bool wantValue) {
-  if (ok() != wantValue) detail::badResultAccess(wantValue);
-  return storage_;
-}
 
 }  // namespace Keel

@@ -29,33 +29,36 @@ simdjson::dom::parser& threadParser() {
   return parser;
 }
 
-AnyValue build(simdjson::dom::element element) {
+// Builds each node in its final place (no temporaries to move and destroy).
+void build(simdjson::dom::element element, AnyValue& into) {
   using T = simdjson::dom::element_type;
   switch (element.type()) {
-    case T::NULL_VALUE: return AnyValue();
-    case T::BOOL: return AnyValue(element.get_bool().value_unsafe());
-    case T::INT64: return AnyValue(element.get_int64().value_unsafe());
-    case T::UINT64: return AnyValue(element.get_uint64().value_unsafe());
-    case T::DOUBLE: return AnyValue(element.get_double().value_unsafe());
-    case T::STRING: return AnyValue(std::string(element.get_string().value_unsafe()));
+    case T::NULL_VALUE: return;
+    case T::BOOL: into.emplace<bool>(element.get_bool().value_unsafe()); return;
+    case T::INT64: into.emplace<std::int64_t>(element.get_int64().value_unsafe()); return;
+    case T::UINT64: into.emplace<std::uint64_t>(element.get_uint64().value_unsafe()); return;
+    case T::DOUBLE: into.emplace<double>(element.get_double().value_unsafe()); return;
+    case T::STRING: into.emplace<std::string>(element.get_string().value_unsafe()); return;
     case T::ARRAY: {
       const simdjson::dom::array array = element.get_array().value_unsafe();
-      AnyValue::Array out;
+      auto& out = into.emplace<AnyValue::Array>();
       out.reserve(array.size());
-      for (simdjson::dom::element child : array) out.push_back(build(child));
-      return AnyValue(std::move(out));
+      for (simdjson::dom::element child : array) build(child, out.emplace_back());
+      return;
     }
     case T::OBJECT: {
       const simdjson::dom::object object = element.get_object().value_unsafe();
       std::vector<TextDictionary::Entry> entries;
       entries.reserve(object.size());
       for (simdjson::dom::key_value_pair field : object) {
-        entries.emplace_back(std::string(field.key), build(field.value));
+        auto& entry = entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key),
+                                           std::forward_as_tuple());
+        build(field.value, entry.second);
       }
-      return AnyValue(TextDictionary::fromEntries(std::move(entries)));
+      into.emplace<TextDictionary>(TextDictionary::fromEntries(std::move(entries)));
+      return;
     }
   }
-  return AnyValue();
 }
 
 }  // namespace
@@ -70,10 +73,17 @@ Result<AnyValue> parse(std::string_view bytes) {
                              : simdjson::error_message(error);
     return CodingError{CodingError::Kind::dataCorrupted, {}, "The given data was not valid JSON: " + reason};
   }
-  return build(root);
+  Result<AnyValue> tree{AnyValue()};
+  build(root, tree.value());
+  return tree;
 }
 
 namespace {
+
+std::string_view urlText(const AnyValue& v) {
+  const URL* url = v.url();
+  return url != nullptr ? std::string_view(url->absoluteString) : std::string_view();
+}
 
 class Writer {
  public:
@@ -84,27 +94,27 @@ class Writer {
     if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
       case K::null: out_ += "null"; return {};
-      case K::boolean: out_ += *v.getIf<bool>() ? "true" : "false"; return {};
-      case K::int8: return integer(*v.getIf<std::int8_t>());
-      case K::int16: return integer(*v.getIf<std::int16_t>());
-      case K::int32: return integer(*v.getIf<std::int32_t>());
-      case K::int64: return integer(*v.getIf<std::int64_t>());
-      case K::uint8: return integer(*v.getIf<std::uint8_t>());
-      case K::uint16: return integer(*v.getIf<std::uint16_t>());
-      case K::uint32: return integer(*v.getIf<std::uint32_t>());
-      case K::uint64: return integer(*v.getIf<std::uint64_t>());
-      case K::float32: return floating(*v.getIf<float>(), path);
-      case K::float64: return floating(*v.getIf<double>(), path);
-      case K::text: return text(*v.getIf<std::string>(), path);
-      case K::url: return text(v.url()->absoluteString, path);
+      case K::boolean: out_ += v.as<bool>() ? "true" : "false"; return {};
+      case K::int8: return integer(v.as<std::int8_t>());
+      case K::int16: return integer(v.as<std::int16_t>());
+      case K::int32: return integer(v.as<std::int32_t>());
+      case K::int64: return integer(v.as<std::int64_t>());
+      case K::uint8: return integer(v.as<std::uint8_t>());
+      case K::uint16: return integer(v.as<std::uint16_t>());
+      case K::uint32: return integer(v.as<std::uint32_t>());
+      case K::uint64: return integer(v.as<std::uint64_t>());
+      case K::float32: return floating(v.as<float>(), path);
+      case K::float64: return floating(v.as<double>(), path);
+      case K::text: return text(v.as<std::string>(), path);
+      case K::url: return text(urlText(v), path);
       case K::date: {
-        const double seconds = v.getIf<Date>()->secondsSinceReferenceDate;
+        const double seconds = v.as<Date>().secondsSinceReferenceDate;
         return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? seconds + referenceDateSince1970
                                                                                 : seconds,
                         path);
       }
       case K::array: {
-        const auto& array = *v.getIf<AnyValue::Array>();
+        const auto& array = v.as<AnyValue::Array>();
         out_ += '[';
         for (std::size_t i = 0; i < array.size(); ++i) {
           if (i != 0) out_ += ',';
@@ -117,7 +127,7 @@ class Writer {
       case K::dictionary: {
         out_ += '{';
         bool first = true;
-        for (const auto& [key, child] : *v.getIf<TextDictionary>()) {
+        for (const auto& [key, child] : v.as<TextDictionary>()) {
           if (!first) out_ += ',';
           first = false;
           const CodingPathLink link = detail::childLink(path, key);

@@ -46,6 +46,7 @@ class JSONDecoder {
     auto tree = JSON::parse(json);
     if (!tree) return tree.error();
     Decoder decoder(tree.value(), nullptr, true);
+    decoder.assumeCanonicalTree();
     return Decoding<T>::decode(decoder);
   }
 };

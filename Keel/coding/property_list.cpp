@@ -132,13 +132,18 @@ std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes, s
   if (!tree) return std::nullopt;
   const auto* dictionary = tree->getIf<TextDictionary>();
   if (dictionary == nullptr) return std::nullopt;
-  AnyValue* value = tree->getIf<TextDictionary>()->find(key);
+  AnyValue* value = tree->as<TextDictionary>().find(key);
   if (value == nullptr) return std::nullopt;
   if (auto* text = value->getIf<std::string>()) return std::move(*text);
   return std::nullopt;
 }
 
 namespace {
+
+std::string_view urlText(const AnyValue& v) {
+  const URL* url = v.url();
+  return url != nullptr ? std::string_view(url->absoluteString) : std::string_view();
+}
 
 // Civil date from days since 1970-01-01 (Howard Hinnant's algorithm).
 void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
@@ -161,29 +166,29 @@ class XMLWriter {
     if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
       case K::null: return invalid(path, "Property lists have no null value.");
-      case K::boolean: out_ += *v.getIf<bool>() ? "<true/>" : "<false/>"; return {};
-      case K::int8: return integer(*v.getIf<std::int8_t>());
-      case K::int16: return integer(*v.getIf<std::int16_t>());
-      case K::int32: return integer(*v.getIf<std::int32_t>());
-      case K::int64: return integer(*v.getIf<std::int64_t>());
-      case K::uint8: return integer(*v.getIf<std::uint8_t>());
-      case K::uint16: return integer(*v.getIf<std::uint16_t>());
-      case K::uint32: return integer(*v.getIf<std::uint32_t>());
+      case K::boolean: out_ += v.as<bool>() ? "<true/>" : "<false/>"; return {};
+      case K::int8: return integer(v.as<std::int8_t>());
+      case K::int16: return integer(v.as<std::int16_t>());
+      case K::int32: return integer(v.as<std::int32_t>());
+      case K::int64: return integer(v.as<std::int64_t>());
+      case K::uint8: return integer(v.as<std::uint8_t>());
+      case K::uint16: return integer(v.as<std::uint16_t>());
+      case K::uint32: return integer(v.as<std::uint32_t>());
       case K::uint64: {
-        const std::uint64_t u = *v.getIf<std::uint64_t>();
+        const std::uint64_t u = v.as<std::uint64_t>();
         if (u > static_cast<std::uint64_t>(INT64_MAX)) {
           return invalid(path, "Property lists store signed 64-bit integers; the value is too large.");
         }
         return integer(u);
       }
-      case K::float32: return real(static_cast<double>(*v.getIf<float>()));
-      case K::float64: return real(*v.getIf<double>());
-      case K::text: return text("string", *v.getIf<std::string>(), path);
-      case K::url: return text("string", v.url()->absoluteString, path);
-      case K::date: return date(v.getIf<Date>()->secondsSinceReferenceDate, path);
-      case K::data: data(*v.getIf<Data>()); return {};
+      case K::float32: return real(static_cast<double>(v.as<float>()));
+      case K::float64: return real(v.as<double>());
+      case K::text: return text("string", v.as<std::string>(), path);
+      case K::url: return text("string", urlText(v), path);
+      case K::date: return date(v.as<Date>().secondsSinceReferenceDate, path);
+      case K::data: data(v.as<Data>()); return {};
       case K::array: {
-        const auto& array = *v.getIf<AnyValue::Array>();
+        const auto& array = v.as<AnyValue::Array>();
         if (array.empty()) {
           out_ += "<array/>";
           return {};
@@ -197,7 +202,7 @@ class XMLWriter {
         return {};
       }
       case K::dictionary: {
-        const auto& dictionary = *v.getIf<TextDictionary>();
+        const auto& dictionary = v.as<TextDictionary>();
         if (dictionary.empty()) {
           out_ += "<dict/>";
           return {};
