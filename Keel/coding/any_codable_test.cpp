@@ -51,6 +51,32 @@ TEST(AnyDecodableTest, DecodesFromABorrowedTreeWithoutChangingIt) {
             AnyValue(AnyValue::Array{std::int64_t{5}, "x", TextDictionary{{"n", std::int64_t{-2}}}}));
 }
 
+TEST(AnyDecodableTest, OwnedAndBorrowedTreesDecodeAlike) {
+  // Format decoders own their trees and rewrite them in place; the result
+  // must be what the container-by-container order gives.
+  const AnyValue tree = TextDictionary{
+      {"widths", AnyValue::Array{std::int8_t{-1}, std::uint16_t{7}, std::int32_t{-70000}, std::uint64_t{1},
+                                 std::uint64_t{UINT64_MAX}, 1.5f, 2.5}},
+      {"more", TextDictionary{{"t", "x"}, {"n", nullptr}, {"b", false}}},
+  };
+  AnyValue borrowed = tree;
+  Decoder borrowing(borrowed);
+  auto expected = AnyDecodable::decode(borrowing);
+  ASSERT_TRUE(expected.ok());
+  EXPECT_EQ(expected->value.as<TextDictionary>().find("widths")->as<AnyValue::Array>()[4], AnyValue(UINT64_MAX));
+  AnyValue owned = tree;
+  Decoder owning(owned, nullptr, true);
+  auto decoded = AnyDecodable::decode(owning);
+  ASSERT_TRUE(decoded.ok());
+  EXPECT_EQ(decoded.value(), expected.value());
+
+  AnyValue bad = AnyValue::Array{1, AnyValue::Array{Data{1}}};
+  Decoder badOwner(bad, nullptr, true);
+  auto failed = AnyDecodable::decode(badOwner);
+  ASSERT_FALSE(failed.ok());
+  EXPECT_EQ(failed.error().description, "AnyDecodable value cannot be decoded");
+}
+
 TEST(AnyDecodableTest, UndecodableValueReportsTheOuterPath) {
   // A date is none of the kinds the order tries; failing inside the nested
   // array makes the array attempt fail, and the error surfaces at the

@@ -58,17 +58,17 @@ class TextDictionary {
   // Appends without looking for an earlier equal key; the caller guarantees
   // uniqueness (used by readers that have checked it themselves).
   void appendUnchecked(std::string key, AnyValue value);
-  void reserve(std::size_t n) { entries_.reserve(n); }
+  void reserve(std::size_t n);
   // A dictionary of `entries` where a later entry under an earlier key
   // replaces its value (keeping the first position), as readers of JSON and
   // property lists treat repeated keys. Linear in the number of entries.
   static TextDictionary fromEntries(std::vector<Entry> entries);
-  [[nodiscard]] std::size_t size() const { return entries_.size(); }
-  [[nodiscard]] bool empty() const { return entries_.empty(); }
-  [[nodiscard]] auto begin() const { return entries_.begin(); }
-  [[nodiscard]] auto end() const { return entries_.end(); }
-  [[nodiscard]] auto begin() { return entries_.begin(); }
-  [[nodiscard]] auto end() { return entries_.end(); }
+  [[nodiscard]] std::size_t size() const;
+  [[nodiscard]] bool empty() const;
+  [[nodiscard]] std::vector<Entry>::const_iterator begin() const;
+  [[nodiscard]] std::vector<Entry>::const_iterator end() const;
+  [[nodiscard]] std::vector<Entry>::iterator begin();
+  [[nodiscard]] std::vector<Entry>::iterator end();
   // Same keys with equal values, in any order.
   friend bool operator==(const TextDictionary& a, const TextDictionary& b);
 
@@ -177,6 +177,14 @@ class AnyValue {
                std::shared_ptr<const URL>, Data>
       storage_;
 };
+
+inline void TextDictionary::reserve(std::size_t n) { entries_.reserve(n); }
+inline std::size_t TextDictionary::size() const { return entries_.size(); }
+inline bool TextDictionary::empty() const { return entries_.empty(); }
+inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::begin() const { return entries_.begin(); }
+inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::end() const { return entries_.end(); }
+inline std::vector<TextDictionary::Entry>::iterator TextDictionary::begin() { return entries_.begin(); }
+inline std::vector<TextDictionary::Entry>::iterator TextDictionary::end() { return entries_.end(); }
 
 // A short human-readable form of a scalar value (texts as they are, numbers in
 // decimal, "true"/"false", "nil"); containers print as "[...]" / "{...}".

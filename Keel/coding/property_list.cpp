@@ -3,7 +3,10 @@
 
 #include <plist/plist.h>
 
+#include <algorithm>
 #include <charconv>
+#include <cctype>
+#include <cstring>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -112,10 +115,81 @@ Result<AnyValue> build(plist_t node, std::size_t depth) {
   }
 }
 
+std::uint64_t bigEndian(const std::uint8_t* p, std::size_t n) {
+  std::uint64_t v = 0;
+  for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
+  return v;
+}
+
+// libplist 2.2 aborts (a failed assertion in its text getter) on a binary
+// property-list string holding a NUL character. Such lists are refused before
+// libplist sees them: every object the offset table names is checked, which
+// is linear in the size of the input (a well-formed list's strings do not
+// overlap, so more string bytes than the input holds means a malformed list,
+// refused as well). True when the input may be passed on.
+bool binaryStringsAreSafe(std::span<const std::uint8_t> bytes) {
+  constexpr std::string_view magic = "bplist00";
+  const std::size_t size = bytes.size();
+  if (size < magic.size() + 32 || std::memcmp(bytes.data(), magic.data(), magic.size()) != 0) return true;
+  const std::uint8_t* trailer = bytes.data() + size - 32;
+  const std::size_t offsetSize = trailer[6];
+  const std::uint64_t count = bigEndian(trailer + 8, 8);
+  const std::uint64_t table = bigEndian(trailer + 24, 8);
+  if (offsetSize == 0 || offsetSize > 8 || table >= size) return true;  // libplist refuses these itself
+  const std::uint64_t entries = std::min<std::uint64_t>(count, (size - table) / offsetSize);
+  std::uint64_t scanned = 0;
+  for (std::uint64_t i = 0; i < entries; ++i) {
+    const std::uint64_t offset = bigEndian(bytes.data() + table + i * offsetSize, offsetSize);
+    if (offset >= size) continue;
+    const std::uint8_t marker = bytes[offset];
+    const unsigned type = marker >> 4;
+    if (type != 0x5 && type != 0x6) continue;
+    std::uint64_t length = marker & 0xF;
+    std::uint64_t start = offset + 1;
+    if (length == 0xF) {
+      if (start >= size || (bytes[start] >> 4) != 0x1) continue;
+      const std::size_t lengthBytes = std::size_t{1} << (bytes[start] & 0x3);
+      if (start + 1 + lengthBytes > size) continue;
+      length = bigEndian(bytes.data() + start + 1, lengthBytes);
+      start += 1 + lengthBytes;
+    }
+    const std::uint64_t unit = type == 0x6 ? 2 : 1;
+    const std::uint64_t end = length > (size - std::min<std::uint64_t>(start, size)) / unit ? size : start + length * unit;
+    if (end > start) scanned += end - start;
+    if (scanned > size) return false;
+    for (std::uint64_t at = start; at + unit <= end; at += unit) {
+      if (bytes[at] == 0 && (unit == 1 || bytes[at + 1] == 0)) return false;
+    }
+  }
+  return true;
+}
+
+// The same defect through XML: a raw NUL byte or a character reference to
+// NUL ("&#0;", "&#x00;") in a text. A text-format list has no business
+// holding either anywhere, so the whole input is refused.
+bool xmlTextIsSafe(std::span<const std::uint8_t> bytes) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (text.starts_with("bplist")) return true;
+  if (text.find('\0') != std::string_view::npos) return false;
+  for (std::size_t at = text.find("&#"); at != std::string_view::npos; at = text.find("&#", at + 2)) {
+    std::size_t i = at + 2;
+    const bool hex = i < text.size() && (text[i] == 'x' || text[i] == 'X');
+    if (hex) ++i;
+    const std::size_t digits = i;
+    while (i < text.size() && text[i] == '0') ++i;
+    if (i > digits && (i == text.size() || text[i] == ';' || !(hex ? std::isxdigit(static_cast<unsigned char>(text[i]))
+                                                                   : std::isdigit(static_cast<unsigned char>(text[i]))))) {
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 Result<AnyValue> parse(std::span<const std::uint8_t> bytes) {
   if (bytes.empty() || bytes.size() >= UINT32_MAX) return corrupted("empty or too large");
+  if (!binaryStringsAreSafe(bytes) || !xmlTextIsSafe(bytes)) return corrupted("text holds a NUL character");
   plist_t root = nullptr;
   plist_from_memory(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &root);
   const PlistPtr owned(root);

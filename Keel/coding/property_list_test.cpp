@@ -109,6 +109,16 @@ TEST(PropertyListTest, UnreadableBytesGiveADecodingError) {
     ASSERT_FALSE(tree.ok()) << bytes;
     EXPECT_EQ(tree.error().kind, CodingError::Kind::dataCorrupted);
   }
+  // A binary list whose text holds a NUL character (libplist would abort on it).
+  const std::string nul(
+      "\x62\x70\x6c\x69\x73\x74\x30\x30\xd1\x01\x02\x51\x6b\x53\x61\x00\x62\x08\x0b\x0d\x00\x00\x00\x00\x00\x00"
+      "\x01\x01\x00\x00\x00\x00\x00\x00\x00\x03\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x11",
+      52);
+  EXPECT_FALSE(PropertyList::parse(nul).ok());
+  std::string safe = nul;
+  safe[15] = 'z';  // the same list without the NUL reads
+  EXPECT_EQ(PropertyList::parse(safe).value(), AnyValue(TextDictionary{{"k", "azb"}}));
+
   std::string deep = "<plist>";
   for (int i = 0; i < 600; ++i) deep += "<array>";
   for (int i = 0; i < 600; ++i) deep += "</array>";
