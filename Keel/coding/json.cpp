@@ -15,17 +15,22 @@ namespace {
 
 constexpr double referenceDateSince1970 = 978307200.0;
 
+simdjson::dom::parser makeParser() {
+  simdjson::dom::parser parser;
+  // On failure the parser allocates on first use instead, with simdjson's
+  // own depth limit (1024), which still bounds the tree builder.
+  if (parser.allocate(4096, maxCodingDepth) != simdjson::SUCCESS) return simdjson::dom::parser();
+  return parser;
+}
+
+// Buffers grown beyond this are released after the parse rather than kept
+// for the thread's next document.
+constexpr std::size_t keptParserCapacity = std::size_t{64} << 20;
+
 simdjson::dom::parser& threadParser() {
   // One parser per thread keeps its buffers between documents (the parser is
   // not thread-safe and its allocation is the costly part of a small parse).
-  thread_local simdjson::dom::parser parser = [] {
-    simdjson::dom::parser p;
-    // On failure the parser allocates on first use instead (default depth
-    // limit applies then; the tree builder still refuses nothing it can hold).
-    if (p.allocate(4096, maxCodingDepth) != simdjson::SUCCESS) return simdjson::dom::parser();
-
-    return p;
-  }();
+  thread_local simdjson::dom::parser parser = makeParser();
   return parser;
 }
 
@@ -68,6 +73,7 @@ Result<AnyValue> parse(std::string_view bytes) {
   simdjson::dom::element root;
   const simdjson::error_code error = parser.parse(bytes.data(), bytes.size()).get(root);
   if (error != simdjson::SUCCESS) {
+    if (parser.capacity() > keptParserCapacity) parser = makeParser();
     std::string reason = error == simdjson::DEPTH_ERROR
                              ? "document nested deeper than " + std::to_string(maxCodingDepth) + " levels"
                              : simdjson::error_message(error);
@@ -75,6 +81,7 @@ Result<AnyValue> parse(std::string_view bytes) {
   }
   Result<AnyValue> tree{AnyValue()};
   build(root, tree.value());
+  if (parser.capacity() > keptParserCapacity) parser = makeParser();
   return tree;
 }
 
