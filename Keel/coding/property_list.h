@@ -1,5 +1,6 @@
-// Reading property lists (XML or binary) for the values the libraries need
-// from bundles' Info.plist files.
+// Property lists for the coding framework: XML and binary property lists to
+// untyped trees (libplist), trees to XML, the PropertyListDecoder /
+// PropertyListEncoder, and the Info.plist text lookup bundles use.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +9,33 @@
 #include <string>
 #include <string_view>
 
-namespace Keel::PropertyList {
+#include "Keel/coding/any_value.h"
+#include "Keel/coding/coder.h"
+#include "Keel/coding/coding_error.h"
+
+namespace Keel {
+
+namespace PropertyList {
+
+// The tree of an XML or binary property list: booleans, int64 integers,
+// float64 reals, texts, arrays, dictionaries, dates (Date) and data (Data).
+// Property lists store signed 64-bit integers, so every integer is read as
+// int64 (the reader hands them over as unsigned 64-bit: values of 2^63 and
+// above are the negative ones). Unparsable bytes, empty input, inputs of 4 GiB
+// or more and nesting deeper than maxCodingDepth give a dataCorrupted error
+// at the root. Never throws.
+[[nodiscard]] Result<AnyValue> parse(std::span<const std::uint8_t> bytes);
+[[nodiscard]] Result<AnyValue> parse(std::string_view bytes);
+
+// An XML property list (version 1.0, UTF-8) for `tree`. Integers of any
+// width up to the signed 64-bit range; reals in the shortest form that reads
+// back as the same value ("nan", "inf", "-inf" for non-finite ones); dates as
+// whole seconds in UTC; data in base64; URLs as texts. invalidValue errors
+// (at the value's path) for null (property lists have none), unsigned values
+// above the signed 64-bit range, texts with control characters XML cannot
+// hold, boxed numbers, dictionaries with non-text keys and nesting deeper
+// than maxCodingDepth.
+[[nodiscard]] Result<std::string> writeXML(const AnyValue& tree);
 
 // The text stored under `key` at the top level of a property list whose root
 // is a dictionary. Nothing when the bytes are not a property list, the root is
@@ -16,4 +43,34 @@ namespace Keel::PropertyList {
 [[nodiscard]] std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes,
                                                         std::string_view key);
 
-}  // namespace Keel::PropertyList
+}  // namespace PropertyList
+
+// Decodes values of any decodable type from XML or binary property lists.
+class PropertyListDecoder {
+ public:
+  template <class T>
+  Result<T> decode(std::span<const std::uint8_t> bytes) const {
+    auto tree = PropertyList::parse(bytes);
+    if (!tree) return tree.error();
+    Decoder decoder(tree.value(), nullptr, true);
+    return Decoding<T>::decode(decoder);
+  }
+  template <class T>
+  Result<T> decode(std::string_view bytes) const {
+    return decode<T>(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
+  }
+};
+
+// Encodes values of any encodable type as XML property lists.
+class PropertyListEncoder {
+ public:
+  template <class T>
+  Result<std::string> encode(const T& value) const {
+    AnyValue tree;
+    Encoder encoder(tree);
+    if (Status s = Encoding<T>::encode(value, encoder); !s) return s.error();
+    return PropertyList::writeXML(tree);
+  }
+};
+
+}  // namespace Keel

@@ -1,0 +1,209 @@
+// Equality, lookup and descriptions of untyped values.
+#include "Keel/coding/any_value.h"
+
+#include <charconv>
+#include <cmath>
+#include <unordered_map>
+
+#include "Keel/core/fatal_error.h"
+
+namespace Keel {
+
+TextDictionary::TextDictionary(std::initializer_list<Entry> entries) {
+  entries_.reserve(entries.size());
+  for (const auto& [key, value] : entries) insertOrAssign(key, value);
+}
+
+const AnyValue* TextDictionary::find(std::string_view key) const {
+  for (const auto& entry : entries_) {
+    if (entry.first == key) return &entry.second;
+  }
+  return nullptr;
+}
+
+AnyValue* TextDictionary::find(std::string_view key) {
+  for (auto& entry : entries_) {
+    if (entry.first == key) return &entry.second;
+  }
+  return nullptr;
+}
+
+void TextDictionary::insertOrAssign(std::string key, AnyValue value) {
+  if (AnyValue* existing = find(key)) {
+    *existing = std::move(value);
+    return;
+  }
+  entries_.emplace_back(std::move(key), std::move(value));
+}
+
+void TextDictionary::appendUnchecked(std::string key, AnyValue value) {
+  entries_.emplace_back(std::move(key), std::move(value));
+}
+
+TextDictionary TextDictionary::fromEntries(std::vector<Entry> entries) {
+  TextDictionary dictionary;
+  const std::size_t n = entries.size();
+  bool duplicates = false;
+  if (n <= 16) {
+    for (std::size_t i = 1; i < n && !duplicates; ++i) {
+      for (std::size_t j = 0; j < i; ++j) {
+        if (entries[i].first == entries[j].first) {
+          duplicates = true;
+          break;
+        }
+      }
+    }
+  } else {
+    std::unordered_map<std::string_view, std::size_t> seen;
+    seen.reserve(n);
+    for (std::size_t i = 0; i < n && !duplicates; ++i) duplicates = !seen.emplace(entries[i].first, i).second;
+  }
+  if (!duplicates) {
+    dictionary.entries_ = std::move(entries);
+    return dictionary;
+  }
+  std::unordered_map<std::string, std::size_t> position;
+  dictionary.entries_.reserve(n);
+  for (auto& entry : entries) {
+    auto [it, inserted] = position.emplace(entry.first, dictionary.entries_.size());
+    if (inserted) {
+      dictionary.entries_.push_back(std::move(entry));
+    } else {
+      dictionary.entries_[it->second].second = std::move(entry.second);
+    }
+  }
+  return dictionary;
+}
+
+bool operator==(const TextDictionary& a, const TextDictionary& b) {
+  if (a.size() != b.size()) return false;
+  for (const auto& [key, value] : a) {
+    const AnyValue* other = b.find(key);
+    if (other == nullptr || !(*other == value)) return false;
+  }
+  return true;
+}
+
+void AnyValue::wrongKind() { fatalError("AnyValue read as a kind it does not hold"); }
+
+AnyValue::AnyValue(char32_t v) {
+  std::string text;
+  const auto c = static_cast<std::uint32_t>(v);
+  if (c < 0x80) {
+    text += static_cast<char>(c);
+  } else if (c < 0x800) {
+    text += static_cast<char>(0xC0 | (c >> 6));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  } else if (c < 0x10000) {
+    text += static_cast<char>(0xE0 | (c >> 12));
+    text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  } else {
+    text += static_cast<char>(0xF0 | ((c >> 18) & 0x07));
+    text += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+    text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+    text += static_cast<char>(0x80 | (c & 0x3F));
+  }
+  storage_ = std::move(text);
+}
+
+const HashedDictionary* AnyValue::hashedDictionary() const {
+  const auto* p = std::get_if<std::shared_ptr<const HashedDictionary>>(&storage_);
+  return p != nullptr ? p->get() : nullptr;
+}
+
+const BoxedNumber* AnyValue::boxedNumber() const {
+  const auto* p = std::get_if<std::shared_ptr<const BoxedNumber>>(&storage_);
+  return p != nullptr ? p->get() : nullptr;
+}
+
+const URL* AnyValue::url() const {
+  const auto* p = std::get_if<std::shared_ptr<const URL>>(&storage_);
+  return p != nullptr ? p->get() : nullptr;
+}
+
+namespace {
+template <class F>
+bool sameFloat(F a, F b) {
+  return a == b ? std::signbit(a) == std::signbit(b) : (std::isnan(a) && std::isnan(b));
+}
+}  // namespace
+
+bool operator==(const AnyValue& a, const AnyValue& b) {
+  if (a.kind() != b.kind()) return false;
+  switch (a.kind()) {
+    case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
+    case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
+    case AnyValue::Kind::date:
+      return sameFloat(a.as<Date>().secondsSinceReferenceDate, b.as<Date>().secondsSinceReferenceDate);
+    case AnyValue::Kind::hashedDictionary: {
+      const HashedDictionary* px = a.hashedDictionary();
+      const HashedDictionary* py = b.hashedDictionary();
+      if (px == nullptr || py == nullptr) return false;
+      const HashedDictionary& x = *px;
+      const HashedDictionary& y = *py;
+      if (x.size() != y.size()) return false;
+      for (const auto& [key, value] : x) {
+        bool found = false;
+        for (const auto& [otherKey, otherValue] : y) {
+          if (otherKey == key) {
+            found = otherValue == value;
+            break;
+          }
+        }
+        if (!found) return false;
+      }
+      return true;
+    }
+    case AnyValue::Kind::boxedNumber: {
+      const BoxedNumber* x = a.boxedNumber();
+      const BoxedNumber* y = b.boxedNumber();
+      return x != nullptr && y != nullptr && *x == *y;
+    }
+    case AnyValue::Kind::url: {
+      const URL* x = a.url();
+      const URL* y = b.url();
+      return x != nullptr && y != nullptr && *x == *y;
+    }
+    default: return a.storage_ == b.storage_;
+  }
+}
+
+namespace {
+template <class T>
+std::string numberText(T v) {
+  char buffer[64];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, v);
+  return std::string(buffer, result.ptr);
+}
+}  // namespace
+
+std::string describe(const AnyValue& value) {
+  using K = AnyValue::Kind;
+  switch (value.kind()) {
+    case K::null: return "nil";
+    case K::boolean: return value.as<bool>() ? "true" : "false";
+    case K::int8: return numberText(value.as<std::int8_t>());
+    case K::int16: return numberText(value.as<std::int16_t>());
+    case K::int32: return numberText(value.as<std::int32_t>());
+    case K::int64: return numberText(value.as<std::int64_t>());
+    case K::uint8: return numberText(value.as<std::uint8_t>());
+    case K::uint16: return numberText(value.as<std::uint16_t>());
+    case K::uint32: return numberText(value.as<std::uint32_t>());
+    case K::uint64: return numberText(value.as<std::uint64_t>());
+    case K::float32: return numberText(value.as<float>());
+    case K::float64: return numberText(value.as<double>());
+    case K::text: return value.as<std::string>();
+    case K::array: return "[...]";
+    case K::dictionary:
+    case K::hashedDictionary: return "{...}";
+    case K::boxedNumber:
+      return std::visit([](auto n) { return numberText(n); }, value.boxedNumber()->number);
+    case K::date: return numberText(value.as<Date>().secondsSinceReferenceDate);
+    case K::url: return value.url()->absoluteString;
+    case K::data: return std::to_string(value.as<Data>().size()) + " bytes";
+  }
+  return {};
+}
+
+}  // namespace Keel

@@ -1,0 +1,193 @@
+// The untyped value tree: one tagged value of any of the kinds the coding
+// framework moves (null, booleans, integers of each width, floating point,
+// text, arrays, dictionaries, boxed numbers, dates, URLs, data).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace Keel {
+
+class AnyValue;
+
+// A point in time as seconds since 2001-01-01 00:00:00 UTC (the epoch of
+// property-list dates).
+struct Date {
+  double secondsSinceReferenceDate = 0;
+  friend bool operator==(const Date&, const Date&) = default;
+};
+
+// A URL, kept as its absolute text.
+struct URL {
+  std::string absoluteString;
+  friend bool operator==(const URL&, const URL&) = default;
+};
+
+// A number that arrived boxed, with the one-character type code of its boxed
+// storage ("c", "s", "i", "q", "d", ...). Integers are kept as they were
+// stored; encoding reads them through the width the type code names.
+struct BoxedNumber {
+  std::string typeCode;
+  std::variant<std::int64_t, std::uint64_t, double> number;
+  friend bool operator==(const BoxedNumber&, const BoxedNumber&) = default;
+};
+
+using Data = std::vector<std::uint8_t>;
+
+// A dictionary from text to values: unique keys, kept in insertion order
+// (documents read back in the order they were written). Lookup is linear,
+// which is the fast choice for the small objects documents are made of.
+class TextDictionary {
+ public:
+  using Entry = std::pair<std::string, AnyValue>;
+  TextDictionary() = default;
+  TextDictionary(std::initializer_list<Entry> entries);
+
+  // The value under `key`, or null when absent. Never throws.
+  [[nodiscard]] const AnyValue* find(std::string_view key) const;
+  [[nodiscard]] AnyValue* find(std::string_view key);
+  // Sets `key` to `value`, replacing an earlier value under the same key.
+  void insertOrAssign(std::string key, AnyValue value);
+  // Appends without looking for an earlier equal key; the caller guarantees
+  // uniqueness (used by readers that have checked it themselves).
+  void appendUnchecked(std::string key, AnyValue value);
+  void reserve(std::size_t n);
+  // A dictionary of `entries` where a later entry under an earlier key
+  // replaces its value (keeping the first position), as readers of JSON and
+  // property lists treat repeated keys. Linear in the number of entries.
+  static TextDictionary fromEntries(std::vector<Entry> entries);
+  [[nodiscard]] std::size_t size() const;
+  [[nodiscard]] bool empty() const;
+  [[nodiscard]] std::vector<Entry>::const_iterator begin() const;
+  [[nodiscard]] std::vector<Entry>::const_iterator end() const;
+  [[nodiscard]] std::vector<Entry>::iterator begin();
+  [[nodiscard]] std::vector<Entry>::iterator end();
+  // Same keys with equal values, in any order.
+  friend bool operator==(const TextDictionary& a, const TextDictionary& b);
+
+ private:
+  std::vector<Entry> entries_;
+};
+
+// A dictionary keyed by any hashable value (what a dictionary literal builds);
+// kept as a list of unique pairs.
+using HashedDictionary = std::vector<std::pair<AnyValue, AnyValue>>;
+
+class AnyValue {
+ public:
+  enum class Kind : std::uint8_t {
+    null, boolean,
+    int8, int16, int32, int64,
+    uint8, uint16, uint32, uint64,
+    float32, float64,
+    text, array, dictionary, hashedDictionary,
+    boxedNumber, date, url, data,
+  };
+  using Array = std::vector<AnyValue>;
+  using Dictionary = TextDictionary;
+
+  AnyValue() = default;
+  AnyValue(std::nullptr_t) {}  // NOLINT: the null literal is a value
+  AnyValue(bool v) : storage_(v) {}  // NOLINT
+  template <class T>
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+             !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t> &&
+             !std::is_same_v<T, wchar_t>)
+  AnyValue(T v) : storage_(widen(v)) {}  // NOLINT: each width keeps its own kind
+  // A character literal is text ('a' is "a"; U'\u00e9' is its UTF-8 form);
+  // signed char and unsigned char are the 8-bit integers.
+  AnyValue(char v) : storage_(std::string(1, v)) {}  // NOLINT
+  AnyValue(char32_t v);  // NOLINT
+  AnyValue(float v) : storage_(v) {}  // NOLINT
+  AnyValue(double v) : storage_(v) {}  // NOLINT
+  AnyValue(const char* v) : storage_(std::string(v)) {}  // NOLINT
+  AnyValue(std::string_view v) : storage_(std::string(v)) {}  // NOLINT
+  AnyValue(std::string v) : storage_(std::move(v)) {}  // NOLINT
+  AnyValue(Array v) : storage_(std::move(v)) {}  // NOLINT
+  AnyValue(Dictionary v) : storage_(std::move(v)) {}  // NOLINT
+  AnyValue(HashedDictionary v) : storage_(std::make_shared<const HashedDictionary>(std::move(v))) {}  // NOLINT
+  AnyValue(BoxedNumber v) : storage_(std::make_shared<const BoxedNumber>(std::move(v))) {}  // NOLINT
+  AnyValue(Date v) : storage_(v) {}  // NOLINT
+  AnyValue(URL v) : storage_(std::make_shared<const URL>(std::move(v))) {}  // NOLINT
+  AnyValue(Data v) : storage_(std::move(v)) {}  // NOLINT
+
+  // Replaces the value with a T built in place from `args`; returns it.
+  template <class T, class... Args>
+  T& emplace(Args&&... args) {
+    return storage_.template emplace<T>(std::forward<Args>(args)...);
+  }
+
+  [[nodiscard]] Kind kind() const { return static_cast<Kind>(storage_.index()); }
+  [[nodiscard]] bool isNull() const { return kind() == Kind::null; }
+
+  // The stored value when it is of exactly type T (bool, std::int8_t, ...,
+  // float, double, std::string, Array, Dictionary, Date, Data), else null.
+  template <class T>
+  [[nodiscard]] const T* getIf() const { return std::get_if<T>(&storage_); }
+  template <class T>
+  [[nodiscard]] T* getIf() { return std::get_if<T>(&storage_); }
+  // The stored value of type T; a value of another kind is a programming
+  // error that stops the process (check kind() or getIf first).
+  template <class T>
+  [[nodiscard]] const T& as() const {
+    if (const T* p = std::get_if<T>(&storage_)) return *p;
+    wrongKind();
+  }
+  template <class T>
+  [[nodiscard]] T& as() {
+    if (T* p = std::get_if<T>(&storage_)) return *p;
+    wrongKind();
+  }
+  [[nodiscard]] const HashedDictionary* hashedDictionary() const;
+  [[nodiscard]] const BoxedNumber* boxedNumber() const;
+  [[nodiscard]] const URL* url() const;
+
+  // Equal kinds and equal contents (NaN equals NaN so that trees read back
+  // compare equal); a 32-bit 1 is not equal to a 64-bit 1.
+  friend bool operator==(const AnyValue& a, const AnyValue& b);
+
+ private:
+  [[noreturn]] static void wrongKind();
+
+  template <class T>
+  static auto widen(T v) {
+    if constexpr (std::is_signed_v<T>) {
+      if constexpr (sizeof(T) == 1) return static_cast<std::int8_t>(v);
+      else if constexpr (sizeof(T) == 2) return static_cast<std::int16_t>(v);
+      else if constexpr (sizeof(T) == 4) return static_cast<std::int32_t>(v);
+      else return static_cast<std::int64_t>(v);
+    } else {
+      if constexpr (sizeof(T) == 1) return static_cast<std::uint8_t>(v);
+      else if constexpr (sizeof(T) == 2) return static_cast<std::uint16_t>(v);
+      else if constexpr (sizeof(T) == 4) return static_cast<std::uint32_t>(v);
+      else return static_cast<std::uint64_t>(v);
+    }
+  }
+
+  std::variant<std::monostate, bool, std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
+               std::uint16_t, std::uint32_t, std::uint64_t, float, double, std::string, Array, Dictionary,
+               std::shared_ptr<const HashedDictionary>, std::shared_ptr<const BoxedNumber>, Date,
+               std::shared_ptr<const URL>, Data>
+      storage_;
+};
+
+inline void TextDictionary::reserve(std::size_t n) { entries_.reserve(n); }
+inline std::size_t TextDictionary::size() const { return entries_.size(); }
+inline bool TextDictionary::empty() const { return entries_.empty(); }
+inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::begin() const { return entries_.begin(); }
+inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::end() const { return entries_.end(); }
+inline std::vector<TextDictionary::Entry>::iterator TextDictionary::begin() { return entries_.begin(); }
+inline std::vector<TextDictionary::Entry>::iterator TextDictionary::end() { return entries_.end(); }
+
+// A short human-readable form of a scalar value (texts as they are, numbers in
+// decimal, "true"/"false", "nil"); containers print as "[...]" / "{...}".
+[[nodiscard]] std::string describe(const AnyValue& value);
+
+}  // namespace Keel

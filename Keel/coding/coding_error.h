@@ -1,0 +1,108 @@
+// Errors of the coding framework (what failed, where in the document, why) and
+// the Result type that carries them instead of exceptions.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Keel/coding/any_value.h"
+
+namespace Keel {
+
+// One step of a coding path: a dictionary key or an array index.
+struct CodingPathElement {
+  std::string key;           // the key, or empty for an index
+  std::size_t index = 0;     // the index when `isIndex`
+  bool isIndex = false;
+
+  static CodingPathElement ofKey(std::string k) { return {std::move(k), 0, false}; }
+  static CodingPathElement ofIndex(std::size_t i) { return {{}, i, true}; }
+  friend bool operator==(const CodingPathElement&, const CodingPathElement&) = default;
+};
+
+// The path from the document's root to a value, outermost first.
+using CodingPath = std::vector<CodingPathElement>;
+
+// The path as text: keys joined by ".", indices as "[n]" (for example
+// "items[2].name"); the root is the empty text.
+[[nodiscard]] std::string codingPathText(const CodingPath& path);
+
+struct CodingError {
+  enum class Kind {
+    dataCorrupted,  // decoding: the bytes or the value do not form what was asked
+    invalidValue,   // encoding: the value has no form in the target
+    typeMismatch,   // decoding: a value of another kind is at the path
+    keyNotFound,    // decoding: a required key is missing
+  };
+  CodingError() = default;
+  CodingError(Kind k, CodingPath path, std::string text, std::optional<AnyValue> v = std::nullopt)
+      : kind(k), codingPath(std::move(path)), description(std::move(text)), value(std::move(v)) {}
+
+  Kind kind = Kind::dataCorrupted;
+  CodingPath codingPath;
+  std::string description;
+  // The value that could not be encoded (invalidValue errors), when known.
+  std::optional<AnyValue> value;
+
+  // "<kind> at <path>: <description>" (the root path prints as "<root>").
+  [[nodiscard]] std::string text() const;
+};
+
+[[nodiscard]] const char* codingErrorKindName(CodingError::Kind kind);
+
+namespace detail {
+[[noreturn]] void badResultAccess(bool wantedValue);
+}
+
+// A value or the coding error that prevented it. Never throws; reading the
+// value of a failed result (or the error of a successful one) is a programming
+// error that stops the process.
+template <class T>
+class [[nodiscard]] Result {
+ public:
+  Result(T value) : storage_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit by design
+  Result(CodingError error) : storage_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
+
+  [[nodiscard]] bool ok() const { return storage_.index() == 0; }
+  explicit operator bool() const { return ok(); }
+
+  [[nodiscard]] T& value() & {
+    if (T* p = std::get_if<0>(&storage_)) return *p;
+    detail::badResultAccess(true);
+  }
+  [[nodiscard]] const T& value() const& {
+    if (const T* p = std::get_if<0>(&storage_)) return *p;
+    detail::badResultAccess(true);
+  }
+  [[nodiscard]] T&& value() && { return std::move(value()); }
+  [[nodiscard]] const CodingError& error() const {
+    if (const CodingError* p = std::get_if<1>(&storage_)) return *p;
+    detail::badResultAccess(false);
+  }
+  T* operator->() { return &value(); }
+  T& operator*() & { return value(); }
+
+ private:
+  std::variant<T, CodingError> storage_;
+};
+
+// Success or the coding error: the result of operations that produce nothing.
+class [[nodiscard]] Status {
+ public:
+  Status() = default;
+  Status(CodingError error) : error_(std::move(error)), failed_(true) {}  // NOLINT: implicit by design
+  [[nodiscard]] bool ok() const { return !failed_; }
+  explicit operator bool() const { return ok(); }
+  // The error; a programming error (fatal) when the status is success.
+  [[nodiscard]] const CodingError& error() const;
+
+ private:
+  CodingError error_;
+  bool failed_ = false;
+};
+
+}  // namespace Keel

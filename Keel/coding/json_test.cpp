@@ -1,0 +1,155 @@
+// JSON reading and writing: a corpus of valid and invalid documents, number
+// rules, depth limits and the writer's round trips.
+#include "Keel/coding/json.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Keel/coding/any_codable.h"
+
+namespace Keel {
+namespace {
+
+std::string nested(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
+TEST(JSONTest, ValidCorpusDecodes) {
+  struct Case {
+    std::string json;
+    AnyValue expected;
+  };
+  const Case cases[] = {
+      {"-0", std::int64_t{0}},  // an integer: integers have no negative zero
+      {"-0.0", -0.0},           // floating point keeps the sign
+      {"0", std::int64_t{0}},
+      {"1e308", 1e308},
+      {"1e-400", 0.0},  // underflows to zero
+      {"-9223372036854775808", INT64_MIN},
+      {"18446744073709551615", UINT64_MAX},
+      {"2.5E+3", 2500.0},
+      {" \t\n\r[ ] ", AnyValue::Array{}},
+      {"\"\\u00e9\\n\\\"\\\\\\/\"", "\xc3\xa9\n\"\\/"},
+      {"\"\\ud83d\\ude00\"", "\xf0\x9f\x98\x80"},  // surrogate pair
+      {"\"\xe2\x82\xac\"", "\xe2\x82\xac"},
+      {"{\"a\":1,\"a\":2}", TextDictionary{{"a", std::int64_t{2}}}},  // repeated key: last wins
+      {"{}", TextDictionary{}},
+      {nested(512), AnyValue()},  // checked for success only
+  };
+  for (const auto& c : cases) {
+    auto decoded = JSONDecoder().decode<AnyDecodable>(c.json);
+    ASSERT_TRUE(decoded.ok()) << c.json.substr(0, 40) << ": " << decoded.error().text();
+    if (c.json.size() < 100) {
+      EXPECT_EQ(decoded->value, c.expected) << c.json;
+    }
+  }
+}
+
+TEST(JSONTest, InvalidCorpusGivesADecodingError) {
+  const std::string cases[] = {
+      "",
+      "18446744073709551616",  // beyond 64 bits: refused, not rounded
+      "-9223372036854775809",
+      "1e400",
+      "[1,]",
+      "{\"a\" 1}",
+      "[1] x",  // trailing garbage
+      "01",
+      "NaN",
+      "\"\xff\"",            // invalid UTF-8
+      "\"\\ud83d\"",          // lone surrogate
+      "\"\\x\"",
+      "\"a\nb\"",  // raw control character
+      "{\"a\":}",
+      nested(513),
+      nested(100000),
+  };
+  for (const auto& json : cases) {
+    auto decoded = JSONDecoder().decode<AnyDecodable>(json);
+    ASSERT_FALSE(decoded.ok()) << json.substr(0, 40);
+    EXPECT_EQ(decoded.error().kind, CodingError::Kind::dataCorrupted);
+    EXPECT_TRUE(decoded.error().codingPath.empty());
+    EXPECT_EQ(decoded.error().description.rfind("The given data was not valid JSON: ", 0), 0u);
+  }
+  EXPECT_NE(JSONDecoder().decode<AnyDecodable>(nested(600)).error().description.find("deeper than 512"),
+            std::string::npos);
+}
+
+TEST(JSONTest, DoublesAreWrittenInTheirShortestRoundTripForm) {
+  for (const double d : {0.1, 1.0 / 3.0, 1e308, 5e-324, -0.0, 123456789012345680.0, 2.0, -1e-7}) {
+    auto text = JSON::write(d);
+    ASSERT_TRUE(text.ok());
+    auto back = JSON::parse(text.value());
+    ASSERT_TRUE(back.ok()) << text.value();
+    EXPECT_EQ(back.value(), AnyValue(d)) << text.value();
+  }
+  EXPECT_EQ(JSON::write(1e21).value(), "1e+21");
+  EXPECT_EQ(JSON::write(-0.0).value(), "-0.0");
+  for (const double d : {INFINITY, -INFINITY, NAN}) {
+    auto text = JSON::write(AnyValue::Array{d});
+    ASSERT_FALSE(text.ok());
+    EXPECT_EQ(text.error().kind, CodingError::Kind::invalidValue);
+    EXPECT_EQ(codingPathText(text.error().codingPath), "[0]");
+  }
+}
+
+TEST(JSONTest, TextsAreEscapedAndMustBeUTF8) {
+  EXPECT_EQ(JSON::write(std::string("\x01\x1f\t\"\\\xc3\xa9", 7)).value(), "\"\\u0001\\u001f\\t\\\"\\\\\xc3\xa9\"");
+  auto bad = JSON::write(TextDictionary{{"k", std::string("\xc3")}});
+  ASSERT_FALSE(bad.ok());
+  EXPECT_EQ(codingPathText(bad.error().codingPath), "k");
+  EXPECT_EQ(JSON::write(Date{0}, {JSON::DateStrategy::secondsSince1970}).value(), "978307200.0");
+}
+
+TEST(JSONTest, WritingRefusesTreesNestedTooDeeply) {
+  AnyValue deep;
+  for (int i = 0; i < 600; ++i) deep = AnyValue::Array{std::move(deep)};
+  auto written = JSON::write(deep);
+  ASSERT_FALSE(written.ok());
+  EXPECT_EQ(written.error().kind, CodingError::Kind::invalidValue);
+  auto encoded = JSONEncoder().encode(AnyEncodable(deep));
+  ASSERT_FALSE(encoded.ok());
+  EXPECT_EQ(encoded.error().codingPath.size(), maxCodingDepth + 1);
+  Decoder decoder(deep);
+  EXPECT_FALSE(AnyDecodable::decode(decoder).ok());
+}
+
+struct Point {
+  std::int64_t x = 0;
+  std::optional<std::string> label;
+  static Result<Point> decode(Decoder& decoder) {
+    auto c = decoder.container();
+    if (!c) return c.error();
+    auto x = c->decode<std::int64_t>("x");
+    if (!x) return x.error();
+    auto label = c->decodeIfPresent<std::string>("label");
+    if (!label) return label.error();
+    return Point{x.value(), label.value()};
+  }
+  Status encode(Encoder& encoder) const {
+    auto c = encoder.container();
+    if (Status s = c.encode("x", x); !s) return s;
+    return c.encodeIfPresent("label", label);
+  }
+};
+
+TEST(JSONTest, TypedValuesReportMissingKeysAndMismatchesAtTheirPath) {
+  auto points = JSONDecoder().decode<std::vector<Point>>(R"([{"x":1},{"x":2,"label":"b"}])");
+  ASSERT_TRUE(points.ok());
+  EXPECT_EQ(points->at(1).label, "b");
+  EXPECT_EQ(JSONEncoder().encode(points.value()).value(), R"([{"x":1},{"x":2,"label":"b"}])");
+
+  auto missing = JSONDecoder().decode<std::vector<Point>>(R"([{"x":1},{"y":2}])");
+  ASSERT_FALSE(missing.ok());
+  EXPECT_EQ(missing.error().kind, CodingError::Kind::keyNotFound);
+  EXPECT_EQ(codingPathText(missing.error().codingPath), "[1].x");
+
+  auto mismatch = JSONDecoder().decode<std::vector<Point>>(R"([{"x":1.5}])");
+  ASSERT_FALSE(mismatch.ok());
+  EXPECT_EQ(mismatch.error().kind, CodingError::Kind::typeMismatch);
+  EXPECT_EQ(mismatch.error().text(),
+            "typeMismatch at [0].x: Expected to decode a signed 64-bit integer but found a floating-point number "
+            "instead.");
+}
+
+}  // namespace
+}  // namespace Keel
