@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "Keel/coding/property_list.h"
+#include "Keel/coding/system.h"
 #include "Keel/core/file_contents.h"
 
 namespace Keel {
@@ -92,7 +93,7 @@ std::optional<AppleHardwareDetails> AppleHardwareDetails::detailsFromList(const 
 std::optional<AppleHardwareDetails> AppleHardwareDetails::currentDetails(const Sources& sources) {
   const auto language = sources.languageCode ? sources.languageCode() : languageCodeFromEnvironment();
   if (!language || language->empty()) return std::nullopt;
-  const std::string modelIdentifier = sources.modelIdentifier ? sources.modelIdentifier() : std::string();
+  const std::string modelIdentifier = sources.modelIdentifier ? sources.modelIdentifier() : System::model();
   const auto bytes = readFileBytes(attributesPath(sources.root, *language));
   if (!bytes) return std::nullopt;
   const auto list = PropertyList::parse(*bytes);

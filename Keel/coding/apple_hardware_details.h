@@ -43,8 +43,8 @@ struct AppleHardwareDetails {
     // The locale's language code ("en", "de"), or nothing. Default: from
     // the environment (see languageCodeFromEnvironment).
     std::function<std::optional<std::string>()> languageCode;
-    // The machine's model identifier ("MacBookPro16,1"). Default: the empty
-    // text, which no list holds, until a platform source is wired in.
+    // The machine's model identifier ("MacBookPro16,1"). Default:
+    // System::model().
     std::function<std::string()> modelIdentifier;
   };
 

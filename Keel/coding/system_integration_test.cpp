@@ -1,8 +1,10 @@
 // The running machine's facts: every query works and gives plausible values.
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <iostream>
 
+#include "Keel/coding/apple_hardware_details.h"
 #include "Keel/coding/system.h"
 
 namespace Keel {
@@ -32,6 +34,12 @@ TEST(SystemOnThisMachine, FactsArePlausible) {
   // fail; show what this machine says.
   std::cout << "model: '" << System::model() << "', processor: '" << System::processorName() << "', "
             << os << ", " << System::architecture() << ", up " << System::uptime() << "\n";
+}
+
+TEST(AppleHardwareDetailsOnLinux, IsAbsentWithoutTheMachineAttributesList) {
+  // Linux ships no machine-attributes list, whatever the model and language.
+  ASSERT_FALSE(std::filesystem::exists("/System/Library/PrivateFrameworks/ServerInformation.framework"));
+  EXPECT_FALSE(AppleHardwareDetails::currentDetails().has_value());
 }
 
 }  // namespace
