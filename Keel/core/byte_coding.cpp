@@ -2,8 +2,15 @@
 #include "Keel/core/byte_coding.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <limits>
+#include <new>
+#include <utility>
 
+#include "Keel/core/byte_coding_memory.h"
 #include "Keel/core/fatal_error.h"
 
 // Lets zlib declare next_in as pointer-to-const, so input spans need no cast.
@@ -11,6 +18,80 @@
 #include <zlib.h>
 
 namespace Keel {
+
+ByteBuffer::ByteBuffer(std::span<const std::uint8_t> bytes) { append(bytes); }
+
+ByteBuffer::ByteBuffer(const ByteBuffer& other) : ByteBuffer(std::span<const std::uint8_t>(other)) {}
+
+ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
+    : data_(std::exchange(other.data_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)) {}
+
+ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
+  if (this != &other) {
+    size_ = 0;
+    append(other);
+  }
+  return *this;
+}
+
+ByteBuffer& ByteBuffer::operator=(ByteBuffer&& other) noexcept {
+  if (this != &other) {
+    std::free(data_);
+    data_ = std::exchange(other.data_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+  }
+  return *this;
+}
+
+ByteBuffer::~ByteBuffer() { std::free(data_); }
+
+void ByteBuffer::reallocate(std::size_t capacity) {
+  if (capacity == 0) {
+    std::free(data_);
+    data_ = nullptr;
+  } else {
+    void* moved = std::realloc(data_, capacity);
+    if (moved == nullptr) throw std::bad_alloc();
+    data_ = static_cast<std::uint8_t*>(moved);
+  }
+  capacity_ = capacity;
+}
+
+void ByteBuffer::reserve(std::size_t count) {
+  if (count > capacity_) reallocate(count);
+}
+
+void ByteBuffer::resizeForOverwrite(std::size_t count) {
+  if (count > capacity_) reallocate(std::max(count, capacity_ <= SIZE_MAX / 2 ? 2 * capacity_ : count));
+  // The caller is about to write every new byte: mapping a large run of new
+  // pages in one request is cheaper than a page fault for each of them.
+  constexpr std::size_t kPrefaultMinimum = 256 << 10;
+  if (count >= size_ + kPrefaultMinimum) detail::prefaultForWrite(data_ + size_, count - size_);
+  size_ = count;
+}
+
+void ByteBuffer::append(std::span<const std::uint8_t> bytes) {
+  if (bytes.empty()) return;
+  // Bytes of this buffer itself move when it grows: keep their offset.
+  const std::less<const std::uint8_t*> before;
+  const bool own = !before(bytes.data(), data_) && before(bytes.data(), data_ + size_);
+  const std::size_t ownOffset = own ? static_cast<std::size_t>(bytes.data() - data_) : 0;
+  const std::size_t start = size_;
+  resizeForOverwrite(start + bytes.size());
+  std::memcpy(data_ + start, own ? data_ + ownOffset : bytes.data(), bytes.size());
+}
+
+void ByteBuffer::shrinkToFit() {
+  if (capacity_ > size_) reallocate(size_);
+}
+
+bool operator==(const ByteBuffer& buffer, std::span<const std::uint8_t> bytes) noexcept {
+  return buffer.size() == bytes.size() && (bytes.empty() || std::memcmp(buffer.data(), bytes.data(), bytes.size()) == 0);
+}
+
 namespace {
 
 // zlib's byte counts (avail_in, avail_out) are 32-bit.
@@ -99,8 +180,7 @@ class RawDeflateStream {
 // The whole input in one stream: fill the scratch buffer, copy it to the
 // result, repeat until the stream ends. The finish flag goes with every call
 // because the engine already has all the input.
-std::optional<std::vector<std::uint8_t>> processWhole(std::span<const std::uint8_t> input,
-                                                      StreamOperation operation) {
+std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, StreamOperation operation) {
   if (input.empty()) return std::nullopt;
   RawDeflateStream stream(operation);
   if (!stream.initialised()) return std::nullopt;
@@ -110,19 +190,20 @@ std::optional<std::vector<std::uint8_t>> processWhole(std::span<const std::uint8
   stream.srcSize = input.size();
   stream.dstPtr = scratch.data();
   stream.dstSize = scratch.size();
-  std::vector<std::uint8_t> result;
+  ByteBuffer result;
   for (;;) {
     switch (stream.process(/*finalize=*/true)) {
       case StreamStatus::ok:
         // Stopping with room left means the engine wants input it will never
         // get: truncated data.
         if (stream.dstSize != 0) return std::nullopt;
-        result.insert(result.end(), scratch.begin(), scratch.end());
+        result.append(scratch);
         stream.dstPtr = scratch.data();
         stream.dstSize = scratch.size();
         break;
       case StreamStatus::end:
-        result.insert(result.end(), scratch.data(), stream.dstPtr);
+        result.append(std::span<const std::uint8_t>(scratch.data(), stream.dstPtr));
+        result.shrinkToFit();
         return result;
       case StreamStatus::error:
         return std::nullopt;
@@ -140,7 +221,7 @@ std::size_t streamScratchSize(std::size_t inputLength) noexcept {
   return std::clamp<std::size_t>(inputLength, 64, 65536);
 }
 
-std::optional<std::vector<std::uint8_t>> gunzipped(std::span<const std::uint8_t> input) {
+std::optional<ByteBuffer> gunzipped(std::span<const std::uint8_t> input) {
   if (input.empty()) return std::nullopt;
   // The decoder hands zlib the whole remaining input and output in each round,
   // through 32-bit counts; a buffer that does not fit would be silently cut
@@ -157,13 +238,13 @@ std::optional<std::vector<std::uint8_t>> gunzipped(std::span<const std::uint8_t>
   if (inflateInit2(&stream, 32 + 15) != Z_OK) return std::nullopt;
 
   const GunzipBufferPlan plan = gunzipBufferPlan(input.size());
-  std::vector<std::uint8_t> output;
+  ByteBuffer output;
   output.reserve(plan.reserved);
   int result = Z_OK;
   do {
     if (stream.total_out >= output.size()) {
       if (output.size() + plan.growthStep > kMaxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
-      output.resize(output.size() + plan.growthStep);
+      output.resizeForOverwrite(output.size() + plan.growthStep);
     }
     // Pointers are recomputed from the totals every round: growing the output
     // may move it.
@@ -178,15 +259,16 @@ std::optional<std::vector<std::uint8_t>> gunzipped(std::span<const std::uint8_t>
 
   // Only a complete first member counts; partial output is dropped.
   if (inflateEnd(&stream) != Z_OK || result != Z_STREAM_END) return std::nullopt;
-  output.resize(stream.total_out);
+  output.resizeForOverwrite(stream.total_out);
+  output.shrinkToFit();
   return output;
 }
 
-std::optional<std::vector<std::uint8_t>> deflated(std::span<const std::uint8_t> input) {
+std::optional<ByteBuffer> deflated(std::span<const std::uint8_t> input) {
   return processWhole(input, StreamOperation::encode);
 }
 
-std::optional<std::vector<std::uint8_t>> inflated(std::span<const std::uint8_t> input) {
+std::optional<ByteBuffer> inflated(std::span<const std::uint8_t> input) {
   return processWhole(input, StreamOperation::decode);
 }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -53,7 +54,7 @@ class ByteCodingInterop : public ::testing::Test {
   }
 
   static void write(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-  static void write(const fs::path& path, const Bytes& bytes) {
+  static void write(const fs::path& path, std::span<const std::uint8_t> bytes) {
     std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
                                                 static_cast<std::streamsize>(bytes.size()));
   }
@@ -69,7 +70,7 @@ class ByteCodingInterop : public ::testing::Test {
   }
 
   // `packed` decompressed by Python's zlib, or nothing if it refused.
-  std::optional<Bytes> pythonDecompressed(const Bytes& packed, int windowBits) {
+  std::optional<Bytes> pythonDecompressed(std::span<const std::uint8_t> packed, int windowBits) {
     write(folder_ / "packed", packed);
     if (!run(std::string(kPython) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") +
              " " + quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Keel {
@@ -49,6 +51,53 @@ Bytes repetitiveText(std::size_t size) {
   Bytes out(size);
   for (std::size_t i = 0; i < size; ++i) out[i] = static_cast<std::uint8_t>(pattern[i % pattern.size()]);
   return out;
+}
+
+TEST(ByteBuffer, GrowthKeepsTheBytesAlreadyThere) {
+  const Bytes pattern = randomBytes(1000, 3);
+  ByteBuffer buffer;
+  for (int round = 0; round < 300; ++round) buffer.append(pattern);  // many reallocations, some moving
+  ASSERT_EQ(buffer.size(), 300'000u);
+  EXPECT_GE(buffer.capacity(), buffer.size());
+  for (std::size_t i = 0; i < buffer.size(); i += 997) ASSERT_EQ(buffer[i], pattern[i % 1000]) << i;
+
+  buffer.resizeForOverwrite(10);
+  const std::size_t capacity = buffer.capacity();
+  buffer.resizeForOverwrite(capacity + 1);  // at least doubles
+  EXPECT_GE(buffer.capacity(), 2 * capacity);
+  EXPECT_TRUE(std::equal(buffer.begin(), buffer.begin() + 10, pattern.begin()));
+  buffer.resizeForOverwrite(10);
+  buffer.shrinkToFit();
+  EXPECT_EQ(buffer.capacity(), 10u);
+  EXPECT_EQ(buffer, std::span(pattern).first(10));
+  buffer.append(std::span(buffer).subspan(2, 5));  // its own bytes, which move as it grows
+  EXPECT_TRUE(std::equal(buffer.begin() + 10, buffer.end(), pattern.begin() + 2, pattern.begin() + 7));
+  buffer.resizeForOverwrite(10);
+  buffer.resizeForOverwrite(0);
+  buffer.shrinkToFit();
+  EXPECT_TRUE(buffer.empty());
+  EXPECT_EQ(buffer, Bytes{});
+}
+
+TEST(ByteBuffer, CopiesAreDeepMovesEmptyTheSource) {
+  ByteBuffer original(bytesOf("abc"));
+  ByteBuffer copy = original;
+  copy[0] = 'x';
+  EXPECT_EQ(original, bytesOf("abc"));
+  EXPECT_NE(copy, original);
+  copy = original;
+  EXPECT_EQ(copy, original);
+  const ByteBuffer& self = copy;
+  copy = self;
+  EXPECT_EQ(copy, bytesOf("abc"));
+
+  ByteBuffer moved = std::move(copy);
+  EXPECT_EQ(moved, bytesOf("abc"));
+  EXPECT_TRUE(copy.empty());  // NOLINT(bugprone-use-after-move): the moved-from state is specified
+  copy = std::move(moved);
+  EXPECT_EQ(copy, bytesOf("abc"));
+  EXPECT_NE(copy, bytesOf("abcd"));
+  EXPECT_EQ(copy.toVector(), bytesOf("abc"));
 }
 
 TEST(ByteCodingSizes, GunzipReservesTwiceAndGrowsByHalfTheInput) {
@@ -110,7 +159,10 @@ TEST(Gunzipped, DecodesOnlyTheFirstMember) {
 TEST(Gunzipped, LargeInputsNeedManyGrowthSteps) {
   // Highly compressible: a few KiB of input grow the output thousands of times.
   const Bytes text = repetitiveText(4 << 20);
-  EXPECT_EQ(gunzipped(compress(text, kGzipBits, 9)), text);
+  const auto decoded = gunzipped(compress(text, kGzipBits, 9));
+  EXPECT_EQ(decoded, text);
+  ASSERT_TRUE(decoded);
+  EXPECT_EQ(decoded->capacity(), decoded->size());  // no reserve or growth step left over
   const Bytes noise = randomBytes(3 << 20, 7);
   EXPECT_EQ(gunzipped(compress(noise, kZlibBits)), noise);
 }
@@ -143,7 +195,10 @@ TEST(DeflatedInflated, LargeInputsFillTheScratchManyTimes) {
   const auto codedText = deflated(text);
   ASSERT_TRUE(codedText);
   EXPECT_LT(codedText->size(), text.size() / 100);
-  EXPECT_EQ(inflated(*codedText), text);  // tiny input, scratch of 64 KiB filled 128 times
+  const auto decodedText = inflated(*codedText);  // tiny input, scratch of 64 KiB filled 128 times
+  EXPECT_EQ(decodedText, text);
+  ASSERT_TRUE(decodedText);
+  EXPECT_EQ(decodedText->capacity(), decodedText->size());
 }
 
 TEST(DeflatedInflated, InflatedReadsZlibRawDeflate) {
