@@ -22,6 +22,48 @@ constinit thread_local bool isPoolThread = false;
 // Set on the thread that has served the main queue (the main loop's thread).
 constinit thread_local bool servesMainQueue = false;
 
+// Tells the core that this thread is spinning (saves power, frees shared
+// execution resources).
+inline void cpuRelax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  asm volatile("yield");
+#endif
+}
+
+// Waits a moment for `ready`, for handovers that usually complete within
+// microseconds, where a sleep and its wake-up would cost more than the wait.
+// Looks first with a pause between looks (the other side is probably running
+// on another core), then yields the core a few times (it may be waiting for
+// this one). Returns whether `ready` came true; the caller sleeps otherwise.
+template <typename Ready>
+bool spinBriefly(Ready ready) {
+  constexpr int kPauses = 64;
+  constexpr int kYields = 8;
+  for (int i = 0; i < kPauses; ++i) {
+    if (ready()) return true;
+    cpuRelax();
+  }
+  for (int i = 0; i < kYields; ++i) {
+    if (ready()) return true;
+    std::this_thread::yield();
+  }
+  return ready();
+}
+
+// Whether `state` moves away from `idle` within a short spin and one yield.
+// Shorter than spinBriefly: the queue stays claimed meanwhile.
+bool linger(const std::atomic<std::uint64_t>& state, std::uint64_t idle) {
+  constexpr int kPauses = 32;
+  for (int i = 0; i < kPauses; ++i) {
+    if (state.load(std::memory_order_relaxed) != idle) return true;
+    cpuRelax();
+  }
+  std::this_thread::yield();
+  return state.load(std::memory_order_relaxed) != idle;
+}
+
 // A bounded pool of worker threads shared by every queue. It keeps about one
 // running worker per core; a worker that blocks in a sync wait does not count,
 // so queues waiting on each other cannot starve the pool. Idle workers sleep
@@ -133,7 +175,8 @@ void blockingWait(std::condition_variable_any& condition, std::unique_lock<Queue
 // A sync caller waiting in the pending list for its turn to run.
 struct Ticket : WorkItem {
   std::condition_variable_any granted;
-  bool isGranted = false;  // guarded by the queue's mutex
+  // Set under the queue's mutex; read without it only while spinning.
+  std::atomic<bool> isGranted{false};
 };
 
 // A sync body waiting in the main queue's pending list to be run by the loop.
@@ -236,16 +279,32 @@ void deallocateItem(void* memory, std::size_t size) noexcept {
 
 // Runs started work on the executor threads (pool workers or the main loop).
 struct QueueRunner {
+  // The pool's job for exclusive work. After a drain the worker stands by
+  // for the queue's next start a moment (see QueueCore::awaitHandover), so a
+  // producer that waited for its own writes and goes on writing restarts
+  // the queue without a trip through the pool and a thread wake-up.
+  static void drainExclusive(std::shared_ptr<QueueCore> core, WorkItem* first) {
+    for (WorkItem* item = first; item != nullptr; item = core->threadBound_ ? nullptr : core->awaitHandover()) {
+      if (item->exclusive) {
+        drain(core, item);
+      } else {
+        runSharedItem(*core, item);
+      }
+    }
+  }
+
+  static void runShared(std::shared_ptr<QueueCore> core, WorkItem* item) { runSharedItem(*core, item); }
+
+ private:
   // Runs exclusive items one after another while they keep coming, in
   // batches taken under one lock, then releases the queue.
-  static void drainExclusive(std::shared_ptr<QueueCore> core, WorkItem* first) {
+  static void drain(const std::shared_ptr<QueueCore>& core, WorkItem* first) {
     QueueFrame frame{core.get(), currentQueueFrame};
     currentQueueFrame = &frame;
     if (core->threadBound_) servesMainQueue = true;
     WorkItem* batch = first;
     WorkItem* batchTail = first;
     unsigned rounds = 0;
-    bool lingered = false;
     for (;;) {
       // Batches are taken whole, in O(1) under the lock, and sorted out here:
       // walking the list under the lock would hold submitters up while this
@@ -256,20 +315,14 @@ struct QueueRunner {
         batch->perform(batch);
         batch = next;
       }
+      // Caught up. A producer a little slower than this worker would pay a
+      // hand-off to the pool for nearly every item if the queue were let go
+      // at once: watch for new work a moment first. New work, or a failed
+      // release, goes through the lock below.
       std::uint64_t expected = QueueCore::kExclusive;
-      if (batch == nullptr) {
-        // Caught up: give the submitters one time slice before letting go. A
-        // producer a little slower than this worker would otherwise pay a
-        // thread wake-up for nearly every item. One yield, never a spin.
-        if (!lingered && !core->threadBound_ && core->state_.load(std::memory_order_relaxed) == expected) {
-          lingered = true;
-          std::this_thread::yield();
-          if (core->state_.load(std::memory_order_relaxed) != expected) continue;
-        }
-        if (core->state_.compare_exchange_strong(expected, 0, std::memory_order_release,
-                                                 std::memory_order_relaxed)) {
-          break;
-        }
+      if (batch == nullptr && (core->threadBound_ || !linger(core->state_, expected)) &&
+          core->state_.compare_exchange_strong(expected, 0, std::memory_order_release, std::memory_order_relaxed)) {
+        break;
       }
       std::lock_guard lock(core->mutex_);
       if (batch != nullptr) {
@@ -280,27 +333,29 @@ struct QueueRunner {
         if (core->tail_ == nullptr) core->tail_ = batchTail;
         core->state_.fetch_or(QueueCore::kQueued, std::memory_order_acq_rel);
         batch = nullptr;
-      } else if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket &&
-                 ++rounds < kMaxDrainRounds) {
-        batch = core->head_;
-        batchTail = core->tail_;
-        core->head_ = core->tail_ = nullptr;
-        core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
-        continue;
+      } else {
+        core->collectInboxLocked();
+        if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket &&
+            ++rounds < kMaxDrainRounds) {
+          batch = core->head_;
+          batchTail = core->tail_;
+          core->head_ = core->tail_ = nullptr;
+          core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
+          continue;
+        }
       }
-      core->state_.fetch_and(~QueueCore::kExclusive, std::memory_order_acq_rel);
-      core->dispatchPendingLocked();
+      core->releaseExclusiveLocked();
       break;
     }
     currentQueueFrame = frame.previous;
   }
 
-  static void runShared(std::shared_ptr<QueueCore> core, WorkItem* item) {
-    QueueFrame frame{core.get(), currentQueueFrame};
+  static void runSharedItem(QueueCore& core, WorkItem* item) {
+    QueueFrame frame{&core, currentQueueFrame};
     currentQueueFrame = &frame;
     item->perform(item);
     currentQueueFrame = frame.previous;
-    core->leave(false);
+    core.leave(false);
   }
 };
 
@@ -341,7 +396,15 @@ void QueueCore::waitForTurn(bool exclusive) {
   ticket.isTicket = true;
   std::unique_lock lock(mutex_);
   enqueueLocked(&ticket);
-  blockingWait(ticket.granted, lock, [&] { return ticket.isGranted; });
+  if (!ticket.isGranted.load(std::memory_order_relaxed)) {
+    // The work ahead is often short: watch for the grant a moment before
+    // sleeping, which would cost a wake-up on both sides. The lock is taken
+    // again before leaving, so the granter is done with the ticket.
+    lock.unlock();
+    spinBriefly([&] { return ticket.isGranted.load(std::memory_order_acquire); });
+    lock.lock();
+  }
+  blockingWait(ticket.granted, lock, [&] { return ticket.isGranted.load(std::memory_order_relaxed); });
 }
 
 void QueueCore::runOnOwner(FunctionRef body) {
@@ -359,23 +422,105 @@ void QueueCore::runOnOwner(FunctionRef body) {
   blockingWait(call.finished, lock, [&] { return call.isFinished; });
 }
 
-void QueueCore::submit(WorkItem* item, bool barrier) {
-  item->exclusive = isExclusive(barrier);
-  if (tryEnter(item->exclusive)) {
-    start(item);
-    return;
+// The inbox is a stack that only ever loses all its items at once (to
+// collectInboxLocked, under the lock), so pushing needs no protection against
+// ABA. Each run of items that arrives in an empty inbox is announced once,
+// by the thread that pushed its first item: it turns the inbox flag of the
+// state word on, which a holder of the queue has to look at before it lets
+// go; with no holder it starts the work itself. The kAnnounced bit on the
+// inbox word then tells later pushes that their items are covered.
+//
+// Once an item is in the inbox it may run, and may drop the queue's last
+// handle, at any moment; so a push that leaves nothing more to do touches
+// the queue no more, and a push that has to announce holds a reference.
+void QueueCore::pushToInbox(WorkItem* item) {
+  std::shared_ptr<QueueCore> keepAlive;
+  std::uintptr_t top = inbox_.load(std::memory_order_relaxed);
+  for (;;) {
+    if ((top & kAnnounced) == 0 && keepAlive == nullptr) keepAlive = shared_from_this();
+    item->next = reinterpret_cast<WorkItem*>(top & ~kAnnounced);
+    if (inbox_.compare_exchange_weak(top, reinterpret_cast<std::uintptr_t>(item) | (top & kAnnounced),
+                                     std::memory_order_acq_rel, std::memory_order_relaxed)) {
+      break;
+    }
   }
+  if ((top & kAnnounced) == 0) announceInbox();
+}
+
+void QueueCore::announceInbox() {
+  const std::uint64_t s = state_.fetch_or(kInbox, std::memory_order_acq_rel);
+  // Marks what is in the inbox now as covered. A collector may have emptied
+  // it meanwhile, and new items may have arrived since: their first pusher
+  // announces them too, so marking them early is harmless.
+  std::uintptr_t top = inbox_.load(std::memory_order_relaxed);
+  while (top != 0 && (top & kAnnounced) == 0 &&
+         !inbox_.compare_exchange_weak(top, top | kAnnounced, std::memory_order_release, std::memory_order_relaxed)) {
+  }
+  if ((s & kInbox) != 0 || (s & (kExclusive | kCountMask)) != 0) return;
   std::lock_guard lock(mutex_);
-  enqueueLocked(item);
+  collectInboxLocked();
+  dispatchPendingLocked();
 }
 
 void QueueCore::leaveSlow(bool exclusive) noexcept {
   std::lock_guard lock(mutex_);
-  if (exclusive) state_.fetch_and(~kExclusive, std::memory_order_acq_rel);
+  if (exclusive) {
+    releaseExclusiveLocked();
+  } else {
+    collectInboxLocked();
+    dispatchPendingLocked();
+  }
+}
+
+// Moves the inbox, oldest first, to the end of the pending list. The queued
+// flag goes on in the same step as the inbox flag goes off, so the items never
+// look absent to the claims on the fast path while they move.
+void QueueCore::collectInboxLocked() noexcept {
+  std::uint64_t s = state_.load(std::memory_order_acquire);
+  if ((s & kInbox) == 0) return;  // only collectors clear it, and they hold the lock
+  while (!state_.compare_exchange_weak(s, (s | kQueued) & ~kInbox, std::memory_order_acq_rel,
+                                       std::memory_order_acquire)) {
+  }
+  WorkItem* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~kAnnounced);
+  WorkItem* oldest = nullptr;
+  WorkItem* const last = newest;
+  while (newest != nullptr) {
+    WorkItem* const next = newest->next;
+    newest->next = oldest;
+    oldest = newest;
+    newest = next;
+  }
+  if (oldest != nullptr) {
+    if (tail_ == nullptr) {
+      head_ = oldest;
+    } else {
+      tail_->next = oldest;
+    }
+    tail_ = last;
+  } else if (head_ == nullptr) {
+    state_.fetch_and(~kQueued, std::memory_order_acq_rel);
+  }
+}
+
+// Ends an exclusive claim. The inbox flag is checked by the same
+// compare-and-swap that ends the claim: a push that turns it on in between
+// makes the swap fail, and its item is collected before trying again.
+void QueueCore::releaseExclusiveLocked() noexcept {
+  std::uint64_t s = state_.load(std::memory_order_acquire);
+  for (;;) {
+    if ((s & kInbox) != 0) {
+      collectInboxLocked();
+      s = state_.load(std::memory_order_acquire);
+    } else if (state_.compare_exchange_weak(s, s & ~kExclusive, std::memory_order_acq_rel,
+                                            std::memory_order_acquire)) {
+      break;
+    }
+  }
   dispatchPendingLocked();
 }
 
 void QueueCore::enqueueLocked(WorkItem* item) {
+  collectInboxLocked();  // what is in the inbox was submitted before this item
   item->next = nullptr;
   if (tail_ == nullptr) {
     head_ = tail_ = item;
@@ -399,7 +544,7 @@ void QueueCore::dispatchPendingLocked() {
       std::uint64_t next = 0;
       if (exclusive) {
         if ((s & (kExclusive | kCountMask)) != 0) return;
-        next = kExclusive | (item->next != nullptr ? kQueued : 0);
+        next = kExclusive | (s & kInbox) | (item->next != nullptr ? kQueued : 0);
       } else {
         if ((s & kExclusive) != 0) return;
         next = (s + 1) & (item->next != nullptr ? ~std::uint64_t{0} : ~kQueued);
@@ -417,14 +562,35 @@ void QueueCore::dispatchPendingLocked() {
 void QueueCore::startLocked(WorkItem* item) {
   if (item->isTicket) {
     auto* ticket = static_cast<Ticket*>(item);
-    ticket->isGranted = true;
+    ticket->isGranted.store(true, std::memory_order_release);
     ticket->granted.notify_one();  // under the lock: the waiter cannot leave before we let go
     return;
   }
   start(item);
 }
 
+// Waits a moment for start() to hand this queue's next item over directly.
+// One worker at a time stands by; it already holds a reference to the queue.
+WorkItem* QueueCore::awaitHandover() noexcept {
+  std::uintptr_t slot = kNoStandby;
+  if (!standby_.compare_exchange_strong(slot, kStandingBy, std::memory_order_relaxed)) return nullptr;
+  if (spinBriefly([&] { return standby_.load(std::memory_order_acquire) != kStandingBy; })) {
+    slot = standby_.exchange(kNoStandby, std::memory_order_acquire);
+  } else {
+    slot = kStandingBy;
+    if (standby_.compare_exchange_strong(slot, kNoStandby, std::memory_order_acquire)) return nullptr;
+    standby_.store(kNoStandby, std::memory_order_relaxed);  // handed over at the last moment
+  }
+  return reinterpret_cast<WorkItem*>(slot);
+}
+
 void QueueCore::start(WorkItem* item) {
+  std::uintptr_t slot = kStandingBy;
+  if (standby_.load(std::memory_order_relaxed) == kStandingBy &&
+      standby_.compare_exchange_strong(slot, reinterpret_cast<std::uintptr_t>(item), std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+    return;  // the item may already be running: this queue is not touched again
+  }
   const auto function = item->exclusive ? &QueueRunner::drainExclusive : &QueueRunner::runShared;
   if (threadBound_) {
     RunLoop::main().perform([function, core = shared_from_this(), item]() mutable {

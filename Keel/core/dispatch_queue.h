@@ -80,9 +80,10 @@ class FunctionRef {
 };
 
 // The lock of a queue's pending list. Its critical sections are a few pointer
-// moves, taken by submitters and by the draining worker in turn; spinning a
-// little before sleeping keeps that hand-over out of the kernel, which a plain
-// mutex would enter on every collision.
+// moves, taken by sync callers that have to wait, by the draining worker once
+// per batch and by whoever hands the queue on; spinning a little before
+// sleeping keeps those handovers out of the kernel, which a plain mutex would
+// enter on every collision.
 class QueueLock {
  public:
   void lock() noexcept {
@@ -109,16 +110,21 @@ struct QueueFrame {
 inline constinit thread_local QueueFrame* currentQueueFrame = nullptr;
 
 // The shared state of a queue. The state word lets sync callers and idle-queue
-// submissions claim the queue without taking the lock; everything that has to
-// wait goes through the pending list under the lock.
+// submissions claim the queue without taking the lock. Async work that has to
+// wait is pushed onto a lock-free inbox; sync callers that have to wait, and
+// the inbox's contents once a lock holder collects them, go through the
+// pending list under the lock.
 class QueueCore : public std::enable_shared_from_this<QueueCore> {
  public:
   // State word: running non-exclusive work (low bits), one exclusive runner,
-  // and "the pending list is not empty" (which stops new arrivals from
-  // overtaking what is already waiting).
+  // "the pending list is not empty" and "the inbox may not be empty". Either
+  // flag stops new arrivals from overtaking what is already waiting, and makes
+  // whoever gives up the queue last look at the waiting work first.
   static constexpr std::uint64_t kCountMask = (std::uint64_t{1} << 32) - 1;
   static constexpr std::uint64_t kExclusive = std::uint64_t{1} << 32;
   static constexpr std::uint64_t kQueued = std::uint64_t{1} << 33;
+  static constexpr std::uint64_t kInbox = std::uint64_t{1} << 34;
+  static constexpr std::uint64_t kWaiting = kQueued | kInbox;
 
   QueueCore(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers);
   ~QueueCore();
@@ -137,7 +143,7 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
       return s == 0 && state_.compare_exchange_strong(s, kExclusive, std::memory_order_acquire,
                                                       std::memory_order_relaxed);
     }
-    while ((s & (kExclusive | kQueued)) == 0) {
+    while ((s & (kExclusive | kWaiting)) == 0) {
       if (state_.compare_exchange_weak(s, s + 1, std::memory_order_acquire, std::memory_order_relaxed)) {
         return true;
       }
@@ -153,7 +159,7 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
       leaveSlow(true);
     } else {
       const std::uint64_t s = state_.fetch_sub(1, std::memory_order_acq_rel);
-      if ((s & kCountMask) == 1 && (s & kQueued) != 0) leaveSlow(false);
+      if ((s & kCountMask) == 1 && (s & kWaiting) != 0) leaveSlow(false);
     }
   }
 
@@ -169,12 +175,25 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   void waitForTurn(bool exclusive);
   // Sync on a thread-bound queue: runs `body` on the owning thread and waits.
   void runOnOwner(FunctionRef body);
-  // Async submission; takes ownership of `item`.
-  void submit(WorkItem* item, bool barrier);
+  // Async submission; takes ownership of `item`. Takes no lock unless the
+  // queue turns out to be idle with work waiting, which it then starts.
+  void submit(WorkItem* item, bool barrier) {
+    item->exclusive = isExclusive(barrier);
+    if (tryEnter(item->exclusive)) {
+      start(item);
+    } else {
+      pushToInbox(item);
+    }
+  }
 
  private:
   friend struct QueueRunner;
+  void pushToInbox(WorkItem* item);
+  void announceInbox();
   void leaveSlow(bool exclusive) noexcept;
+  void collectInboxLocked() noexcept;
+  void releaseExclusiveLocked() noexcept;
+  WorkItem* awaitHandover() noexcept;
   void enqueueLocked(WorkItem* item);
   void dispatchPendingLocked();
   void startLocked(WorkItem* item);
@@ -188,6 +207,17 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   QueueLock mutex_;           // guards the pending list
   WorkItem* head_ = nullptr;  // pending list, oldest first
   WorkItem* tail_ = nullptr;
+  // Async items not yet in the pending list: the newest, linked to the older
+  // ones through `next`, plus the kAnnounced bit. On a line of its own:
+  // submitters write it for every item, while the line above is read by
+  // every claim.
+  static constexpr std::uintptr_t kAnnounced = 1;
+  alignas(64) std::atomic<std::uintptr_t> inbox_{0};
+  // A worker that just drained this queue and waits a moment for its next
+  // start (kStandingBy), or the item start() handed to it.
+  static constexpr std::uintptr_t kNoStandby = 0;
+  static constexpr std::uintptr_t kStandingBy = 1;
+  std::atomic<std::uintptr_t> standby_{kNoStandby};
 };
 
 // Keeps the calling thread's claim and frame for the length of a sync body.

@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <thread>
 #include <vector>
@@ -222,47 +224,96 @@ TEST(DispatchQueueTest, DroppingTheLastHandleLosesNoPendingWork) {
   }
 }
 
-TEST(DispatchQueueTest, MixedWorkFromSeveralThreadsKeepsBarriersExclusive) {
-  DispatchQueue queue("test.stress", DispatchQueue::Attributes::concurrent);
-  long total = 0;  // written only by barriers, read by shared work: a race would show
-  std::atomic<int> sharedRunning{0};
-  std::atomic<bool> barrierOverlapped{false};
-  constexpr int kThreads = 4;
-  constexpr int kRounds = 400;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < kRounds; ++i) {
-        switch ((i + t) % 4) {
-          case 0:
-            queue.asyncBarrier([&] {
-              if (sharedRunning.load() != 0) barrierOverlapped = true;
-              ++total;
+// Many threads submit at once, so most work arrives while the queue is busy
+// and goes through the lock-free inbox; sync calls in between collect it into
+// the pending list. Checks, per submitting thread, that its work starts in
+// its order, that barriers (every item on a serial queue) run alone after
+// everything before them and before everything after them, that a sync call
+// sees the caller's earlier exclusive work, and that the queue's last handle
+// can go while work is pending without losing any.
+TEST(DispatchQueueTest, ManySubmittersKeepTheirOrderAndBarriersStayExclusive) {
+  for (const auto attributes : {DispatchQueue::Attributes::serial, DispatchQueue::Attributes::concurrent}) {
+    const bool concurrent = attributes == DispatchQueue::Attributes::concurrent;
+    constexpr int kThreads = 6;
+    constexpr int kItems = 1500;
+    struct Submitter {
+      std::atomic<int> started{0};
+      std::atomic<int> finished{0};
+      std::atomic<int> exclusiveDone{-1};  // sequence number of the last exclusive item that ended
+      std::vector<int> exclusiveOrder;     // written only by exclusive work: a race would show
+    };
+    std::vector<Submitter> submitters(kThreads);
+    std::atomic<int> sharedRunning{0};
+    std::atomic<bool> exclusiveRunning{false};
+    std::atomic<int> faults{0};
+    Events ended;
+    std::optional<DispatchQueue> queue(std::in_place, "test.submitters", attributes);
+
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        Submitter& mine = submitters[static_cast<std::size_t>(t)];
+        int lastExclusive = -1;
+        for (int i = 0; i < kItems; ++i) {
+          const bool barrier = !concurrent || i % 5 == 0;
+          if (barrier) {
+            lastExclusive = i;
+            queue->asyncBarrier([&, i] {
+              if (exclusiveRunning.exchange(true) || sharedRunning.load() != 0) faults.fetch_add(1);
+              // Everything this thread submitted earlier has ended; nothing later has started.
+              if (mine.started.fetch_add(1) != i || mine.finished.load() != i) faults.fetch_add(1);
+              mine.exclusiveOrder.push_back(i);
+              mine.exclusiveDone.store(i);
+              exclusiveRunning.store(false);
+              mine.finished.fetch_add(1);
+              ended.add();
             });
-            break;
-          case 1:
-            queue.syncBarrier([&] {
-              if (sharedRunning.load() != 0) barrierOverlapped = true;
-              ++total;
-            });
-            break;
-          case 2:
-            queue.async([&] {
+          } else {
+            queue->async([&, i, lastExclusive] {
               sharedRunning.fetch_add(1);
-              EXPECT_GE(total, 0);
+              // Shared work overlaps, so only barriers pin down the order.
+              if (exclusiveRunning.load() || mine.exclusiveDone.load() != lastExclusive) faults.fetch_add(1);
+              mine.started.fetch_add(1);
+              if (i % 7 == 0) std::this_thread::yield();
               sharedRunning.fetch_sub(1);
+              mine.finished.fetch_add(1);
+              ended.add();
             });
-            break;
-          default:
-            EXPECT_GE(queue.sync([&] { return total; }), 0);
-            break;
+          }
+          if ((i + t) % 3 == 0) std::this_thread::yield();  // lets the queue run dry now and then
+          if (i % 100 == 50) {  // not at the end: the last items rely on the async path alone
+            // Sees the caller's earlier exclusive work (all its work, on a serial queue).
+            const int seen = i % 200 == 50 ? queue->sync([&] { return mine.exclusiveDone.load(); })
+                                           : queue->syncBarrier([&] { return mine.finished.load() - 1; });
+            if (seen < lastExclusive) faults.fetch_add(1);
+          }
         }
-      }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    queue.reset();  // the last handle, with work still pending
+    EXPECT_TRUE(ended.waitFor(kThreads * kItems));
+    EXPECT_EQ(faults.load(), 0) << (concurrent ? "concurrent" : "serial");
+    for (const Submitter& submitter : submitters) {
+      EXPECT_TRUE(std::is_sorted(submitter.exclusiveOrder.begin(), submitter.exclusiveOrder.end()));
+      EXPECT_EQ(submitter.exclusiveOrder.size(), concurrent ? std::size_t{kItems / 5} : std::size_t{kItems});
+    }
+  }
+}
+
+TEST(DispatchQueueTest, WorkMayDropTheHandleItWasSubmittedThrough) {
+  // The submitting call is still running when the work frees its handle.
+  constexpr int kQueues = 100;
+  Events done;
+  for (int i = 0; i < kQueues; ++i) {
+    auto* queue = new DispatchQueue("test.self-drop", DispatchQueue::Attributes::concurrent);
+    queue->async([] {});  // keeps the queue busy, so the next item waits in the inbox
+    queue->asyncBarrier([queue, &done] {
+      delete queue;
+      done.add();
     });
   }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(queue.syncBarrier([&] { return total; }), kThreads * kRounds / 2);
-  EXPECT_FALSE(barrierOverlapped);
+  EXPECT_TRUE(done.waitFor(kQueues));
 }
 
 TEST(DispatchQueueTest, WorkersBlockedInSyncDoNotStarveThePool) {
