@@ -34,13 +34,14 @@ inline void cpuRelax() noexcept {
 
 // Waits a moment for `ready`, for handovers that usually complete within
 // microseconds, where a sleep and its wake-up would cost more than the wait.
-// Looks first with a pause between looks (the other side is probably running
-// on another core), then yields the core a few times (it may be waiting for
-// this one). Returns whether `ready` came true; the caller sleeps otherwise.
+// Looks a few times with a pause between looks (the other side may be running
+// on another core), then mostly yields: on a busy machine the other side is
+// often waiting for this very core, and pausing would only keep it waiting.
+// Returns whether `ready` came true; the caller sleeps otherwise.
 template <typename Ready>
 bool spinBriefly(Ready ready) {
-  constexpr int kPauses = 64;
-  constexpr int kYields = 8;
+  constexpr int kPauses = 4;
+  constexpr int kYields = 32;
   for (int i = 0; i < kPauses; ++i) {
     if (ready()) return true;
     cpuRelax();
@@ -55,7 +56,7 @@ bool spinBriefly(Ready ready) {
 // Whether `state` moves away from `idle` within a short spin and one yield.
 // Shorter than spinBriefly: the queue stays claimed meanwhile.
 bool linger(const std::atomic<std::uint64_t>& state, std::uint64_t idle) {
-  constexpr int kPauses = 32;
+  constexpr int kPauses = 8;
   for (int i = 0; i < kPauses; ++i) {
     if (state.load(std::memory_order_relaxed) != idle) return true;
     cpuRelax();
