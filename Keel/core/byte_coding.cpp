@@ -26,7 +26,8 @@ ByteBuffer::ByteBuffer(const ByteBuffer& other) : ByteBuffer(std::span<const std
 ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
       size_(std::exchange(other.size_, 0)),
-      capacity_(std::exchange(other.capacity_, 0)) {}
+      capacity_(std::exchange(other.capacity_, 0)),
+      mapped_(std::exchange(other.mapped_, 0)) {}
 
 ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   if (this != &other) {
@@ -42,6 +43,7 @@ ByteBuffer& ByteBuffer::operator=(ByteBuffer&& other) noexcept {
     data_ = std::exchange(other.data_, nullptr);
     size_ = std::exchange(other.size_, 0);
     capacity_ = std::exchange(other.capacity_, 0);
+    mapped_ = std::exchange(other.mapped_, 0);
   }
   return *this;
 }
@@ -58,6 +60,7 @@ void ByteBuffer::reallocate(std::size_t capacity) {
     data_ = static_cast<std::uint8_t*>(moved);
   }
   capacity_ = capacity;
+  mapped_ = std::min(mapped_, size_);  // realloc may have copied only the bytes in use
 }
 
 void ByteBuffer::reserve(std::size_t count) {
@@ -66,10 +69,15 @@ void ByteBuffer::reserve(std::size_t count) {
 
 void ByteBuffer::resizeForOverwrite(std::size_t count) {
   if (count > capacity_) reallocate(std::max(count, capacity_ <= SIZE_MAX / 2 ? 2 * capacity_ : count));
-  // The caller is about to write every new byte: mapping a large run of new
-  // pages in one request is cheaper than a page fault for each of them.
-  constexpr std::size_t kPrefaultMinimum = 256 << 10;
-  if (count >= size_ + kPrefaultMinimum) detail::prefaultForWrite(data_ + size_, count - size_);
+  // The caller is about to write every new byte. In a large buffer, mapping
+  // its pages in one request, at least a step ahead of the size, is cheaper
+  // than a page fault for each page as the bytes arrive.
+  constexpr std::size_t kPrefaultStep = 1 << 20;
+  if (count > mapped_ && capacity_ >= kPrefaultStep) {
+    const std::size_t end = std::min(capacity_, std::max(count, mapped_ + kPrefaultStep));
+    detail::prefaultForWrite(data_ + mapped_, end - mapped_);
+    mapped_ = end;
+  }
   size_ = count;
 }
 

@@ -68,6 +68,7 @@ class ByteBuffer {
   std::uint8_t* data_ = nullptr;  // from malloc, so that growth can use realloc
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
+  std::size_t mapped_ = 0;  // a prefix known to have its pages mapped already
 };
 
 // Decodes a gzip member or a zlib stream (the header is detected) and returns
