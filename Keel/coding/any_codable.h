@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
 

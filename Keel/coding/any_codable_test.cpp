@@ -81,7 +81,7 @@ TEST(AnyDecodableTest, UndecodableValueReportsTheOuterPath) {
   // A date is none of the kinds the order tries; failing inside the nested
   // array makes the array attempt fail, and the error surfaces at the
   // dictionary entry that holds the array.
-  AnyValue tree = TextDictionary{{"outer", AnyValue::Array{std::int64_t{1}, Date{5}}}};
+  AnyValue tree = TextDictionary{{"outer", AnyValue::Array{std::int64_t{1}, Date::withTimeIntervalSinceReferenceDate(5)}}};
   Decoder decoder(tree);
   auto keyed = decoder.container();
   ASSERT_TRUE(keyed.ok());
@@ -108,7 +108,7 @@ TEST(AnyEncodableTest, ScalarsKeepTheirWidthAndNullWritesNull) {
   EXPECT_EQ(encodeJSON(0.1f), "0.1");
   EXPECT_EQ(encodeJSON("a\"b"), "\"a\\\"b\"");
   EXPECT_EQ(encodeJSON(URL{"https://example.com/a?b=1"}), "\"https://example.com/a?b=1\"");
-  EXPECT_EQ(encodeJSON(Date{1.5}), "1.5");
+  EXPECT_EQ(encodeJSON(Date::withTimeIntervalSinceReferenceDate(1.5)), "1.5");
 
   AnyValue tree;
   Encoder encoder(tree);

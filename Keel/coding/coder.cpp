@@ -150,7 +150,7 @@ Result<std::string> SingleValueDecodingContainer::decodeString() const {
 Result<Date> SingleValueDecodingContainer::decodeDate() const {
   if (const Date* d = node_->getIf<Date>()) return *d;
   if (node_->getIf<double>() != nullptr || integerOf(*node_)) {
-    return Date{decodeDouble().value()};
+    return Date::withTimeIntervalSinceReferenceDate(decodeDouble().value());
   }
   return mismatch("a date");
 }

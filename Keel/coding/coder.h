@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coding_error.h"
 
 namespace Keel {

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 
 namespace Keel {
 

@@ -13,7 +13,6 @@
 namespace Keel::JSON {
 namespace {
 
-constexpr double referenceDateSince1970 = 978307200.0;
 
 simdjson::dom::parser makeParser() {
   simdjson::dom::parser parser;
@@ -115,9 +114,9 @@ class Writer {
       case K::text: return text(v.as<std::string>(), path);
       case K::url: return text(urlText(v), path);
       case K::date: {
-        const double seconds = v.as<Date>().secondsSinceReferenceDate;
-        return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? seconds + referenceDateSince1970
-                                                                                : seconds,
+        const Date& date = v.as<Date>();
+        return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? date.timeIntervalSince1970()
+                                                                                : date.timeIntervalSinceReferenceDate(),
                         path);
       }
       case K::array: {

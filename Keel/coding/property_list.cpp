@@ -70,7 +70,7 @@ Result<AnyValue> build(plist_t node, std::size_t depth) {
       std::int32_t seconds = 0;
       std::int32_t microseconds = 0;
       plist_get_date_val(node, &seconds, &microseconds);
-      return AnyValue(Date{static_cast<double>(seconds) + static_cast<double>(microseconds) / 1e6});
+      return AnyValue(Date::withTimeIntervalSinceReferenceDate(static_cast<double>(seconds) + static_cast<double>(microseconds) / 1e6));
     }
     case PLIST_DATA: {
       char* raw = nullptr;
@@ -259,7 +259,7 @@ class XMLWriter {
       case K::float64: return real(v.as<double>());
       case K::text: return text("string", v.as<std::string>(), path);
       case K::url: return text("string", urlText(v), path);
-      case K::date: return date(v.as<Date>().secondsSinceReferenceDate, path);
+      case K::date: return date(v.as<Date>().timeIntervalSinceReferenceDate(), path);
       case K::data: data(v.as<Data>()); return {};
       case K::array: {
         const auto& array = v.as<AnyValue::Array>();

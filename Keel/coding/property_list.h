@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
 

@@ -50,7 +50,7 @@ TEST(PropertyListTest, ReadsBothFormatsWithSignedIntegers) {
       {"min", INT64_MIN},
       {"max", INT64_MAX},
       {"real", 0.1},
-      {"when", Date{86400}},
+      {"when", Date::withTimeIntervalSinceReferenceDate(86400)},
       {"blob", Data{1, 2, 3}},
       {"list", AnyValue::Array{true, "t\xc3\xa9xt & <more>"}},
   };
@@ -67,7 +67,7 @@ TEST(PropertyListTest, WrittenXMLReadsBackAsTheSameTree) {
       {"u64", std::uint64_t{INT64_MAX}},
       {"reals", AnyValue::Array{1.0 / 3.0, 1e300, -0.0, 2.0}},
       {"text", "a&b<c>\"d\"\ttab\nline \xf0\x9f\x98\x80"},
-      {"when", Date{-86400.0 * 365}},
+      {"when", Date::withTimeIntervalSinceReferenceDate(-86400.0 * 365)},
       {"empty", AnyValue::Array{}},
       {"blobs", AnyValue::Array{Data{}, Data{0xff}, Data{1, 2}, Data{1, 2, 3, 4}}},
       {"dict", TextDictionary{}},
@@ -136,7 +136,7 @@ TEST(PropertyListTest, DatesAndDataAreNotUntypedValues) {
   Decoder decoder(tree.value());
   auto keyed = decoder.container();
   ASSERT_TRUE(keyed.ok());
-  EXPECT_EQ(keyed->decode<Date>("when").value(), Date{86400});
+  EXPECT_EQ(keyed->decode<Date>("when").value(), Date::withTimeIntervalSinceReferenceDate(86400));
   EXPECT_EQ(keyed->decode<Data>("blob").value(), (Data{1, 2, 3}));
 }
 

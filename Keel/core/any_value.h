@@ -13,16 +13,11 @@
 #include <variant>
 #include <vector>
 
+#include "Keel/core/date.h"
+
 namespace Keel {
 
 class AnyValue;
-
-// A point in time as seconds since 2001-01-01 00:00:00 UTC (the epoch of
-// property-list dates).
-struct Date {
-  double secondsSinceReferenceDate = 0;
-  friend bool operator==(const Date&, const Date&) = default;
-};
 
 // A URL, kept as its absolute text.
 struct URL {

@@ -1,5 +1,5 @@
 // Equality, lookup and descriptions of untyped values.
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 
 #include <charconv>
 #include <cmath>
@@ -135,7 +135,7 @@ bool operator==(const AnyValue& a, const AnyValue& b) {
     case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
     case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
     case AnyValue::Kind::date:
-      return sameFloat(a.as<Date>().secondsSinceReferenceDate, b.as<Date>().secondsSinceReferenceDate);
+      return sameFloat(a.as<Date>().timeIntervalSinceReferenceDate(), b.as<Date>().timeIntervalSinceReferenceDate());
     case AnyValue::Kind::hashedDictionary: {
       const HashedDictionary* px = a.hashedDictionary();
       const HashedDictionary* py = b.hashedDictionary();
@@ -199,7 +199,7 @@ std::string describe(const AnyValue& value) {
     case K::hashedDictionary: return "{...}";
     case K::boxedNumber:
       return std::visit([](auto n) { return numberText(n); }, value.boxedNumber()->number);
-    case K::date: return numberText(value.as<Date>().secondsSinceReferenceDate);
+    case K::date: return numberText(value.as<Date>().timeIntervalSinceReferenceDate());
     case K::url: return value.url()->absoluteString;
     case K::data: return std::to_string(value.as<Data>().size()) + " bytes";
   }
