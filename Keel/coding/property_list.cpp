@@ -31,7 +31,7 @@ CodingError corrupted(std::string reason) {
 }
 
 // Converts libplist's tree; `depth` counts enclosing containers.
-Result<AnyValue> build(plist_t node, std::size_t depth) {
+CodingResult<AnyValue> build(plist_t node, std::size_t depth) {
   switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
       std::uint8_t b = 0;
@@ -187,7 +187,7 @@ bool xmlTextIsSafe(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
-Result<AnyValue> parse(std::span<const std::uint8_t> bytes) {
+CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes) {
   if (bytes.empty() || bytes.size() >= UINT32_MAX) return corrupted("empty or too large");
   if (!binaryStringsAreSafe(bytes) || !xmlTextIsSafe(bytes)) return corrupted("text holds a NUL character");
   plist_t root = nullptr;
@@ -197,7 +197,7 @@ Result<AnyValue> parse(std::span<const std::uint8_t> bytes) {
   return build(root, 0);
 }
 
-Result<AnyValue> parse(std::string_view bytes) {
+CodingResult<AnyValue> parse(std::string_view bytes) {
   return parse(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
 }
 
@@ -235,7 +235,7 @@ void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
 
 class XMLWriter {
  public:
-  Status value(const AnyValue& v, const CodingPathLink* path) {
+  CodingStatus value(const AnyValue& v, const CodingPathLink* path) {
     using K = AnyValue::Kind;
     if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
@@ -270,7 +270,7 @@ class XMLWriter {
         out_ += "<array>";
         for (std::size_t i = 0; i < array.size(); ++i) {
           const CodingPathLink link = detail::childLink(path, i);
-          if (Status s = value(array[i], &link); !s) return s;
+          if (CodingStatus s = value(array[i], &link); !s) return s;
         }
         out_ += "</array>";
         return {};
@@ -284,8 +284,8 @@ class XMLWriter {
         out_ += "<dict>";
         for (const auto& [key, child] : dictionary) {
           const CodingPathLink link = detail::childLink(path, key);
-          if (Status s = text("key", key, &link); !s) return s;
-          if (Status s = value(child, &link); !s) return s;
+          if (CodingStatus s = text("key", key, &link); !s) return s;
+          if (CodingStatus s = value(child, &link); !s) return s;
         }
         out_ += "</dict>";
         return {};
@@ -305,7 +305,7 @@ class XMLWriter {
   }
 
   template <class I>
-  Status integer(I v) {
+  CodingStatus integer(I v) {
     char buffer[24];
     const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
     out_ += "<integer>";
@@ -314,7 +314,7 @@ class XMLWriter {
     return {};
   }
 
-  Status real(double v) {
+  CodingStatus real(double v) {
     out_ += "<real>";
     if (std::isnan(v)) {
       out_ += "nan";
@@ -329,7 +329,7 @@ class XMLWriter {
     return {};
   }
 
-  Status text(const char* tag, std::string_view s, const CodingPathLink* path) {
+  CodingStatus text(const char* tag, std::string_view s, const CodingPathLink* path) {
     out_ += '<';
     out_ += tag;
     out_ += '>';
@@ -351,7 +351,7 @@ class XMLWriter {
     return {};
   }
 
-  Status date(double seconds, const CodingPathLink* path) {
+  CodingStatus date(double seconds, const CodingPathLink* path) {
     if (!std::isfinite(seconds) || std::fabs(seconds) > 1e15) return invalid(path, "Date is out of range.");
     const auto whole = static_cast<std::int64_t>(std::floor(seconds)) + 978307200;  // to 1970-based
     std::int64_t days = whole / 86400;
@@ -398,13 +398,13 @@ class XMLWriter {
 
 }  // namespace
 
-Result<std::string> writeXML(const AnyValue& tree) {
+CodingResult<std::string> writeXML(const AnyValue& tree) {
   XMLWriter writer;
   writer.append(
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
       "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
       "<plist version=\"1.0\">\n");
-  if (Status s = writer.value(tree, nullptr); !s) return s.error();
+  if (CodingStatus s = writer.value(tree, nullptr); !s) return s.error();
   writer.append("\n</plist>\n");
   return writer.take();
 }

@@ -24,8 +24,8 @@ namespace PropertyList {
 // above are the negative ones). Unparsable bytes, empty input, inputs of 4 GiB
 // or more and nesting deeper than maxCodingDepth give a dataCorrupted error
 // at the root. Never throws.
-[[nodiscard]] Result<AnyValue> parse(std::span<const std::uint8_t> bytes);
-[[nodiscard]] Result<AnyValue> parse(std::string_view bytes);
+[[nodiscard]] CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes);
+[[nodiscard]] CodingResult<AnyValue> parse(std::string_view bytes);
 
 // An XML property list (version 1.0, UTF-8) for `tree`. Integers of any
 // width up to the signed 64-bit range; reals in the shortest form that reads
@@ -35,7 +35,7 @@ namespace PropertyList {
 // above the signed 64-bit range, texts with control characters XML cannot
 // hold, boxed numbers, dictionaries with non-text keys and nesting deeper
 // than maxCodingDepth.
-[[nodiscard]] Result<std::string> writeXML(const AnyValue& tree);
+[[nodiscard]] CodingResult<std::string> writeXML(const AnyValue& tree);
 
 // The text stored under `key` at the top level of a property list whose root
 // is a dictionary. Nothing when the bytes are not a property list, the root is
@@ -49,14 +49,14 @@ namespace PropertyList {
 class PropertyListDecoder {
  public:
   template <class T>
-  Result<T> decode(std::span<const std::uint8_t> bytes) const {
+  CodingResult<T> decode(std::span<const std::uint8_t> bytes) const {
     auto tree = PropertyList::parse(bytes);
     if (!tree) return tree.error();
     Decoder decoder(tree.value(), nullptr, true);
     return Decoding<T>::decode(decoder);
   }
   template <class T>
-  Result<T> decode(std::string_view bytes) const {
+  CodingResult<T> decode(std::string_view bytes) const {
     return decode<T>(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
   }
 };
@@ -65,10 +65,10 @@ class PropertyListDecoder {
 class PropertyListEncoder {
  public:
   template <class T>
-  Result<std::string> encode(const T& value) const {
+  CodingResult<std::string> encode(const T& value) const {
     AnyValue tree;
     Encoder encoder(tree);
-    if (Status s = Encoding<T>::encode(value, encoder); !s) return s.error();
+    if (CodingStatus s = Encoding<T>::encode(value, encoder); !s) return s.error();
     return PropertyList::writeXML(tree);
   }
 };
