@@ -28,7 +28,7 @@ namespace Keel {
 // Trees nested deeper than this are refused (decoding: dataCorrupted,
 // encoding: invalidValue) so that no reader, writer or decoder recurses
 // without bound.
-inline constexpr std::size_t maxCodingDepth = 512;
+inline constexpr std::size_t maxCodingDepth = maxValueDepth;
 
 // One link of the path to the value being coded; lives on the stack of the
 // code that descends, so descending costs no allocation. Materialised into a

@@ -1,6 +1,6 @@
 // Property lists for the coding framework: XML and binary property lists to
-// untyped trees (libplist), trees to XML, the PropertyListDecoder /
-// PropertyListEncoder, and the Info.plist text lookup bundles use.
+// untyped trees, trees to XML, the PropertyListDecoder and
+// PropertyListEncoder.
 #pragma once
 
 #include <cstdint>
@@ -12,18 +12,14 @@
 #include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/property_list_reader.h"
 
 namespace Keel {
 
 namespace PropertyList {
 
-// The tree of an XML or binary property list: booleans, int64 integers,
-// float64 reals, texts, arrays, dictionaries, dates (Date) and data (Data).
-// Property lists store signed 64-bit integers, so every integer is read as
-// int64 (the reader hands them over as unsigned 64-bit: values of 2^63 and
-// above are the negative ones). Unparsable bytes, empty input, inputs of 4 GiB
-// or more and nesting deeper than maxCodingDepth give a dataCorrupted error
-// at the root. Never throws.
+// The tree of an XML or binary property list (see PropertyList::read), or a
+// dataCorrupted error at the root saying why there is none. Never throws.
 [[nodiscard]] CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes);
 [[nodiscard]] CodingResult<AnyValue> parse(std::string_view bytes);
 
@@ -37,11 +33,6 @@ namespace PropertyList {
 // than maxCodingDepth.
 [[nodiscard]] CodingResult<std::string> writeXML(const AnyValue& tree);
 
-// The text stored under `key` at the top level of a property list whose root
-// is a dictionary. Nothing when the bytes are not a property list, the root is
-// not a dictionary, the key is missing or its value is not text.
-[[nodiscard]] std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes,
-                                                        std::string_view key);
 
 }  // namespace PropertyList
 

@@ -19,6 +19,10 @@ namespace Keel {
 
 class AnyValue;
 
+// Trees nested deeper than this are refused by every reader, writer and
+// decoder, so that none of them recurses without bound.
+inline constexpr std::size_t maxValueDepth = 512;
+
 // A URL, kept as its absolute text.
 struct URL {
   std::string absoluteString;

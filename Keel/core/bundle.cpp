@@ -1,7 +1,7 @@
 #include "Keel/core/bundle.h"
 
-#include "Keel/coding/property_list.h"
 #include "Keel/core/file_contents.h"
+#include "Keel/core/property_list_reader.h"
 
 namespace Keel {
 
