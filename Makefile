@@ -22,7 +22,11 @@ fuzz-smoke: setup
 	cmake --build --preset fuzz
 	scripts/run-fuzzers.sh build/fuzz $(FUZZ_SMOKE_SECONDS)
 
-demo: build
+# Only the launcher, the sample main application and the demo driver: a
+# newcomer's first command should not wait for the test suites to compile.
+demo: setup
+	cmake --preset default >/dev/null
+	cmake --build --preset default --target vantor-demo
 	build/default/VantorLauncher/vantor-demo
 
 bench: setup
