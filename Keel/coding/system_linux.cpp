@@ -83,7 +83,7 @@ KernelIdentity realKernelIdentity() {
 std::optional<int> realSchedulableProcessorCount() {
   // The mask must cover every processor number the kernel knows; start at
   // the usual size and grow while the kernel says it is too small.
-  for (int slots = 1024; slots <= (1 << 20); slots *= 2) {
+  for (std::size_t slots = 1024; slots <= (std::size_t{1} << 20); slots *= 2) {
     cpu_set_t* set = CPU_ALLOC(slots);
     if (set == nullptr) return std::nullopt;
     const std::size_t size = CPU_ALLOC_SIZE(slots);
