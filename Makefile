@@ -1,5 +1,5 @@
 # The entry points a newcomer needs. Each installs what it needs first.
-.PHONY: setup build test test-unit fuzz-smoke demo bench fuzz asan tsan clean
+.PHONY: setup build test test-unit fuzz-smoke demo bench fuzz asan tsan lint clean
 
 FUZZ_SECONDS ?= 60
 FUZZ_SMOKE_SECONDS ?= 5
@@ -48,6 +48,10 @@ tsan: setup
 	cmake --preset tsan >/dev/null
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# clang-tidy's bugprone, modernize and naming checks over every source.
+lint: build
+	scripts/lint.sh build/default
 
 clean:
 	rm -rf build
