@@ -1,5 +1,5 @@
 # The entry points a newcomer needs. Each installs what it needs first.
-.PHONY: setup build test test-unit fuzz-smoke demo bench fuzz asan tsan lint clean
+.PHONY: setup build test test-unit fuzz-smoke consumer demo bench fuzz asan tsan lint clean
 
 FUZZ_SECONDS ?= 60
 FUZZ_SMOKE_SECONDS ?= 5
@@ -11,11 +11,15 @@ build: setup
 	cmake --preset default >/dev/null
 	cmake --build --preset default
 
-# Every test of the default build, then each fuzzer for a few seconds.
-test: test-unit fuzz-smoke
+# Every test of the default build, each fuzzer for a few seconds, and a
+# consumer project built against the installed package and as a subdirectory.
+test: test-unit fuzz-smoke consumer
 
 test-unit: build
 	ctest --preset default
+
+consumer: build
+	scripts/check-consumer.sh build/default
 
 fuzz-smoke: setup
 	cmake --preset fuzz >/dev/null
