@@ -1,5 +1,5 @@
 # The entry points a newcomer needs. Each installs what it needs first.
-.PHONY: setup build test test-unit fuzz-smoke consumer demo bench fuzz asan tsan lint clean
+.PHONY: setup build test test-unit fuzz-smoke consumer package package-check demo bench fuzz asan tsan lint clean
 
 FUZZ_SECONDS ?= 60
 FUZZ_SMOKE_SECONDS ?= 5
@@ -37,6 +37,16 @@ bench: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release
 	scripts/run-benchmarks.sh build/release
+
+# Debian packages of the libraries, the tools and the launcher.
+package: setup
+	cmake --preset package >/dev/null
+	cmake --build --preset package
+	cd build/package && cpack -B packages >/dev/null
+	@ls build/package/packages/*.deb
+
+package-check: package
+	scripts/check-packages.sh build/package/packages
 
 fuzz: setup
 	cmake --preset fuzz >/dev/null

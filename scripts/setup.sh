@@ -6,6 +6,8 @@ set -euo pipefail
 packages=(
   # toolchain
   cmake ninja-build g++ clang pkg-config libclang-rt-14-dev
+  # packaging: CPack's Debian generator reads shared-library dependencies
+  dpkg-dev file
   # test and benchmark frameworks
   libgtest-dev libgmock-dev libbenchmark-dev
   # libraries the code links
