@@ -71,7 +71,11 @@ class XMLWriter {
  public:
   CodingStatus value(const AnyValue& v, const CodingPathLink* path) {
     using K = AnyValue::Kind;
-    if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
+    // A value at depth d lies inside d containers; a container there is the
+    // (d + 1)th level, and readers take at most maxCodingDepth levels.
+    const std::size_t depth = path != nullptr ? path->depth : 0;
+    const bool container = v.kind() == K::array || v.kind() == K::dictionary;
+    if (depth + (container ? 1 : 0) > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
       case K::null: return invalid(path, "Property lists have no null value.");
       case K::boolean: out_ += v.as<bool>() ? "<true/>" : "<false/>"; return {};

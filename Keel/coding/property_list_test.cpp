@@ -110,6 +110,13 @@ TEST(PropertyListTest, WritingRefusesWhatPropertyListsCannotHold) {
     EXPECT_EQ(xml.error().kind, CodingError::Kind::invalidValue);
     EXPECT_EQ(codingPathText(xml.error().codingPath), c.path);
   }
+  // 512 levels are written and read back; a 513th is not written.
+  AnyValue deep = AnyValue::Array{};
+  for (std::size_t i = 1; i < maxValueDepth; ++i) deep = AnyValue::Array{std::move(deep)};
+  auto written = PropertyList::writeXML(deep);
+  ASSERT_TRUE(written.ok());
+  EXPECT_EQ(PropertyList::parse(written.value()).value(), deep);
+  EXPECT_FALSE(PropertyList::writeXML(AnyValue::Array{deep}).ok());
 }
 
 TEST(PropertyListTest, UnreadableBytesGiveADecodingError) {
