@@ -19,10 +19,10 @@
 // parser has not seen declared is refused instead of being skipped.
 #include <expat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "Keel/core/property_list_date.h"
@@ -166,6 +166,7 @@ class XMLReader {
       const std::size_t chunk = std::min<std::size_t>(remaining, INT_MAX / 2);
       remaining -= chunk;
       if (XML_Parse(parser_, p, static_cast<int>(chunk), remaining == 0 ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) {
+        if (outOfMemory_) return corrupted("out of memory");
         if (error_.empty()) {
           error_ = std::string("XML: ") + XML_ErrorString(XML_GetErrorCode(parser_)) + " (line " +
                    std::to_string(XML_GetCurrentLineNumber(parser_)) + ")";
@@ -174,6 +175,7 @@ class XMLReader {
       }
       p += chunk;
     } while (remaining != 0);
+    if (outOfMemory_) return corrupted("out of memory");
     if (!error_.empty()) return corrupted(std::move(error_));
     if (!root_) return corrupted("no <plist> value");
     return {std::move(root_), {}};
@@ -195,14 +197,16 @@ class XMLReader {
     XML_StopParser(parser_, XML_FALSE);
   }
 
-  // Expat is C: nothing may unwind through it.
+  // Expat is C: nothing may unwind through it. Stopping allocates nothing, so
+  // it cannot throw again.
   template <class F>
-  void guarded(F&& f) {
-    if (!error_.empty()) return;  // expat may deliver a few events after a stop
+  void guarded(F&& f) noexcept {
+    if (!error_.empty() || outOfMemory_) return;  // expat may deliver a few events after a stop
     try {
       f();
-    } catch (const std::bad_alloc&) {
-      fail("out of memory");
+    } catch (...) {
+      outOfMemory_ = true;
+      XML_StopParser(parser_, XML_FALSE);
     }
   }
 
@@ -346,6 +350,7 @@ class XMLReader {
   std::string text_;
   std::optional<AnyValue> root_;
   std::string error_;
+  bool outOfMemory_ = false;
 };
 
 }  // namespace
