@@ -112,7 +112,11 @@ TEST(PropertyListTest, WritingRefusesWhatPropertyListsCannotHold) {
   }
   // 512 levels are written and read back; a 513th is not written.
   AnyValue deep = AnyValue::Array{};
-  for (std::size_t i = 1; i < maxValueDepth; ++i) deep = AnyValue::Array{std::move(deep)};
+  for (std::size_t i = 1; i < maxValueDepth; ++i) {
+    AnyValue::Array wrapper;  // not Array{deep}: an initializer list copies
+    wrapper.push_back(std::move(deep));
+    deep = std::move(wrapper);
+  }
   auto written = PropertyList::writeXML(deep);
   ASSERT_TRUE(written.ok());
   EXPECT_EQ(PropertyList::parse(written.value()).value(), deep);
