@@ -2,15 +2,12 @@
 // XML property-list writing.
 #include "Keel/coding/property_list.h"
 
-#include <algorithm>
 #include <charconv>
-#include <cctype>
-#include <cstring>
-#include <climits>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <cstdint>
+#include <optional>
+
+#include "Keel/core/property_list_date.h"
 
 namespace Keel::PropertyList {
 
@@ -34,25 +31,51 @@ std::string_view urlText(const AnyValue& v) {
   return url != nullptr ? std::string_view(url->absoluteString) : std::string_view();
 }
 
-// Civil date from days since 1970-01-01 (Howard Hinnant's algorithm).
-void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
-  z += 719468;
-  const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-  const auto doe = static_cast<unsigned>(z - era * 146097);
-  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  y = static_cast<std::int64_t>(yoe) + era * 400;
-  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const unsigned mp = (5 * doy + 2) / 153;
-  d = doy - (153 * mp + 2) / 5 + 1;
-  m = mp < 10 ? mp + 3 : mp - 9;
-  if (m <= 2) ++y;
+// The length of the UTF-8 sequence at the start of `s` and its code point, or
+// 0 when it is not a valid sequence (overlong, a surrogate, beyond U+10FFFF,
+// truncated).
+std::size_t decodeUTF8(std::string_view s, std::uint32_t& c) {
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(s[i]); };
+  const std::uint8_t b = byte(0);
+  std::size_t n = 0;
+  std::uint32_t min = 0;
+  if (b < 0x80) {
+    c = b;
+    return 1;
+  }
+  if (b >= 0xC2 && b <= 0xDF) {
+    n = 2;
+    c = b & 0x1F;
+    min = 0x80;
+  } else if (b >= 0xE0 && b <= 0xEF) {
+    n = 3;
+    c = b & 0x0F;
+    min = 0x800;
+  } else if (b >= 0xF0 && b <= 0xF4) {
+    n = 4;
+    c = b & 0x07;
+    min = 0x10000;
+  } else {
+    return 0;
+  }
+  if (s.size() < n) return 0;
+  for (std::size_t i = 1; i < n; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+    c = (c << 6) | (byte(i) & 0x3F);
+  }
+  if (c < min || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return 0;
+  return n;
 }
 
 class XMLWriter {
  public:
   CodingStatus value(const AnyValue& v, const CodingPathLink* path) {
     using K = AnyValue::Kind;
-    if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
+    // A value at depth d lies inside d containers; a container there is the
+    // (d + 1)th level, and readers take at most maxCodingDepth levels.
+    const std::size_t depth = path != nullptr ? path->depth : 0;
+    const bool container = v.kind() == K::array || v.kind() == K::dictionary;
+    if (depth + (container ? 1 : 0) > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
       case K::null: return invalid(path, "Property lists have no null value.");
       case K::boolean: out_ += v.as<bool>() ? "<true/>" : "<false/>"; return {};
@@ -63,13 +86,7 @@ class XMLWriter {
       case K::uint8: return integer(v.as<std::uint8_t>());
       case K::uint16: return integer(v.as<std::uint16_t>());
       case K::uint32: return integer(v.as<std::uint32_t>());
-      case K::uint64: {
-        const std::uint64_t u = v.as<std::uint64_t>();
-        if (u > static_cast<std::uint64_t>(INT64_MAX)) {
-          return invalid(path, "Property lists store signed 64-bit integers; the value is too large.");
-        }
-        return integer(u);
-      }
+      case K::uint64: return integer(v.as<std::uint64_t>());
       case K::float32: return real(static_cast<double>(v.as<float>()));
       case K::float64: return real(v.as<double>());
       case K::text: return text("string", v.as<std::string>(), path);
@@ -144,21 +161,28 @@ class XMLWriter {
     return {};
   }
 
+  // XML holds tab, line feed and carriage return but no other control
+  // character, and neither U+FFFE nor U+FFFF. A carriage return goes out as a
+  // character reference: parsers turn a literal one into a line feed.
   CodingStatus text(const char* tag, std::string_view s, const CodingPathLink* path) {
     out_ += '<';
     out_ += tag;
     out_ += '>';
-    for (const char ch : s) {
-      const auto c = static_cast<unsigned char>(ch);
-      if (c < 0x20 && c != '\t' && c != '\n') {
-        return invalid(path, "Text holds a control character that XML cannot hold.");
+    while (!s.empty()) {
+      std::uint32_t c = 0;
+      const std::size_t n = decodeUTF8(s, c);
+      if (n == 0) return invalid(path, "Text is not valid UTF-8.");
+      if ((c < 0x20 && c != '\t' && c != '\n' && c != '\r') || c == 0xFFFE || c == 0xFFFF) {
+        return invalid(path, "Text holds a character that XML cannot hold.");
       }
-      switch (ch) {
+      switch (c) {
         case '&': out_ += "&amp;"; break;
         case '<': out_ += "&lt;"; break;
         case '>': out_ += "&gt;"; break;
-        default: out_ += ch;
+        case '\r': out_ += "&#13;"; break;
+        default: out_.append(s.data(), n);
       }
+      s.remove_prefix(n);
     }
     out_ += "</";
     out_ += tag;
@@ -167,23 +191,11 @@ class XMLWriter {
   }
 
   CodingStatus date(double seconds, const CodingPathLink* path) {
-    if (!std::isfinite(seconds) || std::fabs(seconds) > 1e15) return invalid(path, "Date is out of range.");
-    const auto whole = static_cast<std::int64_t>(std::floor(seconds)) + 978307200;  // to 1970-based
-    std::int64_t days = whole / 86400;
-    std::int64_t rest = whole % 86400;
-    if (rest < 0) {
-      rest += 86400;
-      --days;
-    }
-    std::int64_t year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    civilFromDays(days, year, month, day);
-    char buffer[64];
-    const int n = std::snprintf(buffer, sizeof buffer, "<date>%04lld-%02u-%02uT%02lld:%02lld:%02lldZ</date>",
-                                static_cast<long long>(year), month, day, static_cast<long long>(rest / 3600),
-                                static_cast<long long>(rest / 60 % 60), static_cast<long long>(rest % 60));
-    out_.append(buffer, static_cast<std::size_t>(n));
+    const std::optional<std::string> text = dateText(seconds);
+    if (!text) return invalid(path, "Date is not finite or lies outside the years 1 to 9999 that XML property lists hold.");
+    out_ += "<date>";
+    out_ += *text;
+    out_ += "</date>";
     return {};
   }
 

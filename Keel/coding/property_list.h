@@ -23,14 +23,18 @@ namespace PropertyList {
 [[nodiscard]] CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes);
 [[nodiscard]] CodingResult<AnyValue> parse(std::string_view bytes);
 
-// An XML property list (version 1.0, UTF-8) for `tree`. Integers of any
-// width up to the signed 64-bit range; reals in the shortest form that reads
-// back as the same value ("nan", "inf", "-inf" for non-finite ones); dates as
-// whole seconds in UTC; data in base64; URLs as texts. invalidValue errors
-// (at the value's path) for null (property lists have none), unsigned values
-// above the signed 64-bit range, texts with control characters XML cannot
-// hold, boxed numbers, dictionaries with non-text keys and nesting deeper
-// than maxCodingDepth.
+// An XML property list (version 1.0, UTF-8) for `tree`, which PropertyList::read
+// gives back as the same tree up to the reader's normal forms: integers of
+// every width come back as int64 (uint64 above the int64 range), float32 as
+// double, URLs as texts. Reals are written in the shortest form that reads
+// back as the same value ("nan", "inf", "-inf" for non-finite ones); dates in
+// UTC with the fraction of a second that reads back exactly; data in base64.
+// invalidValue errors (at the value's path) for null (property lists have
+// none), texts that are not UTF-8 or hold characters XML cannot (control
+// characters other than tab, line feed and carriage return; U+FFFE, U+FFFF),
+// dates that are not finite or lie outside the years 1 to 9999, boxed
+// numbers, dictionaries with non-text keys and nesting deeper than
+// maxCodingDepth.
 [[nodiscard]] CodingResult<std::string> writeXML(const AnyValue& tree);
 
 

@@ -134,8 +134,12 @@ bool operator==(const AnyValue& a, const AnyValue& b) {
   switch (a.kind()) {
     case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
     case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
-    case AnyValue::Kind::date:
-      return sameFloat(a.as<Date>().timeIntervalSinceReferenceDate(), b.as<Date>().timeIntervalSinceReferenceDate());
+    case AnyValue::Kind::date: {
+      // Dates are instants: -0 and +0 seconds are the same one.
+      const double x = a.as<Date>().timeIntervalSinceReferenceDate();
+      const double y = b.as<Date>().timeIntervalSinceReferenceDate();
+      return x == y || (std::isnan(x) && std::isnan(y));
+    }
     case AnyValue::Kind::hashedDictionary: {
       const HashedDictionary* px = a.hashedDictionary();
       const HashedDictionary* py = b.hashedDictionary();

@@ -149,7 +149,9 @@ class AnyValue {
   [[nodiscard]] const URL* url() const;
 
   // Equal kinds and equal contents (NaN equals NaN so that trees read back
-  // compare equal); a 32-bit 1 is not equal to a 64-bit 1.
+  // compare equal; dates compare as instants, so -0 and +0 seconds are equal
+  // while the reals -0.0 and 0.0 are not); a 32-bit 1 is not equal to a
+  // 64-bit 1.
   friend bool operator==(const AnyValue& a, const AnyValue& b);
 
  private:

@@ -20,10 +20,14 @@ struct ReadResult {
   explicit operator bool() const { return value.has_value(); }
 };
 
-// The tree of an XML or binary property list: booleans, int64 integers,
-// float64 reals, texts, arrays, dictionaries, dates (Date) and data (Data).
-// Unparsable bytes, empty input and nesting deeper than maxValueDepth give no
-// tree. Never throws.
+// The tree of an XML or binary property list: booleans, int64 integers
+// (uint64 for values above the int64 range), float64 reals, texts (UTF-8,
+// never holding NUL), arrays, dictionaries (a repeated key keeps its last
+// value), dates (Date, exactly the stored seconds) and data (Data). Anything
+// the formats do not allow, nesting deeper than maxValueDepth, binary cycles
+// and binary UIDs give no tree; so does a binary list whose shared objects
+// would expand it far beyond its own size. Time and memory are linear in the
+// input. Never throws.
 [[nodiscard]] ReadResult read(std::span<const std::uint8_t> bytes);
 [[nodiscard]] ReadResult read(std::string_view bytes);
 
