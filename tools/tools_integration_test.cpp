@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "Keel/coding/json.h"
 #include "testing/bundle_builder.h"
 #include "testing/child_process.h"
 #include "testing/temp_dir.h"
@@ -72,7 +73,7 @@ void expectOneErrorLine(const ToolRun& run, int status, const std::string& start
 }
 
 TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
-  for (const char* tool : {VANTOR_DECODE_BINARY}) {
+  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY}) {
     const ToolRun help = run({tool, "--help"});
     EXPECT_EQ(help.status, 0) << tool;
     EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
@@ -81,6 +82,7 @@ TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
   }
   expectOneErrorLine(run({VANTOR_DECODE_BINARY}), 2, "vantor-decode: expected one FILE");
   expectOneErrorLine(run({VANTOR_DECODE_BINARY, "--to", "yaml", "x"}), 2, "vantor-decode: --to takes json or plist");
+  expectOneErrorLine(run({VANTOR_FACTS_BINARY, "extra"}), 2, "vantor-facts: unexpected argument 'extra'");
 }
 
 TEST_F(ToolsTest, DecodePrintsTheTreeOfEitherFormatAndOfStandardInput) {
@@ -142,6 +144,22 @@ TEST_F(ToolsTest, DecodeRefusesBadInputWithOneLine) {
   writeFile(huge, "[");
   fs::resize_file(huge, (std::uintmax_t{256} << 20) + 1);
   expectOneErrorLine(run({VANTOR_DECODE_BINARY, huge}), 1, "vantor-decode: " + huge.string() + ": larger than 256 MiB");
+}
+
+TEST_F(ToolsTest, FactsPrintAsTextAndAsJSON) {
+  const ToolRun text = run({VANTOR_FACTS_BINARY});
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("\nprocessorCount "), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("\nhostBasicInfo.logicalCpu "), std::string::npos) << text.out;
+
+  const ToolRun json = run({VANTOR_FACTS_BINARY, "--json"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  auto tree = Keel::JSON::parse(json.out);
+  ASSERT_TRUE(tree) << json.out;
+  const auto& facts = tree.value().as<Keel::AnyValue::Dictionary>();
+  EXPECT_GE(facts.find("processorCount")->as<std::int64_t>(), 1);
+  EXPECT_NE(facts.find("architecture"), nullptr);
+  EXPECT_NE(facts.find("hostBasicInfo")->getIf<Keel::AnyValue::Dictionary>(), nullptr);
 }
 
 
