@@ -2,12 +2,14 @@
 // output, exit status.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include "Keel/coding/json.h"
 #include "testing/bundle_builder.h"
 #include "testing/child_process.h"
+#include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
 
 namespace Vantor::Tools {
@@ -73,7 +75,7 @@ void expectOneErrorLine(const ToolRun& run, int status, const std::string& start
 }
 
 TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
-  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY}) {
+  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY}) {
     const ToolRun help = run({tool, "--help"});
     EXPECT_EQ(help.status, 0) << tool;
     EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
@@ -83,6 +85,8 @@ TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
   expectOneErrorLine(run({VANTOR_DECODE_BINARY}), 2, "vantor-decode: expected one FILE");
   expectOneErrorLine(run({VANTOR_DECODE_BINARY, "--to", "yaml", "x"}), 2, "vantor-decode: --to takes json or plist");
   expectOneErrorLine(run({VANTOR_FACTS_BINARY, "extra"}), 2, "vantor-facts: unexpected argument 'extra'");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "shout", "x"}), 2, "vantor-notify: unknown command 'shout'");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "post"}), 2, "vantor-notify: post takes NAME");
 }
 
 TEST_F(ToolsTest, DecodePrintsTheTreeOfEitherFormatAndOfStandardInput) {
@@ -160,6 +164,68 @@ TEST_F(ToolsTest, FactsPrintAsTextAndAsJSON) {
   EXPECT_GE(facts.find("processorCount")->as<std::int64_t>(), 1);
   EXPECT_NE(facts.find("architecture"), nullptr);
   EXPECT_NE(facts.find("hostBasicInfo")->getIf<Keel::AnyValue::Dictionary>(), nullptr);
+}
+
+class NotifyTest : public ToolsTest {
+ protected:
+  Testing::PrivateSessionBus bus;
+  Environment onBus() { return {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}; }
+
+  // An observer that has told us it listens.
+  std::unique_ptr<Started> observe(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {VANTOR_NOTIFY_BINARY, "observe"});
+    auto observer = std::make_unique<Started>(dir.path(), arguments, onBus());
+    EXPECT_TRUE(Testing::waitUntil([&] { return observer->err().find("interrupt to stop") != std::string::npos; }, 10s))
+        << observer->err();
+    return observer;
+  }
+  void post(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {VANTOR_NOTIFY_BINARY, "post"});
+    const ToolRun posted = run(arguments, onBus());
+    EXPECT_EQ(posted.status, 0) << posted.err;
+    EXPECT_EQ(posted.err, "");
+  }
+};
+
+TEST_F(NotifyTest, ObserversHearPostsOfTheirNameAndObject) {
+  auto all = observe({"com.example.changed"});
+  auto filtered = observe({"com.example.changed", "doc-1"});
+  post({"com.example.changed", "doc-1"});
+  post({"com.example.other", "doc-1"});
+  post({"com.example.changed"});
+  post({"com.example.changed", "doc-2"});
+  post({"com.example.changed", "doc-1"});
+  const auto heard = [](const Started& observer, long lines) {
+    const std::string out = observer.out();
+    return std::count(out.begin(), out.end(), '\n') >= lines;
+  };
+  ASSERT_TRUE(Testing::waitUntil([&] { return heard(*filtered, 2) && heard(*all, 4); }, 10s)) << all->out();
+
+  filtered->child().kill(SIGINT);
+  all->child().kill(SIGTERM);
+  const ToolRun filteredRun = filtered->finish();
+  const ToolRun allRun = all->finish();
+  EXPECT_EQ(filteredRun.status, 0);
+  EXPECT_EQ(allRun.status, 0);
+  EXPECT_EQ(filteredRun.out, "com.example.changed\tdoc-1\ncom.example.changed\tdoc-1\n");
+  EXPECT_EQ(
+      allRun.out,
+      "com.example.changed\tdoc-1\ncom.example.changed\ncom.example.changed\tdoc-2\ncom.example.changed\tdoc-1\n");
+}
+
+TEST_F(NotifyTest, WithoutABusEachCommandFailsWithOneLine) {
+  const Environment noBus{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (dir.path() / "no-bus").string()},
+                          {"DISPLAY", std::nullopt}};
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "post", "x"}, noBus), 1, "vantor-notify: no D-Bus session bus: ");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "observe", "x"}, noBus), 1, "vantor-notify: no D-Bus session bus: ");
+}
+
+TEST_F(NotifyTest, AnObserverWhoseBusGoesAwayFails) {
+  auto observer = observe({"x"});
+  bus.stop();
+  const ToolRun ended = observer->finish();
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_NE(ended.err.find("vantor-notify: the D-Bus session bus went away"), std::string::npos) << ended.err;
 }
 
 
