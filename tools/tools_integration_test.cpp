@@ -75,7 +75,7 @@ void expectOneErrorLine(const ToolRun& run, int status, const std::string& start
 }
 
 TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
-  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY}) {
+  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY, VANTOR_LOGIN_ITEM_BINARY}) {
     const ToolRun help = run({tool, "--help"});
     EXPECT_EQ(help.status, 0) << tool;
     EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
@@ -87,6 +87,7 @@ TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
   expectOneErrorLine(run({VANTOR_FACTS_BINARY, "extra"}), 2, "vantor-facts: unexpected argument 'extra'");
   expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "shout", "x"}), 2, "vantor-notify: unknown command 'shout'");
   expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "post"}), 2, "vantor-notify: post takes NAME");
+  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "status"}), 2, "vantor-login-item: status takes one BUNDLE");
 }
 
 TEST_F(ToolsTest, DecodePrintsTheTreeOfEitherFormatAndOfStandardInput) {
@@ -228,6 +229,144 @@ TEST_F(NotifyTest, AnObserverWhoseBusGoesAwayFails) {
   EXPECT_NE(ended.err.find("vantor-notify: the D-Bus session bus went away"), std::string::npos) << ended.err;
 }
 
+// A main application bundle with the launcher in place, and the autostart
+// folders of a user and of two system layers, all inside the test's folder.
+class LoginItemTest : public ToolsTest {
+ protected:
+  fs::path bundle = dir.path() / "Apps" / "Vantor.app";
+  fs::path launcher = bundle / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+  fs::path userEntry = dir.path() / "config/autostart/com.brenwick.vantor.launcher.desktop";
+  fs::path systemEntry = dir.path() / "xdg-low/autostart/com.brenwick.vantor.launcher.desktop";
+  Environment environment{
+      {"XDG_CONFIG_HOME", (dir.path() / "config").string()},
+      {"XDG_CONFIG_DIRS", (dir.path() / "xdg-high").string() + ":" + (dir.path() / "xdg-low").string()},
+      {"XDG_CURRENT_DESKTOP", "ubuntu:GNOME"}};
+
+  void SetUp() override { makeBundleAt(bundle); }
+  void makeBundleAt(const fs::path& path) {
+    Testing::makeBundle({path, "com.brenwick.vantor", "/bin/true"});
+    const fs::path inside = path / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+    fs::create_directories(inside.parent_path());
+    fs::copy_file("/bin/true", inside);
+  }
+  ToolRun loginItem(const std::string& command, const fs::path& which) {
+    return run({VANTOR_LOGIN_ITEM_BINARY, command, which.string()}, environment);
+  }
+  ToolRun loginItem(const std::string& command) { return loginItem(command, bundle); }
+  std::string status() {
+    const ToolRun reported = loginItem("status");
+    EXPECT_EQ(reported.status, 0) << reported.err;
+    return reported.out;
+  }
+  void expectValid(const fs::path& entry) {
+    const ToolRun validated = run({"desktop-file-validate", entry.string()});
+    EXPECT_EQ(validated.status, 0) << contentsOf(entry) << validated.out << validated.err;
+    EXPECT_EQ(validated.out, "") << contentsOf(entry);  // not even a hint
+  }
+  void writeSystemEntry(const std::string& extra) {
+    writeFile(systemEntry, "[Desktop Entry]\nType=Application\nName=Vantor\nExec=" + launcher.string() + "\n" + extra);
+  }
+};
+
+TEST_F(LoginItemTest, EnableWritesAValidEntryAndDisableRemovesIt) {
+  EXPECT_EQ(status(), "disabled: there is neither a user nor a system autostart entry\n");
+  const ToolRun enabled = loginItem("enable");
+  EXPECT_EQ(enabled.status, 0) << enabled.err;
+  EXPECT_EQ(enabled.out, "enabled: wrote " + userEntry.string() + "\n");
+  expectValid(userEntry);
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + "\n");
+  // The autostart folder holds nothing but the entry: no temporary file left.
+  EXPECT_EQ(std::distance(fs::directory_iterator(userEntry.parent_path()), fs::directory_iterator()), 1);
+
+  const ToolRun disabled = loginItem("disable");
+  EXPECT_EQ(disabled.status, 0) << disabled.err;
+  EXPECT_EQ(disabled.out, "disabled: removed " + userEntry.string() + "\n");
+  EXPECT_FALSE(fs::exists(userEntry));
+  EXPECT_EQ(status(), "disabled: there is neither a user nor a system autostart entry\n");
+  EXPECT_EQ(loginItem("disable").out, "disabled: there was no autostart entry\n");
+}
+
+TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {
+  writeSystemEntry("");
+  EXPECT_EQ(status(), "enabled by the system entry " + systemEntry.string() + "\n");
+
+  const ToolRun disabled = loginItem("disable");
+  EXPECT_EQ(disabled.status, 0) << disabled.err;
+  EXPECT_TRUE(fs::exists(systemEntry));
+  expectValid(userEntry);
+  EXPECT_EQ(status(), "disabled by the user entry " + userEntry.string() +
+                          " (Hidden=true), which overrides the system entry " + systemEntry.string() + "\n");
+
+  EXPECT_EQ(loginItem("enable").status, 0);
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + ", which overrides the system entry " +
+                          systemEntry.string() + "\n");
+
+  // The more important system folder's entry is the one in effect.
+  const fs::path higher = dir.path() / "xdg-high/autostart/com.brenwick.vantor.launcher.desktop";
+  writeFile(higher, "[Desktop Entry]\nType=Application\nExec=/bin/true\nHidden=true\n");
+  fs::remove(userEntry);
+  EXPECT_EQ(status(), "disabled by the system entry " + higher.string() + " (Hidden=true)\n");
+}
+
+TEST_F(LoginItemTest, StatusAppliesTheSessionsRules) {
+  writeSystemEntry("OnlyShowIn=KDE;\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (OnlyShowIn=KDE, and the current desktop is ubuntu, GNOME)\n");
+  environment["XDG_CURRENT_DESKTOP"] = "KDE";
+  EXPECT_EQ(status(), "enabled by the system entry " + systemEntry.string() + "\n");
+  writeSystemEntry("NotShowIn=KDE;\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (NotShowIn=KDE, and the current desktop is KDE)\n");
+  writeSystemEntry("TryExec=/no/such/program\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (its TryExec program /no/such/program is not installed)\n");
+
+  // An entry that starts something else is reported as such.
+  writeFile(userEntry, "[Desktop Entry]\nType=Application\nName=Old\nExec=\"/old place/VantorLauncher\" %U\n");
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + ", which overrides the system entry " +
+                          systemEntry.string() +
+                          "\nnote: that entry starts /old place/VantorLauncher, not this bundle's launcher " +
+                          launcher.string() + "\n");
+}
+
+// GLib's desktop-entry reader, as sessions and "gio launch" use it, undoes
+// our quoting independently: the launcher must start from its own path.
+TEST_F(LoginItemTest, ASessionStartsTheLauncherAtAPathThatNeedsQuoting) {
+  const fs::path odd = dir.path() / "Apps \"quoted\" $HOME \\ `x` it's" / "Vantor.app";
+  makeBundleAt(odd);
+  const fs::path oddLauncher = odd / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+  const fs::path ran = dir.path() / "ran";
+  fs::remove(oddLauncher);
+  writeFile(oddLauncher, "#!/bin/sh\nprintf '%s' \"$0\" > '" + ran.string() + "'\n");
+  fs::permissions(oddLauncher, fs::perms::owner_all);
+  ASSERT_EQ(loginItem("enable", odd).status, 0);
+  expectValid(userEntry);
+  EXPECT_EQ(loginItem("status", odd).out, "enabled by the user entry " + userEntry.string() + "\n");  // no note
+  const ToolRun launched = run({"gio", "launch", userEntry.string()}, {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}});
+  EXPECT_EQ(launched.status, 0) << launched.err;
+  ASSERT_TRUE(Testing::waitUntil([&] { return contentsOf(ran) == oddLauncher.string(); }, 10s)) << contentsOf(ran);
+}
+
+TEST_F(LoginItemTest, APercentInThePathIsWrittenAsTheFormatSaysAndNoted) {
+  const fs::path odd = dir.path() / "100% Apps" / "Vantor.app";
+  makeBundleAt(odd);
+  const ToolRun enabled = loginItem("enable", odd);
+  EXPECT_EQ(enabled.status, 0) << enabled.err;
+  EXPECT_NE(enabled.out.find("\nnote: the launcher's path holds \"%\""), std::string::npos) << enabled.out;
+  expectValid(userEntry);
+  EXPECT_NE(contentsOf(userEntry).find("Exec=\"" + (dir.path() / "100%% Apps").string()), std::string::npos);
+}
+
+TEST_F(LoginItemTest, RefusesWhatIsNoBundleOrHasNoLauncher) {
+  expectOneErrorLine(loginItem("status", dir.path() / "missing.app"), 1, "vantor-login-item: ");
+  fs::create_directories(dir.path() / "Plain.app");
+  expectOneErrorLine(loginItem("enable", dir.path() / "Plain.app"), 1, "vantor-login-item: ");
+  fs::remove(launcher);
+  expectOneErrorLine(loginItem("enable"), 1, "vantor-login-item: the bundle has no launcher executable at ");
+  EXPECT_FALSE(fs::exists(userEntry));
+  environment = {{"XDG_CONFIG_HOME", std::nullopt}, {"HOME", std::nullopt}};
+  expectOneErrorLine(loginItem("status"), 1, "vantor-login-item: cannot find the configuration folder");
+}
 
 }  // namespace
 }  // namespace Vantor::Tools
