@@ -5,7 +5,7 @@
 namespace Vantor::Tools {
 
 Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
-                                        const std::vector<OptionSpec>& options) {
+                                        const std::vector<KnownOption>& options) {
   ParsedArguments parsed;
   bool optionsEnded = false;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -24,12 +24,12 @@ Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
     }
     const auto equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
-    const OptionSpec* spec = nullptr;
+    const KnownOption* known = nullptr;
     for (const auto& option : options) {
-      if (option.name == name) spec = &option;
+      if (option.name == name) known = &option;
     }
-    if (spec == nullptr) return Outcome<ParsedArguments>::failure("unknown option '" + name + "'");
-    if (!spec->takesValue) {
+    if (known == nullptr) return Outcome<ParsedArguments>::failure("unknown option '" + name + "'");
+    if (!known->takesValue) {
       if (equals != std::string::npos) return Outcome<ParsedArguments>::failure(name + " takes no value");
       parsed.flags.insert(name);
     } else if (equals != std::string::npos) {

@@ -17,7 +17,7 @@ inline constexpr int kExitSuccess = 0;
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 
-struct OptionSpec {
+struct KnownOption {
   std::string name;         // with its dashes, such as "--to"
   bool takesValue = false;  // "--to json" or "--to=json"
 };
@@ -33,7 +33,7 @@ struct ParsedArguments {
 // a usage error, on an unknown option, a missing value, or a value given to
 // a flag.
 [[nodiscard]] Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
-                                                      const std::vector<OptionSpec>& options);
+                                                      const std::vector<KnownOption>& options);
 
 // Prints "<tool>: <message> (see <tool> --help)" on stderr and returns the
 // usage status.
