@@ -16,6 +16,8 @@ packages=(
   # run-time data and tools the tests and demo drive for real
   dbus-daemon dbus-bin libglib2.0-bin shared-mime-info hicolor-icon-theme
   python3 python3-dbusmock libcpp-httplib-dev procps gzip iproute2 util-linux
+  # checks the autostart entries vantor-login-item writes
+  desktop-file-utils
 )
 
 missing=()
