@@ -10,6 +10,7 @@ trap 'rm -rf "$work"' EXIT
 
 dev=$(ls "$dir"/libvantor-dev_*.deb)
 launcher=$(ls "$dir"/vantor-launcher_*.deb)
+tools=$(ls "$dir"/vantor-tools_*.deb)
 expect() {  # package, path that must be listed
   dpkg-deb -c "$1" >"$work/list"
   grep -q -- "$2" "$work/list" || { echo "packages: $(basename "$1") lacks $2" >&2; exit 1; }
@@ -20,6 +21,9 @@ expect "$dev" ./usr/lib/libvantor_keel_core.a
 expect "$dev" ./usr/lib/cmake/Vantor/VantorConfig.cmake
 expect "$dev" ./usr/lib/pkgconfig/vantor-keel.pc
 expect "$launcher" ./usr/libexec/vantor/VantorLauncher
+for tool in vantor-decode vantor-facts vantor-notify vantor-login-item; do
+  expect "$tools" "./usr/bin/$tool"
+done
 dpkg-deb -c "$dev" >"$work/list"
 if grep -q -E 'icu_support\.h|_test\.|fuzz_corpus' "$work/list"; then
   echo "packages: libvantor-dev holds internal or test files" >&2
