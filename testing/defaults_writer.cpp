@@ -6,6 +6,8 @@
 //                                          PREFIXi = i, then exit normally
 //   defaults_writer FILE readonly          set a key where writes fail; exit 0
 //                                          when memory still answers
+//   defaults_writer - suite NAME KEY VALUE set KEY in the shared store of suite
+//                                          NAME and return from main at once
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -54,12 +56,19 @@ int readonly(const std::filesystem::path& file) {
   return stored && !written && answers ? 0 : 1;
 }
 
+// Leaves the write to the exit handler: no synchronize, no destructor.
+int suite(const std::string& name, const std::string& key, const std::string& value) {
+  auto defaults = Keel::UserDefaults::suite(name);
+  return defaults && defaults->set(value, key) ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc >= 3 && std::string(argv[2]) == "forever") return forever(argv[1]);
   if (argc >= 6 && std::string(argv[2]) == "keys") return keys(argv[1], argv[3], std::atoi(argv[4]), argv[5]);
   if (argc >= 3 && std::string(argv[2]) == "readonly") return readonly(argv[1]);
-  std::fputs("usage: defaults_writer FILE forever | keys PREFIX N GO | readonly\n", stderr);
+  if (argc >= 6 && std::string(argv[2]) == "suite") return suite(argv[3], argv[4], argv[5]);
+  std::fputs("usage: defaults_writer FILE forever | keys PREFIX N GO | readonly | - suite NAME KEY VALUE\n", stderr);
   return 2;
 }

@@ -115,6 +115,15 @@ TEST(UserDefaultsSharing, AnotherProcessesWriteIsSeenOnALaterRead) {
   EXPECT_TRUE(waitUntil([&] { return reader.integer("w2") == 2; }, 5s));
 }
 
+TEST(UserDefaultsFolders, ASuiteLivesUnderXdgConfigHomeAndIsWrittenOnExit) {
+  TempDir dir;
+  ChildProcess writer(ChildOptions{{VANTOR_DEFAULTS_WRITER, "-", "suite", "com.brenwick.appreviews", "k", "v"},
+                                   {{"XDG_CONFIG_HOME", dir.path().string()}}});
+  EXPECT_EQ(writer.waitForExit(30s), 0);
+  EXPECT_EQ(fileDomain(dir.path() / "keel" / "defaults" / "com.brenwick.appreviews.plist"),
+            (TextDictionary{{"k", "v"}}));
+}
+
 TEST(UserDefaultsFolders, AReadOnlyFolderFailsWritesQuietlyAndMemoryAnswers) {
   TempDir dir;
   const auto folder = dir.path() / "defaults";
