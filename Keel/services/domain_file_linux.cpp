@@ -47,6 +47,18 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
+// Creates `folder` and its missing parents, private to the user. Folders
+// that exist keep their permissions.
+void makeFolders(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> missing;
+  std::error_code error;
+  for (auto f = folder; !f.empty() && !std::filesystem::exists(f, error); f = f.parent_path()) {
+    missing.push_back(f);
+    if (f == f.parent_path()) break;
+  }
+  for (auto it = missing.rbegin(); it != missing.rend(); ++it) ::mkdir(it->c_str(), 0700);
+}
+
 // What a folder watch reports to one domain file.
 struct Watch {
   std::string name;                // the file's name inside the watched folder
@@ -147,9 +159,7 @@ class LinuxDomainFile final : public DomainFile {
  public:
   explicit LinuxDomainFile(const std::filesystem::path& path)
       : path_(path), folder_(path.parent_path()), lockPath_(path.string() + ".lock") {
-    std::error_code ignored;
-    std::filesystem::create_directories(folder_, ignored);
-    ::chmod(folder_.c_str(), 0700);
+    makeFolders(folder_);
     watch_ = FolderWatcher::instance().watch(folder_, path_.filename().string());
   }
 
@@ -226,8 +236,7 @@ class LinuxDomainFile final : public DomainFile {
 
   bool withLock(const std::function<void()>& body) override {
     if (lockFd_ < 0) {
-      std::error_code ignored;
-      std::filesystem::create_directories(folder_, ignored);
+      makeFolders(folder_);
       lockFd_ = ::open(lockPath_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
       if (lockFd_ < 0) return false;
     }

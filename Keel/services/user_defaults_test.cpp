@@ -149,6 +149,20 @@ TEST_F(PersistentDefaultsTest, EveryKindReadsBackFromTheFile) {
   EXPECT_EQ(fileDomain(file), expected);
 }
 
+TEST_F(PersistentDefaultsTest, NewFoldersAndFilesArePrivateAndExistingFoldersKeepTheirMode) {
+  namespace fs = std::filesystem;
+  fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
+  const auto before = fs::status(dir.path()).permissions();
+  PersistentUserDefaults d(dir.path() / "a" / "b" / "x.plist", kNoTimedWrites);
+  d.set(1, "k");
+  ASSERT_TRUE(d.synchronize());
+  EXPECT_EQ(fs::status(dir.path()).permissions(), before);
+  EXPECT_EQ(fs::status(dir.path() / "a").permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(dir.path() / "a" / "b").permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(dir.path() / "a" / "b" / "x.plist").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+}
+
 TEST_F(PersistentDefaultsTest, WritesReachTheFileSoonWithoutSynchronize) {
   PersistentUserDefaults d(file, {std::chrono::milliseconds(10)});
   d.set("v", "k");
