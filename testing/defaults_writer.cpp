@@ -1,7 +1,7 @@
 // A second process for the user-defaults tests: writes a domain file the way
 // an application would, in one of three ways chosen by its arguments.
-//   defaults_writer FILE forever           rewrite 100 keys in a loop, each
-//                                          round one generation, until killed
+//   defaults_writer FILE forever           rewrite a 100-key value in a loop,
+//                                          each round one generation, until killed
 //   defaults_writer FILE keys PREFIX N GO  wait for the file GO, set N keys
 //                                          PREFIXi = i, then exit normally
 //   defaults_writer FILE readonly          set a key where writes fail; exit 0
@@ -23,12 +23,13 @@ namespace {
 int forever(const std::filesystem::path& file) {
   Keel::PersistentUserDefaults defaults(file);
   for (std::int64_t generation = 1;; ++generation) {
+    // One value per round, so that memory, and any file written from it, holds
+    // whole rounds only; values of every round differ, so a mix would show.
+    Keel::TextDictionary round{{"generation", generation}};
     for (int key = 0; key < 100; ++key) {
-      // Values of every round differ, so that a file mixing two rounds shows.
-      const std::string value = std::to_string(generation) + std::string(100 + key, 'x');
-      defaults.set(value, "key" + std::to_string(key));
+      round.insertOrAssign("key" + std::to_string(key), std::to_string(generation) + std::string(100 + key, 'x'));
     }
-    defaults.set(generation, "generation");
+    defaults.set(Keel::AnyValue(std::move(round)), "round");
     defaults.synchronize();
   }
 }

@@ -37,14 +37,19 @@ std::optional<TextDictionary> fileDomain(const std::filesystem::path& path) {
   return std::nullopt;
 }
 
-// Every key of one round of the "forever" writer carries that round's number.
+// Every key of the "forever" writer's round carries that round's number.
 bool isOneWholeRound(const TextDictionary& domain) {
-  const AnyValue* generation = domain.find("generation");
-  if (generation == nullptr || domain.size() != 101) return false;
-  const std::string prefix = std::to_string(generation->as<std::int64_t>());
+  const AnyValue* found = domain.find("round");
+  const auto* round = found != nullptr ? found->getIf<TextDictionary>() : nullptr;
+  if (round == nullptr || domain.size() != 1) return false;
+  const AnyValue* generation = round->find("generation");
+  const auto* number = generation != nullptr ? generation->getIf<std::int64_t>() : nullptr;
+  if (number == nullptr || round->size() != 101) return false;
+  const std::string prefix = std::to_string(*number);
   for (int key = 0; key < 100; ++key) {
-    const AnyValue* value = domain.find("key" + std::to_string(key));
-    if (value == nullptr || value->as<std::string>() != prefix + std::string(100 + key, 'x')) return false;
+    const AnyValue* value = round->find("key" + std::to_string(key));
+    const auto* text = value != nullptr ? value->getIf<std::string>() : nullptr;
+    if (text == nullptr || *text != prefix + std::string(100 + key, 'x')) return false;
   }
   return true;
 }
