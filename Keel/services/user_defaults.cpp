@@ -66,9 +66,12 @@ std::optional<AnyValue> normalised(const AnyValue& value, std::size_t depth) {
     case K::date: {
       // Files keep whole seconds; keep the same in memory so that a value
       // reads the same before and after it has been written.
-      const double seconds = value.as<Date>().timeIntervalSinceReferenceDate();
-      if (!std::isfinite(seconds) || std::fabs(seconds) > 1e15) return std::nullopt;
-      return AnyValue(Date::withTimeIntervalSinceReferenceDate(std::floor(seconds)));
+      // The property-list reader keeps dates as 32-bit seconds since 2001
+      // (1932-12-13 to 2069-01-19) and reads any other as 1932-12-13: refuse
+      // those rather than store a value that comes back changed.
+      const double seconds = std::floor(value.as<Date>().timeIntervalSinceReferenceDate());
+      if (!(seconds >= -2147483648.0 && seconds <= 2147483647.0)) return std::nullopt;
+      return AnyValue(Date::withTimeIntervalSinceReferenceDate(seconds));
     }
     case K::data: return value;
     case K::array: {

@@ -18,7 +18,8 @@ namespace Keel {
 
 // A store of values by text key. Values are property-list values: booleans,
 // integers (kept as signed 64-bit), reals (kept as double), texts, data, dates
-// (kept to the whole second), arrays and text-keyed dictionaries of these.
+// (kept to the whole second, from 1932-12-13 to 2069-01-19: what property-list
+// files read back today), arrays and text-keyed dictionaries of these.
 // Every operation is safe from any thread and never throws.
 class UserDefaults {
  public:
@@ -44,8 +45,8 @@ class UserDefaults {
   // (integers widened, dates cut to the second, URLs as their text). A value
   // with no property-list form (nested nulls, integers above the signed 64-bit
   // range, texts that are not UTF-8 or hold control characters XML cannot
-  // carry, non-text dictionary keys, nesting deeper than maxValueDepth) is
-  // refused: nothing changes and the answer is false.
+  // carry, dates out of range, non-text dictionary keys, nesting deeper than
+  // maxValueDepth) is refused: nothing changes and the answer is false.
   virtual bool set(const std::optional<AnyValue>& value, std::string_view key) = 0;
 
   // Every key and value of the domain, keys in ascending byte order.

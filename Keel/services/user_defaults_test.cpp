@@ -75,6 +75,7 @@ TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
   EXPECT_FALSE(d.set(AnyValue::Array{nullptr}, "k"));
   EXPECT_FALSE(d.set(HashedDictionary{{1, 2}}, "k"));
   EXPECT_FALSE(d.set(1, "key\x01"));
+  EXPECT_FALSE(d.set(Date::withTimeIntervalSinceReferenceDate(2147483648.0), "k"));  // 2069-01-19T03:14:08Z
   EXPECT_EQ(d.string("k"), "kept");
   EXPECT_TRUE(d.set("tab\tnewline\n\xE2\x82\xAC\xF0\x9F\x98\x80", "k"));
 }
