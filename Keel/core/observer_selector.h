@@ -1,0 +1,24 @@
+// Target-and-selector observers: a member function of the observer, taking
+// nothing or the notification, wrapped as the callable a notification centre
+// keeps.
+#pragma once
+
+#include <functional>
+#include <type_traits>
+
+namespace Keel {
+
+// A callable that invokes `selector` on `observer` with the notification, or
+// with nothing when the selector takes nothing. The observer is not kept
+// alive: remove it from the centre before it is destroyed.
+template <typename Notification, typename T, typename Method>
+std::function<void(const Notification&)> makeObserverSelector(T* observer, Method selector) {
+  if constexpr (std::is_invocable_v<Method, T*, const Notification&>) {
+    return [observer, selector](const Notification& n) { (observer->*selector)(n); };
+  } else {
+    static_assert(std::is_invocable_v<Method, T*>, "a selector takes nothing or the notification");
+    return [observer, selector](const Notification&) { (observer->*selector)(); };
+  }
+}
+
+}  // namespace Keel
