@@ -65,7 +65,7 @@ void readOurs(benchmark::State& state, bool binary) {
     if (!tree) state.SkipWithError(tree.error.c_str());
     benchmark::DoNotOptimize(tree);
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
 }
 
 void readLibplist(benchmark::State& state, bool binary) {
@@ -80,7 +80,7 @@ void readLibplist(benchmark::State& state, bool binary) {
     if (root == nullptr) state.SkipWithError("libplist could not read the list");
     plist_free(root);
   }
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
 }
 
 void BM_Binary20MB_Keel(benchmark::State& state) { readOurs(state, true); }
