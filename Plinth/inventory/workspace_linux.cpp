@@ -75,7 +75,9 @@ void LinuxWorkspace::openApplication(const std::filesystem::path& url) { (void)l
 
 std::optional<int> LinuxWorkspace::launchApplication(const std::filesystem::path& url) {
   if (url.empty()) return std::nullopt;
-  const std::string executable = Keel::Bundle(url).executablePath().string();
+  const auto executablePath = Keel::Bundle(url).executablePath();
+  if (!executablePath) return std::nullopt;
+  const std::string executable = executablePath->string();
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
