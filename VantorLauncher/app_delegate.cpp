@@ -30,6 +30,9 @@ std::filesystem::path AppDelegate::mainApplicationURL(const std::string& launche
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
+  // The connection is made in the background while the process table is
+  // read; nothing is observed before the answer is known.
+  env_.notifications.prepareConnection();
   if (Plinth::Apps::isRunning(mainIdentifier, env_.workspace)) {
     application().terminate(0);
     return;

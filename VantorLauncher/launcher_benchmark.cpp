@@ -59,6 +59,26 @@ void BM_LauncherToMainApplicationStarted(benchmark::State& state) {
 BENCHMARK(BM_LauncherToMainApplicationStarted)
     ->Iterations(1)->Repetitions(kRepetitions)->UseManualTime()->ReportAggregatesOnly(true)->Unit(benchmark::kMillisecond);
 
+// The floor the main application sets itself: the same sample started
+// directly, until its main(). What the launcher adds is the difference.
+void BM_MainApplicationStartedDirectly(benchmark::State& state) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::LauncherTree tree(dir.path(), {.launcherBinary = binary("VANTOR_LAUNCHER_BINARY", VANTOR_LAUNCHER_BINARY),
+                                                  .sampleBinary = binary("VANTOR_SAMPLE_BINARY", VANTOR_SAMPLE_BINARY)});
+  for (auto _ : state) {
+    std::filesystem::remove(tree.startedFile());
+    const long long before = monotonicNowNs();
+    ChildProcess main({.argv = {tree.mainExecutable().string()}});
+    if (!Vantor::Testing::waitUntil([&] { return tree.started().has_value(); }, 20s)) {
+      state.SkipWithError("the main application did not start");
+      break;
+    }
+    state.SetIterationTime(static_cast<double>(tree.started()->monotonicNs - before) / 1e9);
+  }
+}
+BENCHMARK(BM_MainApplicationStartedDirectly)
+    ->Iterations(1)->Repetitions(kRepetitions)->UseManualTime()->ReportAggregatesOnly(true)->Unit(benchmark::kMillisecond);
+
 // The peer: starting /bin/true and waiting for it to end.
 void BM_SpawnBinTrue(benchmark::State& state) {
   for (auto _ : state) {

@@ -61,6 +61,12 @@ class DistributedNotificationCenter {
   virtual void addObserver(const void* observer, Selector selector, const std::string& name,
                            const std::optional<std::string>& object, Registered registered) = 0;
 
+  // Starts reaching other processes, without waiting and without registering
+  // anything, so that a registration made soon after is confirmed sooner. The
+  // calling thread must be about to serve its run loop. Doing nothing is a
+  // valid implementation, and the default.
+  virtual void prepareConnection() {}
+
   // Removes every registration of `observer` for `name`, whatever object it
   // was made with. A call already under way may still finish.
   virtual void removeObserver(const void* observer, const std::string& name) = 0;

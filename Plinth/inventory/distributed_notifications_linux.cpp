@@ -273,15 +273,35 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
         new std::weak_ptr<Impl>(weak_from_this()), [](gpointer data) { delete static_cast<std::weak_ptr<Impl>*>(data); });
     g_source_attach(waiter->timer, waiter->context);
     waiting.push_back(std::move(waiter));
-    if (!starting) return;
-    const std::optional<std::string> given = address;
+    if (starting) startConnecting(lock);
+  }
+
+  // Starts connecting without blocking, if nobody has.
+  void prepare() {
+    std::unique_lock lock(mutex);
+    if (state != State::kIdle) return;
+    beginLocked();
+    startConnecting(lock);
+  }
+
+  // Called, with `lock` held, right after beginLocked(); unlocks it.
+  void startConnecting(std::unique_lock<std::mutex>& lock) {
+    std::optional<std::string> given = address;
     GCancellable* attempt = cancellable;
     lock.unlock();
+    // The environment names the session bus in every desktop session; only
+    // without it may finding the bus take time (GIO would run dbus-launch),
+    // so only then does that happen in a thread of its own.
+    const char* session = g_getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (!given && session != nullptr && *session != '\0') {
+      given = session;
+      std::lock_guard named(mutex);
+      address = given;
+    }
     if (given) {
       connectAsync(*given, attempt);
       return;
     }
-    // Finding the session bus may run dbus-launch: a thread of its own.
     GTask* task = g_task_new(nullptr, attempt, &Impl::onAddressFound, new std::shared_ptr<Impl>(shared_from_this()));
     g_task_run_in_thread(task, [](GTask* t, gpointer, gpointer, GCancellable* c) {
       GError* error = nullptr;
@@ -472,6 +492,8 @@ void BusNotificationCenter::addObserver(const void* observer, Selector selector,
         new Pending{impl, std::move(registered)});
   });
 }
+
+void BusNotificationCenter::prepareConnection() { impl_->prepare(); }
 
 void BusNotificationCenter::removeObserver(const void* observer, const std::string& name) {
   std::vector<std::pair<std::shared_ptr<Registration>, guint>> removed;

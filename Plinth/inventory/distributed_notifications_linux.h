@@ -46,6 +46,9 @@ class BusNotificationCenter final : public DistributedNotificationCenter {
   // the call.
   void addObserver(const void* observer, Selector selector, const std::string& name,
                    const std::optional<std::string>& object, Registered registered) override;
+  // Starts connecting on the calling thread's context (whose run loop then
+  // serves the connection's "closed" signal), bounded like the first use.
+  void prepareConnection() override;
   void removeObserver(const void* observer, const std::string& name) override;
   void post(const std::string& name, const std::optional<std::string>& object) override;
   std::optional<std::string> unavailableReason() override;
