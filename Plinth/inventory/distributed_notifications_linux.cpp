@@ -373,7 +373,7 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   }
 
   void shutdown() {
-    std::vector<std::shared_ptr<Registration>> all;
+    std::vector<guint> subscriptions;
     GDBusConnection* bus = nullptr;
     {
       std::lock_guard lock(mutex);
@@ -385,18 +385,20 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
         g_cancellable_cancel(cancellable);
         settleLocked();
       }
-      all.swap(registrations);
+      for (auto& r : registrations) {
+        r->active.store(false);
+        if (r->subscription != 0) subscriptions.push_back(r->subscription);
+      }
+      registrations.clear();
       bus = std::exchange(connection, nullptr);
-      for (auto& r : all) r->active.store(false);
     }
     if (bus == nullptr) return;
-    for (auto& r : all) {
-      if (r->subscription != 0) g_dbus_connection_signal_unsubscribe(bus, r->subscription);
-    }
+    for (guint subscription : subscriptions) g_dbus_connection_signal_unsubscribe(bus, subscription);
     g_signal_handler_disconnect(bus, closedHandler);
     g_dbus_connection_close_sync(bus, nullptr, nullptr);
     g_object_unref(bus);
   }
+
 };
 
 BusNotificationCenter::BusNotificationCenter(std::optional<std::string> address,
