@@ -9,9 +9,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "Plinth/inventory/apps.h"
 #include "Plinth/inventory/distributed_notifications_linux.h"
-#include "Plinth/inventory/workspace_linux.h"
 #include "testing/bundle_builder.h"
 #include "testing/child_process.h"
 #include "testing/launcher_tree.h"
@@ -288,43 +286,20 @@ TEST_F(LauncherEndToEnd, ExecutablesOutsideContentsMacOSAreNeverRun) {
   target(root / "outside.sh");
   target(dir.path() / "bin" / "sh");
   target(dir.path() / "absolute.sh");
-  int index = 0;
-  const std::vector<std::string> executables = {"../../../outside.sh", "../../../../bin/sh",
-                                                (dir.path() / "absolute.sh").string(), "", "Linked"};
-  for (const std::string& executable : executables) {
-    const fs::path treeRoot = root / std::to_string(index++);
-    LauncherTree escaping(treeRoot, {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY});
+  int trees = 0;
+  for (const std::string& executable : std::vector<std::string>{
+           "../../../outside.sh", "../../../../bin/sh", (dir.path() / "absolute.sh").string(), "", "Linked"}) {
+    LauncherTree escaping(root / std::to_string(trees++), {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY});
     const fs::path contents = escaping.mainBundle() / "Contents";
     std::ofstream(contents / "Info.plist", std::ios::trunc) << Vantor::Testing::infoPlist(
         {{"CFBundleIdentifier", "com.brenwick.vantor"}, {"CFBundleExecutable", executable}}, false);
     fs::create_symlink(root / "outside.sh", contents / "MacOS" / "Linked");
     ChildProcess launcher({{escaping.launcherExecutable().string()},
-                           {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}},
-                           {},
-                           dir.path() / "launcher.stderr"});
+                           {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}, {}, dir.path() / "launcher.stderr"});
     EXPECT_EQ(killmeUntilExit(launcher), 0) << executable;
     EXPECT_EQ(launcherStderr(), "") << executable;
   }
   EXPECT_FALSE(waitUntil([&] { return fs::exists(dir.path() / "ran"); }, 300ms));
-}
-
-TEST_F(LauncherEndToEnd, AScriptMainApplicationCountsAsRunning) {
-  // Its /proc/PID/exe is python3's; its command line names the script.
-  const fs::path script = tree.mainBundle() / "Contents" / "MacOS" / "vantor.py";
-  std::ofstream(script) << "#!/usr/bin/python3\nimport time\ntime.sleep(600)\n";
-  fs::permissions(script, fs::perms::owner_all);
-  std::ofstream(tree.mainBundle() / "Contents" / "Info.plist", std::ios::trunc) << Vantor::Testing::infoPlist(
-      {{"CFBundleIdentifier", "com.brenwick.vantor"}, {"CFBundleExecutable", "vantor.py"}}, false);
-  ChildProcess main({{script.string()}});
-  Plinth::LinuxWorkspace workspace;
-  ASSERT_TRUE(waitUntil([&] { return Plinth::Apps::isRunning("com.brenwick.vantor", workspace); }, kTimeout));
-
-  auto launcher = startLauncher();
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << launcherStderr();
-  const auto apps = workspace.runningApplications();
-  EXPECT_EQ(std::count_if(apps.begin(), apps.end(),
-                          [](const auto& app) { return app.bundleIdentifier == "com.brenwick.vantor"; }),
-            1);
 }
 
 }  // namespace
