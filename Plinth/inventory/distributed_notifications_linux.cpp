@@ -124,80 +124,103 @@ struct Waiter {
 
 }  // namespace
 
+// The centre's state. GLib is never called with `mutex` held, so that no lock
+// order with GLib's own locks can arise.
 struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   enum class State { kIdle, kConnecting, kConnected, kFailed };
+  using Waiters = std::vector<std::shared_ptr<Waiter>>;
 
-  Impl(std::optional<std::string> a, std::chrono::milliseconds t) : address(std::move(a)), timeout(t) {}
-  ~Impl() {
-    if (cancellable != nullptr) g_object_unref(cancellable);
-  }
+  Impl(std::optional<std::string> a, std::chrono::milliseconds t)
+      : timeout(t), cancellable(g_cancellable_new()), address(std::move(a)) {}
+  ~Impl() { g_object_unref(cancellable); }
 
+  const std::chrono::milliseconds timeout;
+  GCancellable* const cancellable;  // of the one connection attempt
   std::mutex mutex;
   std::condition_variable settled;
   std::optional<std::string> address;     // guarded: as given, or the session bus's once known
-  const std::chrono::milliseconds timeout;
   State state = State::kIdle;             // guarded
   Clock::time_point deadline;             // guarded: of the connection attempt
-  GCancellable* cancellable = nullptr;    // guarded: of the connection attempt
   GDBusConnection* connection = nullptr;  // guarded: set once
+  gulong closedHandler = 0;               // guarded: set with `connection`
   std::optional<std::string> failure;     // guarded
-  std::vector<std::shared_ptr<Waiter>> waiting;               // guarded
+  Waiters waiting;                        // guarded
   std::vector<std::shared_ptr<Registration>> registrations;  // guarded
   std::function<void(const std::string&)> lostHandler;       // guarded
-  gulong closedHandler = 0;
-  bool shutDown = false;  // guarded
+  bool shutDown = false;                                     // guarded
 
   std::string busLocked() const { return "the D-Bus session bus" + (address ? " at " + *address : std::string()); }
 
-  // Called with the lock held when nobody has tried to connect yet.
-  void beginLocked() {
+  // Called with the lock held: the attempt starts now. True when it had not
+  // started before, so that the caller has to start it.
+  bool beginLocked() {
+    if (state != State::kIdle) return false;
     state = State::kConnecting;
     deadline = Clock::now() + timeout;
-    cancellable = g_cancellable_new();
+    return true;
   }
 
-  // Called with the lock held: wakes everyone waiting for the connection.
-  void settleLocked() {
+  // Called with the lock held as the attempt ends: wakes those blocked on it
+  // and hands over those to resume, which the caller schedules once unlocked.
+  Waiters settleLocked() {
     settled.notify_all();
-    for (auto& waiter : waiting) Waiter::schedule(waiter);
-    waiting.clear();
+    return std::exchange(waiting, {});
   }
 
-  // Called with the lock held once the deadline has passed.
-  void giveUpLocked() {
-    if (state != State::kConnecting) return;
-    state = State::kFailed;
-    failure = busLocked() + " did not answer within " + seconds(timeout);
+  static void resume(const Waiters& waiters) {
+    for (const auto& waiter : waiters) Waiter::schedule(waiter);
+  }
+
+  // Ends an attempt that is still under way once its deadline has passed.
+  void giveUp() {
+    Waiters woken;
+    {
+      std::lock_guard lock(mutex);
+      if (state != State::kConnecting) return;
+      state = State::kFailed;
+      failure = busLocked() + " did not answer within " + seconds(timeout);
+      woken = settleLocked();
+    }
     g_cancellable_cancel(cancellable);
-    settleLocked();
+    resume(woken);
   }
 
   void finish(GDBusConnection* made, const GError* error) {
-    std::lock_guard lock(mutex);
-    if (state != State::kConnecting || shutDown) {
-      // Too late: the attempt was given up, or the centre is gone.
-      if (made != nullptr) {
-        g_dbus_connection_close(made, nullptr, nullptr, nullptr);
-        g_object_unref(made);
-      }
-      return;
-    }
+    // Only the deadline or the centre's end cancels an attempt.
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED)) {
-      // Only the deadline cancels an attempt that is still under way.
-      giveUpLocked();
+      giveUp();
       return;
     }
+    gulong closed = 0;
     if (made != nullptr) {
-      connection = made;
-      state = State::kConnected;
       // The default would send this process SIGTERM when the bus dies.
-      g_dbus_connection_set_exit_on_close(connection, FALSE);
-      closedHandler = g_signal_connect(connection, "closed", G_CALLBACK(&Impl::onClosed), this);
-    } else {
-      state = State::kFailed;
-      failure = std::string("no D-Bus session bus: ") + (error != nullptr ? error->message : "unknown error");
+      g_dbus_connection_set_exit_on_close(made, FALSE);
+      closed = g_signal_connect(made, "closed", G_CALLBACK(&Impl::onClosed), this);
     }
-    settleLocked();
+    bool kept = false;
+    Waiters woken;
+    {
+      std::lock_guard lock(mutex);
+      if (state == State::kConnecting && !shutDown) {
+        if (made != nullptr) {
+          connection = made;
+          closedHandler = closed;
+          state = State::kConnected;
+          kept = true;
+        } else {
+          state = State::kFailed;
+          failure = std::string("no D-Bus session bus: ") + (error != nullptr ? error->message : "unknown error");
+        }
+        woken = settleLocked();
+      }
+    }
+    if (made != nullptr && !kept) {
+      // Too late: the attempt was given up, or the centre is gone.
+      g_signal_handler_disconnect(made, closed);
+      g_dbus_connection_close(made, nullptr, nullptr, nullptr);
+      g_object_unref(made);
+    }
+    resume(woken);
   }
 
   static void onClosed(GDBusConnection*, gboolean, GError* error, gpointer data) {
@@ -217,24 +240,22 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   // bus cannot be reached or did not answer in time.
   GDBusConnection* connectSync() {
     std::unique_lock lock(mutex);
-    if (state == State::kIdle) {
-      beginLocked();
+    if (beginLocked()) {
       const std::optional<std::string> given = address;
-      GCancellable* attempt = cancellable;
       const Clock::time_point until = deadline;
       lock.unlock();
       GError* error = nullptr;
       GDBusConnection* made = nullptr;
       {
-        Watchdog watchdog(attempt, until);
+        Watchdog watchdog(cancellable, until);
         gchar* found = given ? g_strdup(given->c_str())
-                             : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, attempt, &error);
+                             : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, &error);
         if (found != nullptr) {
           {
             std::lock_guard named(mutex);
             address = found;
           }
-          made = g_dbus_connection_new_for_address_sync(found, kConnectionFlags, nullptr, attempt, &error);
+          made = g_dbus_connection_new_for_address_sync(found, kConnectionFlags, nullptr, cancellable, &error);
           g_free(found);
         }
       }
@@ -242,53 +263,73 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       g_clear_error(&error);
       lock.lock();
     }
-    if (!settled.wait_until(lock, deadline, [this] { return state != State::kConnecting; })) giveUpLocked();
+    if (!settled.wait_until(lock, deadline, [this] { return state != State::kConnecting; })) {
+      lock.unlock();
+      giveUp();
+      lock.lock();
+    }
     return state == State::kConnected && !shutDown ? connection : nullptr;
   }
 
   // Runs `resume` on the calling thread's main context once the connection
   // is made, has failed, or has not been made by its deadline. Starts
   // connecting, without blocking, if nobody has.
-  void whenConnected(std::function<void()> resume) {
-    auto waiter = std::make_shared<Waiter>(g_main_context_ref_thread_default(), std::move(resume));
-    std::unique_lock lock(mutex);
-    const bool starting = state == State::kIdle;
-    if (starting) beginLocked();
-    if (state != State::kConnecting) {
+  void whenConnected(std::function<void()> work) {
+    auto waiter = std::make_shared<Waiter>(g_main_context_ref_thread_default(), std::move(work));
+    bool starting = false;
+    bool connecting = false;
+    Clock::time_point until;
+    {
+      std::lock_guard lock(mutex);
+      starting = beginLocked();
+      connecting = state == State::kConnecting;
+      until = deadline;
+    }
+    if (!connecting) {
       Waiter::schedule(waiter);
       return;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    // The timer is set before the waiter is published, as only its own
+    // context may touch it afterwards.
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
     waiter->timer = g_timeout_source_new(static_cast<guint>(std::max<std::int64_t>(left.count(), 0)));
     g_source_set_callback(
         waiter->timer,
         [](gpointer data) -> gboolean {
-          const auto self = static_cast<std::weak_ptr<Impl>*>(data)->lock();
-          if (self) {
-            std::lock_guard expired(self->mutex);
-            self->giveUpLocked();
-          }
+          if (const auto self = static_cast<std::weak_ptr<Impl>*>(data)->lock()) self->giveUp();
           return G_SOURCE_REMOVE;
         },
         new std::weak_ptr<Impl>(weak_from_this()), [](gpointer data) { delete static_cast<std::weak_ptr<Impl>*>(data); });
     g_source_attach(waiter->timer, waiter->context);
-    waiting.push_back(std::move(waiter));
-    if (starting) startConnecting(lock);
+    bool waits = false;
+    {
+      std::lock_guard lock(mutex);
+      if (state == State::kConnecting) {
+        waiting.push_back(waiter);
+        waits = true;
+      }
+    }
+    if (!waits) Waiter::schedule(waiter);
+    if (starting) startConnecting();
   }
 
   // Starts connecting without blocking, if nobody has.
   void prepare() {
-    std::unique_lock lock(mutex);
-    if (state != State::kIdle) return;
-    beginLocked();
-    startConnecting(lock);
+    bool starting = false;
+    {
+      std::lock_guard lock(mutex);
+      starting = beginLocked();
+    }
+    if (starting) startConnecting();
   }
 
-  // Called, with `lock` held, right after beginLocked(); unlocks it.
-  void startConnecting(std::unique_lock<std::mutex>& lock) {
-    std::optional<std::string> given = address;
-    GCancellable* attempt = cancellable;
-    lock.unlock();
+  // Called once, right after the attempt began.
+  void startConnecting() {
+    std::optional<std::string> given;
+    {
+      std::lock_guard lock(mutex);
+      given = address;
+    }
     // The environment names the session bus in every desktop session; only
     // without it may finding the bus take time (GIO would run dbus-launch),
     // so only then does that happen in a thread of its own.
@@ -299,10 +340,11 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       address = given;
     }
     if (given) {
-      connectAsync(*given, attempt);
+      connectAsync(*given);
       return;
     }
-    GTask* task = g_task_new(nullptr, attempt, &Impl::onAddressFound, new std::shared_ptr<Impl>(shared_from_this()));
+    GTask* task =
+        g_task_new(nullptr, cancellable, &Impl::onAddressFound, new std::shared_ptr<Impl>(shared_from_this()));
     g_task_run_in_thread(task, [](GTask* t, gpointer, gpointer, GCancellable* c) {
       GError* error = nullptr;
       if (gchar* found = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, c, &error)) {
@@ -323,21 +365,19 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       g_clear_error(&error);
       return;
     }
-    GCancellable* attempt = nullptr;
     {
       std::lock_guard lock((*self)->mutex);
       (*self)->address = found;
-      attempt = (*self)->cancellable;
     }
-    (*self)->connectAsync(found, attempt);
+    (*self)->connectAsync(found);
     g_free(found);
   }
 
   // Constructs the connection on the calling thread, so that its "closed"
   // signal comes to that thread's context, and authenticates in GIO's pool.
-  void connectAsync(const std::string& busAddress, GCancellable* attempt) {
+  void connectAsync(const std::string& busAddress) {
     g_dbus_connection_new_for_address(
-        busAddress.c_str(), kConnectionFlags, nullptr, attempt,
+        busAddress.c_str(), kConnectionFlags, nullptr, cancellable,
         [](GObject*, GAsyncResult* result, gpointer data) {
           const std::unique_ptr<std::shared_ptr<Impl>> self(static_cast<std::shared_ptr<Impl>*>(data));
           GError* error = nullptr;
@@ -375,6 +415,9 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   void shutdown() {
     std::vector<guint> subscriptions;
     GDBusConnection* bus = nullptr;
+    gulong closed = 0;
+    bool wasConnecting = false;
+    Waiters woken;
     {
       std::lock_guard lock(mutex);
       shutDown = true;
@@ -382,8 +425,8 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
         // Registrations still waiting for the connection learn it now.
         state = State::kFailed;
         failure = "the notification centre was destroyed";
-        g_cancellable_cancel(cancellable);
-        settleLocked();
+        wasConnecting = true;
+        woken = settleLocked();
       }
       for (auto& r : registrations) {
         r->active.store(false);
@@ -391,13 +434,17 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       }
       registrations.clear();
       bus = std::exchange(connection, nullptr);
+      closed = closedHandler;
     }
+    if (wasConnecting) g_cancellable_cancel(cancellable);
+    resume(woken);
     if (bus == nullptr) return;
     for (guint subscription : subscriptions) g_dbus_connection_signal_unsubscribe(bus, subscription);
-    g_signal_handler_disconnect(bus, closedHandler);
+    g_signal_handler_disconnect(bus, closed);
     g_dbus_connection_close_sync(bus, nullptr, nullptr);
     g_object_unref(bus);
   }
+
 
 };
 
