@@ -68,6 +68,8 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
     const std::string_view argument = rest.substr(0, end);
     rest.remove_prefix(end + 1);
     if (std::exchange(programName, false) || argument.find('/') == std::string_view::npos) continue;
+    // Most arguments are no script path at all: skip them before any path work.
+    if (argument.front() == '/' && argument.find("MacOS") == std::string_view::npos) continue;
     std::filesystem::path script(argument);
     if (script.is_relative()) {
       const auto folder = linkOf(procFd, pid, "cwd");
@@ -121,7 +123,10 @@ std::vector<RunningApplication> LinuxWorkspace::runningApplications() const {
     if (!executable) continue;
     RunningApplication app;
     app.processIdentifier = std::atoi(entry->d_name);
-    auto bundle = Keel::Bundle::bundlePathForExecutable(*executable);
+    // The kernel's path is canonical: without this part it lies in no bundle.
+    auto bundle = executable->find("/Contents/MacOS/") != std::string::npos
+                      ? Keel::Bundle::bundlePathForExecutable(*executable)
+                      : std::nullopt;
     if (!bundle) bundle = scriptBundleOf(procFd, entry->d_name);
     if (bundle) {
       auto [it, inserted] = identifiers.try_emplace(*bundle);
