@@ -12,10 +12,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
-#include <utility>
 #include <map>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "Keel/core/bundle.h"
 
@@ -73,7 +73,7 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
     std::filesystem::path script(argument);
     if (script.is_relative()) {
       const auto folder = linkOf(procFd, pid, "cwd");
-      if (!folder) return std::nullopt;
+      if (!folder) continue;
       script = std::filesystem::path(*folder) / script;
     }
     if (auto bundle = Keel::Bundle::bundlePathForExecutable(script.lexically_normal())) return bundle;
