@@ -444,8 +444,6 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
     g_dbus_connection_close_sync(bus, nullptr, nullptr);
     g_object_unref(bus);
   }
-
-
 };
 
 BusNotificationCenter::BusNotificationCenter(std::optional<std::string> address,
