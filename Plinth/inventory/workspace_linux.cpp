@@ -50,9 +50,10 @@ std::optional<std::string> linkOf(int procFd, const char* pid, const char* name)
 
 // The bundle of the script a process runs, for processes whose executable is
 // an interpreter: the first argument after the program name that lies at
-// X.app/Contents/MacOS/<file>. Only arguments holding a "/" are considered;
-// relative ones are taken from the process's current folder. Only the first
-// page of the command line is read, and an argument it cuts off is ignored.
+// X.app/Contents/MacOS/<file>. Only arguments holding a "/" and not starting
+// with "-" are considered; relative ones are taken from the process's current
+// folder. Only the first page of the command line is read, and an argument it
+// cuts off is ignored.
 std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid) {
   char name[64];
   std::snprintf(name, sizeof name, "%s/cmdline", pid);
@@ -63,18 +64,28 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
   close(fd);
   if (n <= 0) return std::nullopt;
   std::string_view rest(buffer, static_cast<std::size_t>(n));
-  bool programName = true;
-  for (std::size_t end = rest.find('\0'); end != std::string_view::npos; end = rest.find('\0')) {
+  rest.remove_prefix(std::min(rest.size(), rest.find('\0')));  // the program name
+  std::optional<std::string> folder;  // read once, when a relative argument needs it
+  bool folderRead = false;
+  constexpr std::string_view macos = "MacOS";
+  while (rest.size() > 1) {
+    rest.remove_prefix(1);
+    const std::size_t end = rest.find('\0');
+    if (end == std::string_view::npos) break;
     const std::string_view argument = rest.substr(0, end);
-    rest.remove_prefix(end + 1);
-    if (std::exchange(programName, false) || argument.find('/') == std::string_view::npos) continue;
+    rest.remove_prefix(end);
     // Most arguments are no script path at all: skip them before any path work.
-    if (argument.front() == '/' && argument.find("MacOS") == std::string_view::npos) continue;
-    std::filesystem::path script(argument);
-    if (script.is_relative()) {
-      const auto folder = linkOf(procFd, pid, "cwd");
-      if (!folder) continue;
-      script = std::filesystem::path(*folder) / script;
+    if (argument.empty() || argument.front() == '-' || argument.find('/') == std::string_view::npos) continue;
+    std::filesystem::path script;
+    if (argument.front() == '/') {
+      if (argument.find(macos) == std::string_view::npos) continue;
+      script = argument;
+    } else {
+      if (!std::exchange(folderRead, true)) folder = linkOf(procFd, pid, "cwd");
+      if (!folder || (argument.find(macos) == std::string_view::npos && folder->find(macos) == std::string::npos)) {
+        continue;
+      }
+      script = std::filesystem::path(*folder) / argument;
     }
     if (auto bundle = Keel::Bundle::bundlePathForExecutable(script.lexically_normal())) return bundle;
   }
