@@ -34,6 +34,9 @@ class DistributedNotificationCenter {
  public:
   // The operation invoked on an observer.
   using Selector = std::function<void(const DistributedNotification&)>;
+  // What the asynchronous addObserver reports: nothing once the observer is
+  // sure to hear every later post, otherwise the reason it may not.
+  using Registered = std::function<void(const std::optional<std::string>& unavailableReason)>;
 
   virtual ~DistributedNotificationCenter() = default;
 
@@ -46,6 +49,23 @@ class DistributedNotificationCenter {
   // it and does not keep it alive, so remove it before it is destroyed.
   virtual void addObserver(const void* observer, Selector selector, const std::string& name,
                            const std::optional<std::string>& object) = 0;
+
+  // The same registration, without ever waiting for other processes: the work
+  // it needs (connecting on first use, confirming the registration) goes on
+  // while the calling thread's run loop serves its other sources, so the
+  // caller must be on a thread serving its run loop. `registered` is then
+  // called once on that loop, never inline: with nothing when a post made from
+  // then on is sure to reach the observer, or with the reason it may not (the
+  // centre is unavailable, or did not get the registration confirmed within
+  // its time-out).
+  virtual void addObserver(const void* observer, Selector selector, const std::string& name,
+                           const std::optional<std::string>& object, Registered registered) = 0;
+
+  // Starts reaching other processes, without waiting and without registering
+  // anything, so that a registration made soon after is confirmed sooner. The
+  // calling thread must be about to serve its run loop. Doing nothing is a
+  // valid implementation, and the default.
+  virtual void prepareConnection() {}
 
   // Removes every registration of `observer` for `name`, whatever object it
   // was made with. A call already under way may still finish.
@@ -88,6 +108,12 @@ class DistributedNotifications {
   static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
                           const std::string& name, const std::optional<std::string>& object = std::nullopt) {
     center.addObserver(observer, makeSelector(observer, selector), name, object);
+  }
+  template <typename T, typename Method>
+  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
+                          const std::string& name, const std::optional<std::string>& object,
+                          DistributedNotificationCenter::Registered registered) {
+    center.addObserver(observer, makeSelector(observer, selector), name, object, std::move(registered));
   }
   template <typename T, typename Method>
   static void addObserver(T* observer, Method selector, const std::string& name,
