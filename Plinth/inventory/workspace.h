@@ -16,6 +16,10 @@ struct RunningApplication {
   std::optional<std::filesystem::path> bundlePath;
 };
 
+// Both operations may be called from any thread at once: the workspace keeps
+// no state between calls (each list is read afresh), and an opened
+// application is reaped by a detached thread of its own, so no call waits for
+// another or for a started application.
 class Workspace {
  public:
   virtual ~Workspace() = default;
