@@ -11,14 +11,9 @@
 #include <unordered_map>
 #include <vector>
 
-namespace Keel {
+#include "Keel/core/observer_selector.h"
 
-// A notification name as a value of its own type (as opposed to plain text).
-struct NotificationName {
-  std::string rawValue;
-  explicit NotificationName(std::string raw) : rawValue(std::move(raw)) {}
-  friend bool operator==(const NotificationName&, const NotificationName&) = default;
-};
+namespace Keel {
 
 // What an observer is called with. The sender is only an identity: nothing
 // is kept alive or dereferenced.

@@ -12,16 +12,13 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <type_traits>
+
+#include "Keel/core/observer_selector.h"
 
 namespace Plinth {
 
 // A notification name as a value of its own type (as opposed to plain text).
-struct NotificationName {
-  std::string rawValue;
-  explicit NotificationName(std::string raw) : rawValue(std::move(raw)) {}
-  friend bool operator==(const NotificationName&, const NotificationName&) = default;
-};
+using NotificationName = Keel::NotificationName;
 
 // What an observer is called with.
 struct DistributedNotification {
@@ -90,12 +87,7 @@ class DistributedNotificationCenter {
 // nothing or the notification.
 template <typename T, typename Method>
 DistributedNotificationCenter::Selector makeSelector(T* observer, Method selector) {
-  if constexpr (std::is_invocable_v<Method, T*, const DistributedNotification&>) {
-    return [observer, selector](const DistributedNotification& n) { (observer->*selector)(n); };
-  } else {
-    static_assert(std::is_invocable_v<Method, T*>, "a selector takes nothing or the notification");
-    return [observer, selector](const DistributedNotification&) { (observer->*selector)(); };
-  }
+  return Keel::makeObserverSelector<DistributedNotification>(observer, selector);
 }
 
 // Static front of the centre. Every operation also exists with the centre as
