@@ -27,8 +27,8 @@ bool allowedInUnitName(char c) {
          c == '.';
 }
 
-// One move, from connecting to the manager's answer, on the calling thread's
-// own context so that the time-out bounds every step.
+// One move, from connecting to the manager's answer, served on a context of
+// its own so that the time-out bounds every step.
 struct Move {
   GMainContext* context = g_main_context_new();
   GCancellable* cancellable = g_cancellable_new();
