@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "Keel/core/bundle.h"
 #include "Keel/core/fatal_error.h"
 #include "Keel/core/path_components.h"
 #include "Plinth/inventory/apps.h"
@@ -47,7 +48,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (!opened_) return;
     env_.errorLine("VantorLauncher: lost the D-Bus session bus (" + reason +
                    "); can no longer hear \"killme\", quitting");
-    application().terminate(1);
+    quit(1);
   });
   // Opening waits for the registration, so that a "killme" the main
   // application posts as soon as it starts cannot be missed.
@@ -58,14 +59,26 @@ void AppDelegate::applicationDidFinishLaunching() {
 
 void AppDelegate::observerRegistered(const std::optional<std::string>& unavailableReason) {
   opened_ = true;
-  env_.workspace.openApplication(mainURL_);
+  const std::optional<int> pid = env_.workspace.launchApplication(mainURL_);
+  if (pid && env_.scopes != nullptr) {
+    // The scope is named after the bundle actually opened; a bundle without
+    // an identifier of its own goes by the one the launcher expects.
+    env_.scopes->moveToScope(*pid, Keel::Bundle(mainURL_).bundleIdentifier().value_or(mainIdentifier));
+  }
   if (unavailableReason) {
     env_.errorLine("VantorLauncher: " + *unavailableReason +
                    "; opened the main application but cannot hear \"killme\", quitting");
-    application().terminate(1);
+    quit(1);
   } else if (killmeHeard_) {
-    application().terminate(0);
+    quit(0);
   }
+}
+
+void AppDelegate::quit(int status) {
+  // A move still on its way would be lost with this process, and the main
+  // application would then stop with the launcher's service after all.
+  if (env_.scopes != nullptr) env_.scopes->waitForPendingMoves();
+  application().terminate(status);
 }
 
 void AppDelegate::terminate() {
@@ -75,7 +88,7 @@ void AppDelegate::terminate() {
     killmeHeard_ = true;
     return;
   }
-  application().terminate(0);
+  quit(0);
 }
 
 }  // namespace VantorLauncher

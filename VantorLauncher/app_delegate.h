@@ -9,6 +9,7 @@
 
 #include "Plinth/desktop/application.h"
 #include "Plinth/inventory/distributed_notifications.h"
+#include "Plinth/inventory/session_scopes.h"
 #include "Plinth/inventory/workspace.h"
 
 namespace VantorLauncher {
@@ -28,6 +29,10 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
     std::function<std::optional<std::string>()> bundlePath;
     // Where the launcher's one-line reports go.
     std::function<void(const std::string& line)> errorLine = writeToStandardError;
+    // Where the opened main application is moved out of the launcher's own
+    // service, so that stopping the launcher does not stop it; none to leave
+    // it where it starts.
+    Plinth::SessionScopes* scopes = nullptr;
   };
 
   explicit AppDelegate(Environment environment) : env_(std::move(environment)) {}
@@ -43,6 +48,9 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
   // moment. When the centre cannot confirm the registration (no session bus,
   // or a bus that does not answer in time) it still opens the main
   // application, then reports why on one line and terminates with status 1.
+  // The opened application is moved into a scope of its own, named after the
+  // main bundle's identifier; the launcher waits for that move (briefly
+  // bounded) only when it is about to quit.
   void applicationDidFinishLaunching() override;
 
   // Quits the launcher with status 0 (what "killme" invokes). Before the main
@@ -55,6 +63,9 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
 
  private:
   void observerRegistered(const std::optional<std::string>& unavailableReason);
+  // Terminates with `status` once the main application's move, if any, is
+  // settled.
+  void quit(int status);
   Plinth::Application& application() const;
 
   Environment env_;

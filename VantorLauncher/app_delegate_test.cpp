@@ -17,11 +17,23 @@ struct FakeWorkspace : Plinth::Workspace {
   Log& log;
   std::vector<Plinth::RunningApplication> running;
   std::vector<std::filesystem::path> opened;
+  std::optional<int> startedPid;
   std::vector<Plinth::RunningApplication> runningApplications() const override { return running; }
   void openApplication(const std::filesystem::path& url) override {
     log.push_back("open");
     opened.push_back(url);
   }
+  std::optional<int> launchApplication(const std::filesystem::path& url) override {
+    openApplication(url);
+    return startedPid;
+  }
+};
+
+struct FakeScopes : Plinth::SessionScopes {
+  explicit FakeScopes(Log& l) : log(l) {}
+  Log& log;
+  void moveToScope(int pid, const std::string& id) override { log.push_back("scope " + id + " " + std::to_string(pid)); }
+  void waitForPendingMoves() override { log.push_back("wait"); }
 };
 
 // Registrations are confirmed only when the test says the bus has answered.
@@ -78,12 +90,13 @@ class AppDelegateTest : public ::testing::Test {
   FakeWorkspace workspace{log};
   FakeCenter center{log};
   FakeApplication application;
+  FakeScopes scopes{log};
   std::vector<std::string> errorLines;
   std::optional<std::string> bundlePath = "/Applications/Vantor.app/Contents/Library/LoginItems/VantorLauncher.app";
 
-  AppDelegate makeDelegate(Plinth::Application* a) {
+  AppDelegate makeDelegate(Plinth::Application* a, Plinth::SessionScopes* s = nullptr) {
     return AppDelegate({a, workspace, center, [this] { return bundlePath; },
-                        [this](const std::string& line) { errorLines.push_back(line); }});
+                        [this](const std::string& line) { errorLines.push_back(line); }, s});
   }
 };
 
@@ -172,6 +185,26 @@ TEST_F(AppDelegateTest, LosingTheBusWhileWaitingTerminatesWithFailure) {
   center.lost("Underlying GIOStream returned 0 bytes");
   ASSERT_EQ(errorLines.size(), 1u);
   EXPECT_NE(errorLines[0].find("lost the D-Bus session bus"), std::string::npos);
+  EXPECT_EQ(application.terminations, std::vector<int>{1});
+}
+
+TEST_F(AppDelegateTest, TheStartedMainApplicationIsMovedToAScopeAndSettledBeforeQuitting) {
+  workspace.startedPid = 4242;
+  AppDelegate delegate = makeDelegate(&application, &scopes);
+  delegate.applicationDidFinishLaunching();
+  center.answer();
+  // No Info.plist at the fake bundle path: the expected identifier names it.
+  EXPECT_EQ(log, (Log{"observe killme", "open", "scope com.brenwick.vantor 4242"}));
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_EQ(log.back(), "wait");
+  EXPECT_EQ(application.terminations, std::vector<int>{0});
+}
+
+TEST_F(AppDelegateTest, NoScopeForAnOpenWithoutAPidAndStillQuitsOnAnAbsentBus) {
+  AppDelegate delegate = makeDelegate(&application, &scopes);
+  delegate.applicationDidFinishLaunching();
+  center.answer("no bus");
+  EXPECT_EQ(log, (Log{"observe killme", "open", "wait"}));
   EXPECT_EQ(application.terminations, std::vector<int>{1});
 }
 

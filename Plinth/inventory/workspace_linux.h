@@ -26,11 +26,10 @@ class LinuxWorkspace final : public Workspace {
 
   void openApplication(const std::filesystem::path& url) override;
 
-  // What openApplication does, with its outcome: the pid of the started
-  // executable, or nothing when it could not be started. The child runs in a
+  // The pid is the started executable's. The child runs in a
   // session of its own with its standard streams on /dev/null and no other
   // descriptors; it is reaped when it ends, so it never lingers as a zombie.
-  std::optional<int> launchApplication(const std::filesystem::path& url);
+  std::optional<int> launchApplication(const std::filesystem::path& url) override;
 
  private:
   std::filesystem::path procRoot_;
