@@ -77,12 +77,12 @@ class LinuxDomainFile final : public DomainFile {
         IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE | IN_ATTRIB | IN_DELETE_SELF |
             IN_MOVE_SELF | IN_ONLYDIR,
         [state = watch_, name](std::uint32_t mask, std::string_view entry) {
-          // The folder itself went away or moved, or events were lost: files
-          // are compared on every read from now on.
-          if ((mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT | IN_Q_OVERFLOW)) != 0) {
+          // The folder itself went away or moved: its watch is over, and the
+          // files are compared on every read from now on.
+          if ((mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0) {
             state->alive.store(false);
             state->changed.store(true);
-          } else if (entry == name) {
+          } else if ((mask & IN_Q_OVERFLOW) != 0 || entry == name) {  // lost events may have been ours
             state->changed.store(true);
           }
         });
