@@ -1,8 +1,8 @@
 // Domain files on Linux: atomic replacement (temporary file, fsync, rename,
-// fsync of the folder), flock on a sidecar lock file, and one process-wide
-// inotify watcher that tells stores when their folder changed.
+// fsync of the folder), flock on a sidecar lock file, and a watch on the
+// folder (through the process's shared inotify watcher) that tells stores
+// when their file changed.
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -13,14 +13,15 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "Keel/services/domain_file.h"
+#include "Keel/services/inotify_watcher.h"
 
 namespace Keel {
 namespace {
@@ -59,100 +60,10 @@ void makeFolders(const std::filesystem::path& folder) {
   for (auto it = missing.rbegin(); it != missing.rend(); ++it) ::mkdir(it->c_str(), 0700);
 }
 
-// What a folder watch reports to one domain file.
-struct Watch {
-  std::string name;                // the file's name inside the watched folder
-  int descriptor = -1;             // inotify watch descriptor
+// What the folder watch reports to one domain file.
+struct WatchState {
   std::atomic<bool> changed{false};
-  std::atomic<bool> alive{true};   // false once the watch has ended
-};
-
-// One inotify instance and one thread for the process: the per-user limit on
-// inotify instances is small. Watches on the same folder share a descriptor,
-// counted by the Watch objects that use it. Never destroyed.
-class FolderWatcher {
- public:
-  static FolderWatcher& instance() {
-    static FolderWatcher* const watcher = new FolderWatcher();
-    return *watcher;
-  }
-
-  // A watch for `name` in `folder`, or nothing when the folder cannot be
-  // watched (it does not exist, or the inotify limits are reached).
-  std::shared_ptr<Watch> watch(const std::filesystem::path& folder, const std::string& name) {
-    std::lock_guard lock(mutex_);
-    if (fd_ < 0) return nullptr;
-    const int wd = inotify_add_watch(fd_, folder.c_str(),
-                                     IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE |
-                                         IN_ATTRIB | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
-    if (wd < 0) return nullptr;
-    auto watch = std::make_shared<Watch>();
-    watch->name = name;
-    watch->descriptor = wd;
-    watches_[wd].push_back(watch);
-    if (!started_) {
-      started_ = true;
-      std::thread([this] { run(); }).detach();
-    }
-    return watch;
-  }
-
-  void unwatch(const std::shared_ptr<Watch>& watch) {
-    std::lock_guard lock(mutex_);
-    auto found = watches_.find(watch->descriptor);
-    if (found == watches_.end()) return;
-    std::erase(found->second, watch);
-    if (found->second.empty()) {
-      watches_.erase(found);
-      if (watch->alive.load()) inotify_rm_watch(fd_, watch->descriptor);
-    }
-  }
-
- private:
-  FolderWatcher() : fd_(inotify_init1(IN_CLOEXEC)) {}
-
-  void run() {
-    alignas(inotify_event) char buffer[16384];
-    pollfd p{fd_, POLLIN, 0};
-    for (;;) {
-      if (poll(&p, 1, -1) < 0) continue;
-      const ssize_t n = ::read(fd_, buffer, sizeof buffer);
-      if (n <= 0) continue;
-      std::lock_guard lock(mutex_);
-      for (ssize_t offset = 0; offset < n;) {
-        const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
-        offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-        if ((event->mask & IN_Q_OVERFLOW) != 0) {
-          for (auto& [wd, list] : watches_) {
-            for (auto& w : list) w->changed.store(true);
-          }
-          continue;
-        }
-        auto found = watches_.find(event->wd);
-        if (found == watches_.end()) continue;
-        // The folder itself went away or moved: its watch is over, and the
-        // files are compared on every read from now on.
-        const bool ended = (event->mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0;
-        for (auto& w : found->second) {
-          if (ended) {
-            w->alive.store(false);
-            w->changed.store(true);
-          } else if (event->len > 0 && w->name == event->name) {
-            w->changed.store(true);
-          }
-        }
-        if ((event->mask & IN_IGNORED) != 0) {
-          // The descriptor may be handed out again: forget it here.
-          watches_.erase(found);
-        }
-      }
-    }
-  }
-
-  std::mutex mutex_;
-  const int fd_;
-  bool started_ = false;
-  std::map<int, std::vector<std::shared_ptr<Watch>>> watches_;
+  std::atomic<bool> alive{true};  // false once the watch has ended
 };
 
 class LinuxDomainFile final : public DomainFile {
@@ -160,11 +71,25 @@ class LinuxDomainFile final : public DomainFile {
   explicit LinuxDomainFile(const std::filesystem::path& path)
       : path_(path), folder_(path.parent_path()), lockPath_(path.string() + ".lock") {
     makeFolders(folder_);
-    watch_ = FolderWatcher::instance().watch(folder_, path_.filename().string());
+    const std::string name = path_.filename().string();
+    watchId_ = detail::InotifyWatcher::shared().add(
+        folder_,
+        IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE | IN_ATTRIB | IN_DELETE_SELF |
+            IN_MOVE_SELF | IN_ONLYDIR,
+        [state = watch_, name](std::uint32_t mask, std::string_view entry) {
+          // The folder itself went away or moved: its watch is over, and the
+          // files are compared on every read from now on.
+          if ((mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0) {
+            state->alive.store(false);
+            state->changed.store(true);
+          } else if ((mask & IN_Q_OVERFLOW) != 0 || entry == name) {  // lost events may have been ours
+            state->changed.store(true);
+          }
+        });
   }
 
   ~LinuxDomainFile() override {
-    if (watch_) FolderWatcher::instance().unwatch(watch_);
+    detail::InotifyWatcher::shared().remove(watchId_);
     if (lockFd_ >= 0) ::close(lockFd_);
     if (heldFd_ >= 0) ::close(heldFd_);
   }
@@ -291,7 +216,7 @@ class LinuxDomainFile final : public DomainFile {
   }
 
   bool takeChangeNotice() override {
-    if (!watch_ || !watch_->alive.load(std::memory_order_relaxed)) return true;
+    if (watchId_ == 0 || !watch_->alive.load(std::memory_order_relaxed)) return true;
     return watch_->changed.exchange(false);
   }
 
@@ -320,7 +245,8 @@ class LinuxDomainFile final : public DomainFile {
   const std::filesystem::path path_;
   const std::filesystem::path folder_;
   const std::string lockPath_;
-  std::shared_ptr<Watch> watch_;
+  const std::shared_ptr<WatchState> watch_ = std::make_shared<WatchState>();
+  std::uint64_t watchId_ = 0;
   int lockFd_ = -1;
   std::mutex heldMutex_;
   int heldFd_ = -1;
