@@ -1,5 +1,5 @@
 # The entry points a newcomer needs. Each installs what it needs first.
-.PHONY: setup build test test-unit fuzz-smoke demo bench fuzz asan tsan clean
+.PHONY: setup build test test-unit fuzz-smoke consumer package package-check demo bench fuzz asan tsan lint clean
 
 FUZZ_SECONDS ?= 60
 FUZZ_SMOKE_SECONDS ?= 5
@@ -11,24 +11,42 @@ build: setup
 	cmake --preset default >/dev/null
 	cmake --build --preset default
 
-# Every test of the default build, then each fuzzer for a few seconds.
-test: test-unit fuzz-smoke
+# Every test of the default build, each fuzzer for a few seconds, and a
+# consumer project built against the installed package and as a subdirectory.
+test: test-unit fuzz-smoke consumer
 
 test-unit: build
 	ctest --preset default
+
+consumer: build
+	scripts/check-consumer.sh build/default
 
 fuzz-smoke: setup
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz
 	scripts/run-fuzzers.sh build/fuzz $(FUZZ_SMOKE_SECONDS)
 
-demo: build
+# Only the launcher, the sample main application and the demo driver: a
+# newcomer's first command should not wait for the test suites to compile.
+demo: setup
+	cmake --preset default >/dev/null
+	cmake --build --preset default --target vantor-demo
 	build/default/VantorLauncher/vantor-demo
 
 bench: setup
 	cmake --preset release >/dev/null
 	cmake --build --preset release
 	scripts/run-benchmarks.sh build/release
+
+# Debian packages of the libraries, the tools and the launcher.
+package: setup
+	cmake --preset package >/dev/null
+	cmake --build --preset package
+	cd build/package && cpack -B packages >/dev/null
+	@ls build/package/packages/*.deb
+
+package-check: package
+	scripts/check-packages.sh build/package/packages
 
 fuzz: setup
 	cmake --preset fuzz >/dev/null
@@ -44,6 +62,10 @@ tsan: setup
 	cmake --preset tsan >/dev/null
 	cmake --build --preset tsan
 	ctest --preset tsan
+
+# clang-tidy's bugprone, modernize and naming checks over every source.
+lint: build
+	scripts/lint.sh build/default
 
 clean:
 	rm -rf build

@@ -2,11 +2,14 @@
 
 #include <cstdio>
 
+#include "Keel/core/bundle.h"
 #include "Keel/core/fatal_error.h"
 #include "Keel/core/path_components.h"
 #include "Plinth/inventory/apps.h"
 
 namespace VantorLauncher {
+
+void writeToStandardError(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
 
 Plinth::Application& AppDelegate::application() const {
   if (env_.application == nullptr) Keel::fatalError("VantorLauncher: the shared application object is absent");
@@ -28,30 +31,64 @@ std::filesystem::path AppDelegate::mainApplicationURL(const std::string& launche
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
+  // The connection is made in the background while the process table is
+  // read; nothing is observed before the answer is known.
+  env_.notifications.prepareConnection();
   if (Plinth::Apps::isRunning(mainIdentifier, env_.workspace)) {
     application().terminate(0);
     return;
   }
-
-  env_.notifications.setConnectionLostHandler([this](const std::string& reason) {
-    std::fprintf(stderr, "VantorLauncher: lost the D-Bus session bus (%s); can no longer hear \"killme\", quitting\n",
-                 reason.c_str());
-    application().terminate(1);
-  });
-  Plinth::DistributedNotifications::addObserver(env_.notifications, this, &AppDelegate::terminate, "killme",
-                                                mainIdentifier);
-
   const std::optional<std::string> bundlePath = env_.bundlePath();
   if (!bundlePath) Keel::fatalError("VantorLauncher: the launcher's bundle path is absent");
-  env_.workspace.openApplication(mainApplicationURL(*bundlePath));
+  mainURL_ = mainApplicationURL(*bundlePath);
 
-  if (const auto reason = env_.notifications.unavailableReason()) {
-    std::fprintf(stderr, "VantorLauncher: %s; opened the main application but cannot hear \"killme\", quitting\n",
-                 reason->c_str());
-    application().terminate(1);
+  env_.notifications.setConnectionLostHandler([this](const std::string& reason) {
+    // Until the main application is opened, the registration's outcome
+    // reports a lost bus.
+    if (!opened_) return;
+    env_.errorLine("VantorLauncher: lost the D-Bus session bus (" + reason +
+                   "); can no longer hear \"killme\", quitting");
+    quit(1);
+  });
+  // Opening waits for the registration, so that a "killme" the main
+  // application posts as soon as it starts cannot be missed.
+  env_.notifications.addObserver(
+      this, Plinth::makeSelector(this, &AppDelegate::terminate), "killme", mainIdentifier,
+      [this](const std::optional<std::string>& unavailableReason) { observerRegistered(unavailableReason); });
+}
+
+void AppDelegate::observerRegistered(const std::optional<std::string>& unavailableReason) {
+  opened_ = true;
+  const std::optional<int> pid = env_.workspace.launchApplication(mainURL_);
+  if (pid && env_.scopes != nullptr) {
+    // The scope is named after the bundle actually opened; a bundle without
+    // an identifier of its own goes by the one the launcher expects.
+    env_.scopes->moveToScope(*pid, Keel::Bundle(mainURL_).bundleIdentifier().value_or(mainIdentifier));
+  }
+  if (unavailableReason) {
+    env_.errorLine("VantorLauncher: " + *unavailableReason +
+                   "; opened the main application but cannot hear \"killme\", quitting");
+    quit(1);
+  } else if (killmeHeard_) {
+    quit(0);
   }
 }
 
-void AppDelegate::terminate() { application().terminate(0); }
+void AppDelegate::quit(int status) {
+  // A move still on its way would be lost with this process, and the main
+  // application would then stop with the launcher's service after all.
+  if (env_.scopes != nullptr) env_.scopes->waitForPendingMoves();
+  application().terminate(status);
+}
+
+void AppDelegate::terminate() {
+  // The bus may deliver "killme" between taking the registration and
+  // confirming it; the main application is still opened first.
+  if (!opened_) {
+    killmeHeard_ = true;
+    return;
+  }
+  quit(0);
+}
 
 }  // namespace VantorLauncher

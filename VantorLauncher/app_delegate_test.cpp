@@ -3,31 +3,61 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 namespace VantorLauncher {
 namespace {
 
+// What the fakes were asked to do, in order.
+using Log = std::vector<std::string>;
+
 struct FakeWorkspace : Plinth::Workspace {
+  explicit FakeWorkspace(Log& l) : log(l) {}
+  Log& log;
   std::vector<Plinth::RunningApplication> running;
   std::vector<std::filesystem::path> opened;
+  std::optional<int> startedPid;
   std::vector<Plinth::RunningApplication> runningApplications() const override { return running; }
-  void openApplication(const std::filesystem::path& url) override { opened.push_back(url); }
+  void openApplication(const std::filesystem::path& url) override {
+    log.push_back("open");
+    opened.push_back(url);
+  }
+  std::optional<int> launchApplication(const std::filesystem::path& url) override {
+    openApplication(url);
+    return startedPid;
+  }
 };
 
+struct FakeScopes : Plinth::SessionScopes {
+  explicit FakeScopes(Log& l) : log(l) {}
+  Log& log;
+  void moveToScope(int pid, const std::string& id) override { log.push_back("scope " + id + " " + std::to_string(pid)); }
+  void waitForPendingMoves() override { log.push_back("wait"); }
+};
+
+// Registrations are confirmed only when the test says the bus has answered.
 struct FakeCenter : Plinth::DistributedNotificationCenter {
+  explicit FakeCenter(Log& l) : log(l) {}
   struct Observer {
     const void* observer;
     Selector selector;
     std::string name;
     std::optional<std::string> object;
   };
+  Log& log;
   std::vector<Observer> observers;
-  std::optional<std::string> unavailable;
+  std::vector<Registered> unconfirmed;
   std::function<void(const std::string&)> lost;
 
   void addObserver(const void* o, Selector s, const std::string& n, const std::optional<std::string>& obj) override {
     observers.push_back({o, std::move(s), n, obj});
+  }
+  void addObserver(const void* o, Selector s, const std::string& n, const std::optional<std::string>& obj,
+                   Registered registered) override {
+    log.push_back("observe " + n);
+    addObserver(o, std::move(s), n, obj);
+    unconfirmed.push_back(std::move(registered));
   }
   void removeObserver(const void* o, const std::string& n) override {
     std::erase_if(observers, [&](const Observer& x) { return x.observer == o && x.name == n; });
@@ -38,8 +68,13 @@ struct FakeCenter : Plinth::DistributedNotificationCenter {
       if (x.name == n && (!x.object || x.object == obj)) x.selector({n, obj});
     }
   }
-  std::optional<std::string> unavailableReason() override { return unavailable; }
+  std::optional<std::string> unavailableReason() override { return std::nullopt; }
   void setConnectionLostHandler(std::function<void(const std::string&)> h) override { lost = std::move(h); }
+
+  // The bus answers every registration so far (with a reason: it cannot).
+  void answer(const std::optional<std::string>& unavailableReason = std::nullopt) {
+    for (auto& registered : std::exchange(unconfirmed, {})) registered(unavailableReason);
+  }
 };
 
 struct FakeApplication : Plinth::Application {
@@ -51,13 +86,17 @@ Plinth::RunningApplication app(int pid, std::optional<std::string> id) { return 
 
 class AppDelegateTest : public ::testing::Test {
  protected:
-  FakeWorkspace workspace;
-  FakeCenter center;
+  Log log;
+  FakeWorkspace workspace{log};
+  FakeCenter center{log};
   FakeApplication application;
+  FakeScopes scopes{log};
+  std::vector<std::string> errorLines;
   std::optional<std::string> bundlePath = "/Applications/Vantor.app/Contents/Library/LoginItems/VantorLauncher.app";
 
-  AppDelegate makeDelegate(Plinth::Application* a) {
-    return AppDelegate({a, workspace, center, [this] { return bundlePath; }});
+  AppDelegate makeDelegate(Plinth::Application* a, Plinth::SessionScopes* s = nullptr) {
+    return AppDelegate({a, workspace, center, [this] { return bundlePath; },
+                        [this](const std::string& line) { errorLines.push_back(line); }, s});
   }
 };
 
@@ -66,16 +105,25 @@ TEST_F(AppDelegateTest, AlreadyRunningTerminatesAtOnceWithoutObservingOrOpening)
   AppDelegate delegate = makeDelegate(&application);
   delegate.applicationDidFinishLaunching();
   EXPECT_EQ(application.terminations, std::vector<int>{0});
-  EXPECT_TRUE(center.observers.empty());
-  EXPECT_TRUE(workspace.opened.empty());
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(AppDelegateTest, OpensOnlyOnceTheBusHasConfirmedTheKillmeObserver) {
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  EXPECT_EQ(log, Log{"observe killme"});
+  center.answer();
+  EXPECT_EQ(log, (Log{"observe killme", "open"}));
+  EXPECT_TRUE(application.terminations.empty());
+  EXPECT_TRUE(errorLines.empty());
 }
 
 TEST_F(AppDelegateTest, NotRunningOpensMainApplicationAndQuitsOnlyOnKillmeFromIt) {
   workspace.running = {app(1, std::nullopt), app(2, "com.brenwick.other")};
   AppDelegate delegate = makeDelegate(&application);
   delegate.applicationDidFinishLaunching();
+  center.answer();
   EXPECT_EQ(workspace.opened, std::vector<std::filesystem::path>{"/Applications/Vantor.app"});
-  EXPECT_TRUE(application.terminations.empty());
 
   center.post("killme", "com.brenwick.other");
   center.post("killme", std::nullopt);
@@ -86,11 +134,22 @@ TEST_F(AppDelegateTest, NotRunningOpensMainApplicationAndQuitsOnlyOnKillmeFromIt
   EXPECT_EQ(application.terminations, std::vector<int>{0});
 }
 
+TEST_F(AppDelegateTest, KillmeHeardBeforeTheConfirmationStillOpensFirst) {
+  AppDelegate delegate = makeDelegate(&application);
+  delegate.applicationDidFinishLaunching();
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_TRUE(application.terminations.empty());
+  center.answer();
+  EXPECT_EQ(log, (Log{"observe killme", "open"}));
+  EXPECT_EQ(application.terminations, std::vector<int>{0});
+}
+
 TEST_F(AppDelegateTest, IdentifierMatchingIsCaseSensitiveAndWhole) {
   workspace.running = {app(3, "com.brenwick.Vantor"), app(4, "com.brenwick.vantor.helper"),
                        app(5, " com.brenwick.vantor")};
   AppDelegate delegate = makeDelegate(&application);
   delegate.applicationDidFinishLaunching();
+  center.answer();
   EXPECT_EQ(workspace.opened.size(), 1u);
   EXPECT_TRUE(application.terminations.empty());
 }
@@ -105,24 +164,47 @@ TEST_F(AppDelegateTest, ObservesWithTheConfiguredIdentifier) {
   EXPECT_EQ(center.observers[0].observer, &delegate);
 }
 
-TEST_F(AppDelegateTest, WithoutSessionBusStillOpensThenFails) {
-  center.unavailable = "no D-Bus session bus: Cannot autolaunch D-Bus without X11 $DISPLAY";
+TEST_F(AppDelegateTest, AnAbsentOrSilentBusStillOpensThenFailsWithOneLine) {
+  const std::string reason = "the D-Bus session bus at unix:path=/x did not answer within 3 s";
   AppDelegate delegate = makeDelegate(&application);
-  testing::internal::CaptureStderr();
   delegate.applicationDidFinishLaunching();
-  const std::string err = testing::internal::GetCapturedStderr();
-  EXPECT_EQ(workspace.opened.size(), 1u);
+  // A bus lost before answering is reported by the registration alone.
+  center.lost("Underlying GIOStream returned 0 bytes");
+  center.answer(reason);
+  EXPECT_EQ(log, (Log{"observe killme", "open"}));
   EXPECT_EQ(application.terminations, std::vector<int>{1});
-  EXPECT_NE(err.find("session bus"), std::string::npos) << err;
+  ASSERT_EQ(errorLines.size(), 1u);
+  EXPECT_NE(errorLines[0].find(reason), std::string::npos) << errorLines[0];
 }
 
 TEST_F(AppDelegateTest, LosingTheBusWhileWaitingTerminatesWithFailure) {
   AppDelegate delegate = makeDelegate(&application);
   delegate.applicationDidFinishLaunching();
+  center.answer();
   ASSERT_TRUE(center.lost);
-  testing::internal::CaptureStderr();
   center.lost("Underlying GIOStream returned 0 bytes");
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("session bus"), std::string::npos);
+  ASSERT_EQ(errorLines.size(), 1u);
+  EXPECT_NE(errorLines[0].find("lost the D-Bus session bus"), std::string::npos);
+  EXPECT_EQ(application.terminations, std::vector<int>{1});
+}
+
+TEST_F(AppDelegateTest, TheStartedMainApplicationIsMovedToAScopeAndSettledBeforeQuitting) {
+  workspace.startedPid = 4242;
+  AppDelegate delegate = makeDelegate(&application, &scopes);
+  delegate.applicationDidFinishLaunching();
+  center.answer();
+  // No Info.plist at the fake bundle path: the expected identifier names it.
+  EXPECT_EQ(log, (Log{"observe killme", "open", "scope com.brenwick.vantor 4242"}));
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_EQ(log.back(), "wait");
+  EXPECT_EQ(application.terminations, std::vector<int>{0});
+}
+
+TEST_F(AppDelegateTest, NoScopeForAnOpenWithoutAPidAndStillQuitsOnAnAbsentBus) {
+  AppDelegate delegate = makeDelegate(&application, &scopes);
+  delegate.applicationDidFinishLaunching();
+  center.answer("no bus");
+  EXPECT_EQ(log, (Log{"observe killme", "open", "wait"}));
   EXPECT_EQ(application.terminations, std::vector<int>{1});
 }
 
@@ -143,7 +225,7 @@ TEST(MainApplicationURLDeathTest, FewerThanFourComponentsStopTheProcess) {
   EXPECT_DEATH((void)AppDelegate::mainApplicationURL(""), "fewer than four components");
 }
 
-TEST_F(AppDelegateTest, ShortBundlePathStopsAfterObserving) {
+TEST_F(AppDelegateTest, ShortBundlePathStopsTheProcess) {
   bundlePath = "/a/b";
   AppDelegate delegate = makeDelegate(&application);
   EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "fewer than four components");

@@ -1,8 +1,11 @@
 // The real launcher binary, installed inside a sample main application's
 // bundle in a temporary folder, against a private session bus.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -11,6 +14,7 @@
 #include "testing/child_process.h"
 #include "testing/launcher_tree.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
 #include "testing/temp_dir.h"
 
 namespace {
@@ -22,6 +26,25 @@ using Vantor::Testing::processesRunning;
 using Vantor::Testing::waitUntil;
 
 constexpr auto kTimeout = 20s;
+namespace fs = std::filesystem;
+
+// True once `pid` handles `signal` itself: the launcher's loop is set up.
+bool catches(int pid, int signal) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("SigCgt:")) return (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1)) & 1;
+  }
+  return false;
+}
+
+// True while `pid` has a socket open: the launcher is reaching for its bus.
+bool hasSocket(int pid) {
+  std::error_code error;
+  for (const auto& fd : fs::directory_iterator("/proc/" + std::to_string(pid) + "/fd", error)) {
+    if (fs::read_symlink(fd.path(), error).string().starts_with("socket:")) return true;
+  }
+  return false;
+}
 
 class LauncherEndToEnd : public ::testing::Test {
  protected:
@@ -49,6 +72,18 @@ class LauncherEndToEnd : public ::testing::Test {
     EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
     std::filesystem::remove(tree.startedFile());
     return main;
+  }
+
+  // Posts "killme" until the launcher ends: it hears it once registered.
+  std::optional<int> killmeUntilExit(ChildProcess& launcher) {
+    std::optional<int> status;
+    waitUntil(
+        [&] {
+          center.post("killme", "com.brenwick.vantor");
+          return (status = launcher.waitForExit(20ms)).has_value();
+        },
+        kTimeout);
+    return status;
   }
 
   std::string launcherStderr() const {
@@ -97,12 +132,13 @@ TEST_F(LauncherEndToEnd, KillmeWithAnotherObjectOrNoneLeavesItRunning) {
   EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
 }
 
-TEST_F(LauncherEndToEnd, MainApplicationPostingKillmeEndsTheLauncher) {
-  LauncherTree posting(dir.path() / "posting", {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 100});
+TEST_F(LauncherEndToEnd, MainApplicationPostingKillmeAtOnceEndsTheLauncher) {
+  // The sample posts first thing in main(): the launcher must already listen.
+  LauncherTree posting(dir.path() / "posting", {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 0});
   auto launcher = std::make_unique<ChildProcess>(Vantor::Testing::ChildOptions{
       {posting.launcherExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
   EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
-  ASSERT_TRUE(posting.started().has_value());
+  ASSERT_TRUE(waitUntil([&] { return posting.started().has_value(); }, kTimeout));
   kill(posting.started()->pid, SIGKILL);
 }
 
@@ -162,6 +198,108 @@ TEST_F(LauncherEndToEnd, KeepsWorkingWhenCopiedAwayFromTheBuildTree) {
   center.post("killme", "com.brenwick.vantor");
   EXPECT_EQ(launcher.waitForExit(kTimeout), 0);
   kill(moved.started()->pid, SIGKILL);
+}
+
+TEST_F(LauncherEndToEnd, ASilentBusCountsAsNoneOnceItsTimeIsUp) {
+  Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
+  auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
+  EXPECT_TRUE(silent.waitForClient(kTimeout));
+  EXPECT_EQ(launcher->waitForExit(kTimeout), 1);
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  const std::string err = launcherStderr();
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+  EXPECT_NE(err.find(silent.address() + " did not answer within 3 s"), std::string::npos) << err;
+}
+
+TEST_F(LauncherEndToEnd, EndRequestsWhileTheBusIsSilentEndItWithZero) {
+  Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
+  for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
+    ASSERT_TRUE(silent.waitForClient(kTimeout));
+    ASSERT_TRUE(waitUntil([&] { return catches(launcher->pid(), signal); }, kTimeout));
+    launcher->kill(signal);
+    EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << strsignal(signal);
+  }
+  EXPECT_FALSE(tree.started().has_value());
+}
+
+TEST_F(LauncherEndToEnd, AStoppedBusThatResumesInTimeIsWaitedFor) {
+  kill(bus.pid(), SIGSTOP);
+  auto launcher = startLauncher();
+  EXPECT_TRUE(waitUntil([&] { return hasSocket(launcher->pid()); }, kTimeout));
+  EXPECT_FALSE(tree.started().has_value());
+  kill(bus.pid(), SIGCONT);
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << launcherStderr();
+  EXPECT_EQ(launcherStderr(), "");
+}
+
+// A running program in a bundle whose Info.plist a plain read would wait on
+// for ever, read without end, or take as naming the main application.
+class HostileRunningBundle : public LauncherEndToEnd, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(HostileRunningBundle, DoesNotHoldUpTheDecision) {
+  otherExecutable = Vantor::Testing::makeBundle({dir.path() / "Other.app", "org.example.other", "/usr/bin/sleep"});
+  ChildProcess running({{otherExecutable.string(), "600"}});
+  ASSERT_TRUE(waitUntil([&] { return !processesRunning(otherExecutable).empty(); }, kTimeout));
+  const fs::path info = dir.path() / "Other.app" / "Contents" / "Info.plist";
+  fs::remove(info);
+  if (GetParam() == "fifo") {
+    ASSERT_EQ(mkfifo(info.c_str(), 0644), 0);
+  } else if (GetParam() == "dev-zero") {
+    fs::create_symlink("/dev/zero", info);
+  } else {
+    std::ofstream(info) << "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleIdentifier</key>"
+                        << "<string>com.brenwick.vantor</string>" << std::string(2 << 20, ' ') << "</dict></plist>";
+  }
+  auto launcher = startLauncher();
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  center.post("killme", "com.brenwick.vantor");
+  EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(InfoPlists, HostileRunningBundle, ::testing::Values("fifo", "dev-zero", "two-megabytes"));
+
+TEST_F(LauncherEndToEnd, FifoInfoPlistsInItsOwnBundlesLeaveItAnswerable) {
+  for (const fs::path& info : {tree.mainBundle() / "Contents" / "Info.plist",
+                               tree.launcherExecutable().parent_path().parent_path() / "Info.plist"}) {
+    fs::remove(info);
+    ASSERT_EQ(mkfifo(info.c_str(), 0644), 0);
+  }
+  auto heard = startLauncher();
+  EXPECT_EQ(killmeUntilExit(*heard), 0);
+  auto ended = startLauncher();
+  ASSERT_TRUE(waitUntil([&] { return catches(ended->pid(), SIGTERM); }, kTimeout));
+  ended->kill(SIGTERM);
+  EXPECT_EQ(ended->waitForExit(kTimeout), 0);
+}
+
+TEST_F(LauncherEndToEnd, ExecutablesOutsideContentsMacOSAreNeverRun) {
+  // Each target would leave a marker if it ran.
+  const auto target = [&](const fs::path& path) {
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << "#!/bin/sh\ntouch " << dir.path() / "ran" << "\n";
+    fs::permissions(path, fs::perms::owner_all);
+  };
+  const fs::path root = dir.path() / "trees";
+  target(root / "outside.sh");
+  target(dir.path() / "bin" / "sh");
+  target(dir.path() / "absolute.sh");
+  int trees = 0;
+  for (const std::string& executable : std::vector<std::string>{
+           "../../../outside.sh", "../../../../bin/sh", (dir.path() / "absolute.sh").string(), "", "Linked"}) {
+    LauncherTree escaping(root / std::to_string(trees++), {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY});
+    const fs::path contents = escaping.mainBundle() / "Contents";
+    std::ofstream(contents / "Info.plist", std::ios::trunc) << Vantor::Testing::infoPlist(
+        {{"CFBundleIdentifier", "com.brenwick.vantor"}, {"CFBundleExecutable", executable}}, false);
+    fs::create_symlink(root / "outside.sh", contents / "MacOS" / "Linked");
+    ChildProcess launcher({{escaping.launcherExecutable().string()},
+                           {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}, {}, dir.path() / "launcher.stderr"});
+    EXPECT_EQ(killmeUntilExit(launcher), 0) << executable;
+    EXPECT_EQ(launcherStderr(), "") << executable;
+  }
+  EXPECT_FALSE(waitUntil([&] { return fs::exists(dir.path() / "ran"); }, 300ms));
 }
 
 }  // namespace

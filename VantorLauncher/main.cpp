@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
         []() -> std::optional<std::string> {
           if (auto bundle = Keel::Bundle::main()) return bundle->bundlePath().string();
           return std::nullopt;
-        }});
+        },
+        VantorLauncher::writeToStandardError, &Plinth::SessionScopes::shared()});
   });
 }

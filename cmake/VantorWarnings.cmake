@@ -3,7 +3,7 @@ add_library(vantor_warnings INTERFACE)
 target_compile_options(vantor_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
   -Wcast-align -Woverloaded-virtual -Wformat=2
-  -Wimplicit-fallthrough)
+  -Wimplicit-fallthrough -Wconversion -Wsign-conversion)
 # GCC 12 reports -Wrestrict inside libstdc++'s std::string at -O3 where no
 # overlap can happen (GCC bug 105329); the warning is noise there.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

@@ -6,14 +6,18 @@ set -euo pipefail
 packages=(
   # toolchain
   cmake ninja-build g++ clang pkg-config libclang-rt-14-dev
+  # packaging: CPack's Debian generator reads shared-library dependencies
+  dpkg-dev file
   # test and benchmark frameworks
   libgtest-dev libgmock-dev libbenchmark-dev
   # libraries the code links
   libglib2.0-dev libicu-dev libcurl4-openssl-dev ca-certificates
-  libplist-dev zlib1g-dev libsimdjson-dev
+  libplist-dev libexpat1-dev zlib1g-dev libsimdjson-dev
   # run-time data and tools the tests and demo drive for real
   dbus-daemon dbus-bin libglib2.0-bin shared-mime-info hicolor-icon-theme
   python3 python3-dbusmock libcpp-httplib-dev procps gzip iproute2 util-linux
+  # checks the autostart entries vantor-login-item writes
+  desktop-file-utils
 )
 
 missing=()

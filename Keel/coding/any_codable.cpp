@@ -65,14 +65,14 @@ bool normalizeOwned(AnyValue& node, std::size_t depth) {
 // Encodes a value of a tree without copying it into an AnyEncodable.
 struct ValueRef {
   const AnyValue* value;
-  Status encode(Encoder& encoder) const { return encodeAnyValue(*value, encoder); }
+  CodingStatus encode(Encoder& encoder) const { return encodeAnyValue(*value, encoder); }
 };
 
 CodingError cannotEncode(const AnyValue& value, const Encoder& encoder, std::string description) {
   return {CodingError::Kind::invalidValue, encoder.codingPath(), std::move(description), value};
 }
 
-Status encodeBoxed(const BoxedNumber& boxed, const AnyValue& value, Encoder& encoder) {
+CodingStatus encodeBoxed(const BoxedNumber& boxed, const AnyValue& value, Encoder& encoder) {
   const auto container = encoder.singleValueContainer();
   // The integer as stored; the type code then decides through which width it
   // is read, so out-of-range values wrap as a narrowing read would.
@@ -109,7 +109,7 @@ Status encodeBoxed(const BoxedNumber& boxed, const AnyValue& value, Encoder& enc
 
 }  // namespace
 
-Result<AnyValue> decodeAnyValue(Decoder& decoder) {
+CodingResult<AnyValue> decodeAnyValue(Decoder& decoder) {
   const SingleValueDecodingContainer single = decoder.singleValueContainer();
   if (single.decodeNil()) return AnyValue();
   if (auto b = single.tryBool()) return AnyValue(*b);
@@ -155,7 +155,7 @@ Result<AnyValue> decodeAnyValue(Decoder& decoder) {
   return cannotDecode(decoder);
 }
 
-Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
+CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder) {
   using K = AnyValue::Kind;
   const auto single = encoder.singleValueContainer();
   switch (value.kind()) {
@@ -184,7 +184,7 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       auto container = encoder.unkeyedContainer();
       container.reserve(array.size());
       for (const AnyValue& element : array) {
-        if (Status s = container.encode(ValueRef{&element}); !s) return s;
+        if (CodingStatus s = container.encode(ValueRef{&element}); !s) return s;
       }
       return {};
     }
@@ -193,7 +193,7 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       auto container = encoder.container();
       container.reserve(dictionary.size());
       for (const auto& [key, element] : dictionary) {
-        if (Status s = container.encode(key, ValueRef{&element}); !s) return s;
+        if (CodingStatus s = container.encode(key, ValueRef{&element}); !s) return s;
       }
       return {};
     }
@@ -209,7 +209,7 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       auto container = encoder.container();
       container.reserve(dictionary.size());
       for (const auto& [key, element] : dictionary) {
-        if (Status s = container.encode(key.as<std::string>(), ValueRef{&element}); !s) return s;
+        if (CodingStatus s = container.encode(key.as<std::string>(), ValueRef{&element}); !s) return s;
       }
       return {};
     }
@@ -218,13 +218,13 @@ Status encodeAnyValue(const AnyValue& value, Encoder& encoder) {
   return cannotEncode(value, encoder, "AnyEncodable value cannot be encoded");
 }
 
-Result<AnyDecodable> AnyDecodable::decode(Decoder& decoder) {
+CodingResult<AnyDecodable> AnyDecodable::decode(Decoder& decoder) {
   auto value = decodeAnyValue(decoder);
   if (!value) return value.error();
   return AnyDecodable(std::move(value).value());
 }
 
-Result<AnyCodable> AnyCodable::decode(Decoder& decoder) {
+CodingResult<AnyCodable> AnyCodable::decode(Decoder& decoder) {
   auto value = decodeAnyValue(decoder);
   if (!value) return value.error();
   return AnyCodable(std::move(value).value());

@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
 
@@ -18,7 +18,7 @@ namespace Keel {
 // these rules), text-keyed dictionary (values by these rules). Anything else
 // (including a nested element that fails) is a dataCorrupted error at the
 // decoder's path, "AnyDecodable value cannot be decoded".
-[[nodiscard]] Result<AnyValue> decodeAnyValue(Decoder& decoder);
+[[nodiscard]] CodingResult<AnyValue> decodeAnyValue(Decoder& decoder);
 
 // Encodes `value`, testing its kind in this order: boxed number (by its type
 // code, see BoxedNumber), null, boolean / integers / floating point / text
@@ -27,7 +27,7 @@ namespace Keel {
 // invalidValue error at the encoder's path, "AnyEncodable value cannot be
 // encoded"; a boxed number with an unknown type code gives "NSNumber cannot be
 // encoded because its type is not handled". Nested errors come back unchanged.
-[[nodiscard]] Status encodeAnyValue(const AnyValue& value, Encoder& encoder);
+[[nodiscard]] CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder);
 
 namespace detail {
 // Construction shared by AnyEncodable and AnyCodable: from any value, and
@@ -54,7 +54,7 @@ class AnyDecodable {
   AnyDecodable() = default;
   explicit AnyDecodable(AnyValue v) : value(std::move(v)) {}
   // See decodeAnyValue.
-  static Result<AnyDecodable> decode(Decoder& decoder);
+  static CodingResult<AnyDecodable> decode(Decoder& decoder);
   friend bool operator==(const AnyDecodable&, const AnyDecodable&) = default;
 };
 
@@ -62,15 +62,15 @@ class AnyEncodable : public detail::AnyLiteral {
  public:
   using AnyLiteral::AnyLiteral;
   // See encodeAnyValue.
-  Status encode(Encoder& encoder) const { return encodeAnyValue(value, encoder); }
+  CodingStatus encode(Encoder& encoder) const { return encodeAnyValue(value, encoder); }
   friend bool operator==(const AnyEncodable& a, const AnyEncodable& b) { return a.value == b.value; }
 };
 
 class AnyCodable : public detail::AnyLiteral {
  public:
   using AnyLiteral::AnyLiteral;
-  static Result<AnyCodable> decode(Decoder& decoder);
-  Status encode(Encoder& encoder) const { return encodeAnyValue(value, encoder); }
+  static CodingResult<AnyCodable> decode(Decoder& decoder);
+  CodingStatus encode(Encoder& encoder) const { return encodeAnyValue(value, encoder); }
   friend bool operator==(const AnyCodable& a, const AnyCodable& b) { return a.value == b.value; }
 };
 

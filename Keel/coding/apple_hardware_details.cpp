@@ -32,7 +32,7 @@ std::optional<AppleHardwareDetails::CodingKeys> AppleHardwareDetails::codingKey(
 
 std::optional<int> AppleHardwareDetails::intValue(CodingKeys) { return std::nullopt; }
 
-Result<AppleHardwareDetails> AppleHardwareDetails::decode(Decoder& decoder) {
+CodingResult<AppleHardwareDetails> AppleHardwareDetails::decode(Decoder& decoder) {
   auto container = decoder.container();
   if (!container) return container.error();
   AppleHardwareDetails details;
@@ -47,13 +47,13 @@ Result<AppleHardwareDetails> AppleHardwareDetails::decode(Decoder& decoder) {
   return details;
 }
 
-Status AppleHardwareDetails::encode(Encoder& encoder) const {
+CodingStatus AppleHardwareDetails::encode(Encoder& encoder) const {
   auto container = encoder.container();
   for (auto [key, field] : {std::pair{CodingKeys::processor, &processor},
                             std::pair{CodingKeys::description, &description},
                             std::pair{CodingKeys::marketingModel, &marketingModel},
                             std::pair{CodingKeys::model, &model}}) {
-    if (Status s = container.encodeIfPresent(stringValue(key), *field); !s) return s;
+    if (CodingStatus s = container.encodeIfPresent(stringValue(key), *field); !s) return s;
   }
   return {};
 }

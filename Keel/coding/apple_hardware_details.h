@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
 
@@ -32,9 +32,9 @@ struct AppleHardwareDetails {
   // Reads each field as optional text (an absent key or null leaves it
   // absent); a present value that is not text is a typeMismatch error, a
   // value that is not a dictionary too.
-  static Result<AppleHardwareDetails> decode(Decoder& decoder);
+  static CodingResult<AppleHardwareDetails> decode(Decoder& decoder);
   // Writes the present fields only.
-  Status encode(Encoder& encoder) const;
+  CodingStatus encode(Encoder& encoder) const;
 
   // Where the lookup reads from; every part can be replaced by tests.
   struct Sources {

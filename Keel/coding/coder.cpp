@@ -83,6 +83,11 @@ CodingError SingleValueDecodingContainer::mismatch(const char* expected) const {
           std::string("Expected to decode ") + expected + " but found " + kindName(*node_) + " instead."};
 }
 
+CodingError SingleValueDecodingContainer::doesNotFit(const char* kind, std::size_t bits) const {
+  return {CodingError::Kind::dataCorrupted, materialize(path_),
+          "Number " + describe(*node_) + " does not fit in " + kind + " of " + std::to_string(bits) + " bits."};
+}
+
 bool SingleValueDecodingContainer::decodeNil() const { return node_->isNull(); }
 
 std::optional<bool> SingleValueDecodingContainer::tryBool() const {
@@ -122,40 +127,40 @@ std::optional<std::string> SingleValueDecodingContainer::tryString() const {
   return std::nullopt;
 }
 
-Result<bool> SingleValueDecodingContainer::decodeBool() const {
+CodingResult<bool> SingleValueDecodingContainer::decodeBool() const {
   if (auto v = tryBool()) return *v;
   return mismatch("a boolean");
 }
 
-Result<std::int64_t> SingleValueDecodingContainer::decodeInt64() const {
+CodingResult<std::int64_t> SingleValueDecodingContainer::decodeInt64() const {
   if (auto v = tryInt64()) return *v;
   return mismatch("a signed 64-bit integer");
 }
 
-Result<std::uint64_t> SingleValueDecodingContainer::decodeUInt64() const {
+CodingResult<std::uint64_t> SingleValueDecodingContainer::decodeUInt64() const {
   if (auto v = tryUInt64()) return *v;
   return mismatch("an unsigned 64-bit integer");
 }
 
-Result<double> SingleValueDecodingContainer::decodeDouble() const {
+CodingResult<double> SingleValueDecodingContainer::decodeDouble() const {
   if (auto v = tryDouble()) return *v;
   return mismatch("a floating-point number");
 }
 
-Result<std::string> SingleValueDecodingContainer::decodeString() const {
+CodingResult<std::string> SingleValueDecodingContainer::decodeString() const {
   if (auto v = tryString()) return std::move(*v);
   return mismatch("a text");
 }
 
-Result<Date> SingleValueDecodingContainer::decodeDate() const {
+CodingResult<Date> SingleValueDecodingContainer::decodeDate() const {
   if (const Date* d = node_->getIf<Date>()) return *d;
   if (node_->getIf<double>() != nullptr || integerOf(*node_)) {
-    return Date{decodeDouble().value()};
+    return Date::withTimeIntervalSinceReferenceDate(decodeDouble().value());
   }
   return mismatch("a date");
 }
 
-Result<Data> SingleValueDecodingContainer::decodeData() const {
+CodingResult<Data> SingleValueDecodingContainer::decodeData() const {
   if (auto* d = node_->getIf<Data>()) {
     if (owns_) return std::move(*d);
     return *d;
@@ -163,14 +168,14 @@ Result<Data> SingleValueDecodingContainer::decodeData() const {
   return mismatch("data");
 }
 
-Result<KeyedDecodingContainer> Decoder::container() const {
+CodingResult<KeyedDecodingContainer> Decoder::container() const {
   if (node_->getIf<TextDictionary>() == nullptr) {
     return SingleValueDecodingContainer(node_, path_, owns_).mismatch("a dictionary");
   }
   return KeyedDecodingContainer(node_, path_, owns_);
 }
 
-Result<UnkeyedDecodingContainer> Decoder::unkeyedContainer() const {
+CodingResult<UnkeyedDecodingContainer> Decoder::unkeyedContainer() const {
   if (node_->getIf<AnyValue::Array>() == nullptr) {
     return SingleValueDecodingContainer(node_, path_, owns_).mismatch("an array");
   }
@@ -189,7 +194,7 @@ std::vector<std::string> KeyedDecodingContainer::allKeys() const {
 
 std::size_t UnkeyedDecodingContainer::count() const { return node_->as<AnyValue::Array>().size(); }
 
-Status SingleValueEncodingContainer::encodeNil() const {
+CodingStatus SingleValueEncodingContainer::encodeNil() const {
   *slot_ = AnyValue();
   return {};
 }
@@ -204,14 +209,14 @@ UnkeyedEncodingContainer Encoder::unkeyedContainer() const {
   return {slot_, path_};
 }
 
-Status KeyedEncodingContainer::encodeNil(std::string_view key) {
+CodingStatus KeyedEncodingContainer::encodeNil(std::string_view key) {
   slot_->as<TextDictionary>().insertOrAssign(std::string(key), AnyValue());
   return {};
 }
 
 void KeyedEncodingContainer::reserve(std::size_t n) { slot_->as<TextDictionary>().reserve(n); }
 
-Status UnkeyedEncodingContainer::encodeNil() {
+CodingStatus UnkeyedEncodingContainer::encodeNil() {
   slot_->as<AnyValue::Array>().emplace_back();
   return {};
 }

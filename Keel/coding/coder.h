@@ -3,13 +3,14 @@
 // (JSON, property lists) only turn bytes into trees and trees into bytes.
 //
 // A type takes part by providing
-//   static Keel::Result<T> decode(Keel::Decoder&);
-//   Keel::Status encode(Keel::Encoder&) const;
+//   static Keel::CodingResult<T> decode(Keel::Decoder&);
+//   Keel::CodingStatus encode(Keel::Encoder&) const;
 // Booleans, integers, floating point, std::string, Date, URL and Data are
 // built in.
 #pragma once
 
 #include <cstddef>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -19,7 +20,7 @@
 #include <utility>
 #include <vector>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coding_error.h"
 
 namespace Keel {
@@ -27,7 +28,7 @@ namespace Keel {
 // Trees nested deeper than this are refused (decoding: dataCorrupted,
 // encoding: invalidValue) so that no reader, writer or decoder recurses
 // without bound.
-inline constexpr std::size_t maxCodingDepth = 512;
+inline constexpr std::size_t maxCodingDepth = maxValueDepth;
 
 // One link of the path to the value being coded; lives on the stack of the
 // code that descends, so descending costs no allocation. Materialised into a
@@ -45,9 +46,9 @@ class Decoder;
 class Encoder;
 
 template <class T>
-struct Decoding;  // Decoding<T>::decode(Decoder&) -> Result<T>
+struct Decoding;  // Decoding<T>::decode(Decoder&) -> CodingResult<T>
 template <class T>
-struct Encoding;  // Encoding<T>::encode(const T&, Encoder&) -> Status
+struct Encoding;  // Encoding<T>::encode(const T&, Encoder&) -> CodingStatus
 
 // Reads one value of a tree.
 class SingleValueDecodingContainer {
@@ -58,13 +59,16 @@ class SingleValueDecodingContainer {
   // kind whose value fits; floating point: also integers), else a
   // typeMismatch error at this container's path. Integers written with a
   // fraction or exponent (3.0) are floating point, never integers.
-  Result<bool> decodeBool() const;
-  Result<std::int64_t> decodeInt64() const;
-  Result<std::uint64_t> decodeUInt64() const;
-  Result<double> decodeDouble() const;
+  CodingResult<bool> decodeBool() const;
+  CodingResult<std::int64_t> decodeInt64() const;
+  CodingResult<std::uint64_t> decodeUInt64() const;
+  CodingResult<double> decodeDouble() const;
   // Texts are moved out of a decoder that owns its tree (see Decoder).
-  Result<std::string> decodeString() const;
-  Result<Date> decodeDate() const;  // dates, or numbers as seconds since 2001
+  CodingResult<std::string> decodeString() const;
+  CodingResult<Date> decodeDate() const;  // dates, or numbers as seconds since 2001
+  // The dataCorrupted error for a number that does not fit in `bits` bits of
+  // `kind` ("a signed integer", ...), at this container's path.
+  [[nodiscard]] CodingError doesNotFit(const char* kind, std::size_t bits) const;
   // The same as the decode operations above, without building an error, for
   // callers that try several kinds in turn.
   [[nodiscard]] std::optional<bool> tryBool() const;
@@ -72,9 +76,9 @@ class SingleValueDecodingContainer {
   [[nodiscard]] std::optional<std::uint64_t> tryUInt64() const;
   [[nodiscard]] std::optional<double> tryDouble() const;
   [[nodiscard]] std::optional<std::string> tryString() const;
-  Result<Data> decodeData() const;
+  CodingResult<Data> decodeData() const;
   template <class T>
-  Result<T> decode() const;
+  CodingResult<T> decode() const;
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
 
  private:
@@ -94,10 +98,10 @@ class KeyedDecodingContainer {
   [[nodiscard]] std::vector<std::string> allKeys() const;
   // The value under `key`; keyNotFound when absent, other errors as T's.
   template <class T>
-  Result<T> decode(std::string_view key) const;
+  CodingResult<T> decode(std::string_view key) const;
   // Nothing when the key is absent or its value null; errors as T's.
   template <class T>
-  Result<std::optional<T>> decodeIfPresent(std::string_view key) const;
+  CodingResult<std::optional<T>> decodeIfPresent(std::string_view key) const;
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
 
  private:
@@ -118,7 +122,7 @@ class UnkeyedDecodingContainer {
   // The next element; a failure does not advance. Past the end: a
   // dataCorrupted error ("Unkeyed container is at end.").
   template <class T>
-  Result<T> decode();
+  CodingResult<T> decode();
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
 
  private:
@@ -153,9 +157,9 @@ class Decoder {
 
   [[nodiscard]] SingleValueDecodingContainer singleValueContainer() const { return {node_, path_, owns_}; }
   // typeMismatch when the value is not a text-keyed dictionary.
-  Result<KeyedDecodingContainer> container() const;
+  CodingResult<KeyedDecodingContainer> container() const;
   // typeMismatch when the value is not an array.
-  Result<UnkeyedDecodingContainer> unkeyedContainer() const;
+  CodingResult<UnkeyedDecodingContainer> unkeyedContainer() const;
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
   [[nodiscard]] const CodingPathLink* codingPathLink() const { return path_; }
   // The node itself when this decoder owns it (for decoders of untyped
@@ -173,11 +177,11 @@ class Decoder {
 // Writes one value.
 class SingleValueEncodingContainer {
  public:
-  Status encodeNil() const;
+  CodingStatus encodeNil() const;
   // Writes `value`: a built-in scalar keeps its exact width; other types
   // write themselves through their encode operation.
   template <class T>
-  Status encode(const T& value) const;
+  CodingStatus encode(const T& value) const;
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
 
  private:
@@ -191,13 +195,13 @@ class SingleValueEncodingContainer {
 class KeyedEncodingContainer {
  public:
   template <class T>
-  Status encode(std::string_view key, const T& value);
+  CodingStatus encode(std::string_view key, const T& value);
   // Writes nothing when `value` is absent.
   template <class T>
-  Status encodeIfPresent(std::string_view key, const std::optional<T>& value) {
-    return value ? encode(key, *value) : Status();
+  CodingStatus encodeIfPresent(std::string_view key, const std::optional<T>& value) {
+    return value ? encode(key, *value) : CodingStatus();
   }
-  Status encodeNil(std::string_view key);
+  CodingStatus encodeNil(std::string_view key);
   void reserve(std::size_t n);
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
 
@@ -212,8 +216,8 @@ class KeyedEncodingContainer {
 class UnkeyedEncodingContainer {
  public:
   template <class T>
-  Status encode(const T& value);
-  Status encodeNil();
+  CodingStatus encode(const T& value);
+  CodingStatus encodeNil();
   void reserve(std::size_t n);
   [[nodiscard]] std::size_t count() const;
   [[nodiscard]] CodingPath codingPath() const { return materialize(path_); }
@@ -261,39 +265,72 @@ concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string
 // Built-in decodings.
 template <class T>
 struct Decoding {
-  static Result<T> decode(Decoder& decoder) { return T::decode(decoder); }
+  static CodingResult<T> decode(Decoder& decoder) { return T::decode(decoder); }
 };
 template <>
 struct Decoding<bool> {
-  static Result<bool> decode(Decoder& d) { return d.singleValueContainer().decodeBool(); }
+  static CodingResult<bool> decode(Decoder& d) { return d.singleValueContainer().decodeBool(); }
 };
 template <>
 struct Decoding<std::int64_t> {
-  static Result<std::int64_t> decode(Decoder& d) { return d.singleValueContainer().decodeInt64(); }
+  static CodingResult<std::int64_t> decode(Decoder& d) { return d.singleValueContainer().decodeInt64(); }
 };
 template <>
 struct Decoding<std::uint64_t> {
-  static Result<std::uint64_t> decode(Decoder& d) { return d.singleValueContainer().decodeUInt64(); }
+  static CodingResult<std::uint64_t> decode(Decoder& d) { return d.singleValueContainer().decodeUInt64(); }
+};
+// Integers of every other width (and long long where std::int64_t is long)
+// read through the 64-bit form of their signedness; a value that does not fit
+// is a dataCorrupted error, never a silent truncation.
+template <class T>
+  requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, std::int64_t> &&
+           !std::is_same_v<T, std::uint64_t>)
+struct Decoding<T> {
+  static CodingResult<T> decode(Decoder& d) {
+    const SingleValueDecodingContainer single = d.singleValueContainer();
+    auto wide = [&] {
+      if constexpr (std::is_signed_v<T>) return single.decodeInt64();
+      else return single.decodeUInt64();
+    }();
+    if (!wide) return wide.error();
+    if (!std::in_range<T>(wide.value())) {
+      return single.doesNotFit(std::is_signed_v<T> ? "a signed integer" : "an unsigned integer", sizeof(T) * 8);
+    }
+    return static_cast<T>(wide.value());
+  }
+};
+template <>
+struct Decoding<float> {
+  static CodingResult<float> decode(Decoder& d) {
+    const SingleValueDecodingContainer single = d.singleValueContainer();
+    CodingResult<double> wide = single.decodeDouble();
+    if (!wide) return wide.error();
+    const double v = wide.value();
+    if (std::isfinite(v) && std::fabs(v) > std::numeric_limits<float>::max()) {
+      return single.doesNotFit("a floating-point number", 32);
+    }
+    return static_cast<float>(v);
+  }
 };
 template <>
 struct Decoding<double> {
-  static Result<double> decode(Decoder& d) { return d.singleValueContainer().decodeDouble(); }
+  static CodingResult<double> decode(Decoder& d) { return d.singleValueContainer().decodeDouble(); }
 };
 template <>
 struct Decoding<std::string> {
-  static Result<std::string> decode(Decoder& d) { return d.singleValueContainer().decodeString(); }
+  static CodingResult<std::string> decode(Decoder& d) { return d.singleValueContainer().decodeString(); }
 };
 template <>
 struct Decoding<Date> {
-  static Result<Date> decode(Decoder& d) { return d.singleValueContainer().decodeDate(); }
+  static CodingResult<Date> decode(Decoder& d) { return d.singleValueContainer().decodeDate(); }
 };
 template <>
 struct Decoding<Data> {
-  static Result<Data> decode(Decoder& d) { return d.singleValueContainer().decodeData(); }
+  static CodingResult<Data> decode(Decoder& d) { return d.singleValueContainer().decodeData(); }
 };
 template <class E>
 struct Decoding<std::vector<E>> {
-  static Result<std::vector<E>> decode(Decoder& d) {
+  static CodingResult<std::vector<E>> decode(Decoder& d) {
     auto container = d.unkeyedContainer();
     if (!container) return container.error();
     std::vector<E> out;
@@ -309,7 +346,7 @@ struct Decoding<std::vector<E>> {
 
 template <class T>
 struct Encoding {
-  static Status encode(const T& value, Encoder& encoder) {
+  static CodingStatus encode(const T& value, Encoder& encoder) {
     if constexpr (detail::BuiltInScalar<T>) {
       return encoder.singleValueContainer().encode(value);
     } else {
@@ -319,24 +356,24 @@ struct Encoding {
 };
 template <class E>
 struct Encoding<std::vector<E>> {
-  static Status encode(const std::vector<E>& values, Encoder& encoder) {
+  static CodingStatus encode(const std::vector<E>& values, Encoder& encoder) {
     auto container = encoder.unkeyedContainer();
     container.reserve(values.size());
     for (const auto& v : values) {
-      if (Status s = container.encode(v); !s) return s;
+      if (CodingStatus s = container.encode(v); !s) return s;
     }
     return {};
   }
 };
 
 template <class T>
-Result<T> SingleValueDecodingContainer::decode() const {
+CodingResult<T> SingleValueDecodingContainer::decode() const {
   Decoder decoder(*node_, path_, owns_);
   return Decoding<T>::decode(decoder);
 }
 
 template <class T>
-Result<T> KeyedDecodingContainer::decode(std::string_view key) const {
+CodingResult<T> KeyedDecodingContainer::decode(std::string_view key) const {
   AnyValue* child = node_->as<TextDictionary>().find(key);
   if (child == nullptr) return detail::keyNotFound(path_, key);
   const CodingPathLink link = detail::childLink(path_, key);
@@ -346,7 +383,7 @@ Result<T> KeyedDecodingContainer::decode(std::string_view key) const {
 }
 
 template <class T>
-Result<std::optional<T>> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
+CodingResult<std::optional<T>> KeyedDecodingContainer::decodeIfPresent(std::string_view key) const {
   const AnyValue* child = node_->as<TextDictionary>().find(key);
   if (child == nullptr || child->isNull()) return std::optional<T>();
   auto value = decode<T>(key);
@@ -355,7 +392,7 @@ Result<std::optional<T>> KeyedDecodingContainer::decodeIfPresent(std::string_vie
 }
 
 template <class T>
-Result<T> UnkeyedDecodingContainer::decode() {
+CodingResult<T> UnkeyedDecodingContainer::decode() {
   auto& array = node_->as<AnyValue::Array>();
   if (currentIndex_ >= array.size()) return detail::atEnd(path_);
   const CodingPathLink link = detail::childLink(path_, currentIndex_);
@@ -367,7 +404,7 @@ Result<T> UnkeyedDecodingContainer::decode() {
 }
 
 template <class T>
-Status SingleValueEncodingContainer::encode(const T& value) const {
+CodingStatus SingleValueEncodingContainer::encode(const T& value) const {
   if constexpr (detail::BuiltInScalar<T>) {
     *slot_ = AnyValue(value);
     return {};
@@ -378,7 +415,7 @@ Status SingleValueEncodingContainer::encode(const T& value) const {
 }
 
 template <class T>
-Status KeyedEncodingContainer::encode(std::string_view key, const T& value) {
+CodingStatus KeyedEncodingContainer::encode(std::string_view key, const T& value) {
   const CodingPathLink link = detail::childLink(path_, key);
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, false);
   auto& dictionary = slot_->as<TextDictionary>();
@@ -394,13 +431,13 @@ Status KeyedEncodingContainer::encode(std::string_view key, const T& value) {
 }
 
 template <class T>
-Status UnkeyedEncodingContainer::encode(const T& value) {
+CodingStatus UnkeyedEncodingContainer::encode(const T& value) {
   auto& array = slot_->as<AnyValue::Array>();
   const CodingPathLink link = detail::childLink(path_, array.size());
   if (link.depth > maxCodingDepth) return detail::tooDeep(&link, false);
   array.emplace_back();
   Encoder encoder(array.back(), &link);
-  Status status = Encoding<T>::encode(value, encoder);
+  CodingStatus status = Encoding<T>::encode(value, encoder);
   return status;
 }
 

@@ -33,14 +33,14 @@ std::string CodingError::text() const {
   return std::string(codingErrorKindName(kind)) + " at " + (path.empty() ? "<root>" : path) + ": " + description;
 }
 
-const CodingError& Status::error() const {
-  if (!failed_) detail::badResultAccess(false);
-  return error_;
+const CodingError& CodingStatus::error() const {
+  if (!error_) detail::badResultAccess(false);
+  return *error_;
 }
 
 namespace detail {
 void badResultAccess(bool wantedValue) {
-  fatalError(wantedValue ? "Result: value read from a failed result" : "Result: error read from a successful result");
+  fatalError(wantedValue ? "CodingResult: value read from a failed result" : "CodingResult: error read from a successful result");
 }
 }  // namespace detail
 

@@ -1,15 +1,16 @@
 // Errors of the coding framework (what failed, where in the document, why) and
-// the Result type that carries them instead of exceptions.
+// the CodingResult type that carries them instead of exceptions.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 #include <vector>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 
 namespace Keel {
 
@@ -62,10 +63,10 @@ namespace detail {
 // value of a failed result (or the error of a successful one) is a programming
 // error that stops the process.
 template <class T>
-class [[nodiscard]] Result {
+class [[nodiscard]] CodingResult {
  public:
-  Result(T value) : storage_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit by design
-  Result(CodingError error) : storage_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
+  CodingResult(T value) : storage_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit by design
+  CodingResult(CodingError error) : storage_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
 
   [[nodiscard]] bool ok() const { return storage_.index() == 0; }
   explicit operator bool() const { return ok(); }
@@ -91,18 +92,31 @@ class [[nodiscard]] Result {
 };
 
 // Success or the coding error: the result of operations that produce nothing.
-class [[nodiscard]] Status {
+// Success is one null pointer, so returning it from every encoded node costs a
+// word; only a failure allocates.
+class [[nodiscard]] CodingStatus {
  public:
-  Status() = default;
-  Status(CodingError error) : error_(std::move(error)), failed_(true) {}  // NOLINT: implicit by design
-  [[nodiscard]] bool ok() const { return !failed_; }
+  CodingStatus() = default;
+  CodingStatus(CodingError error)  // NOLINT: implicit by design
+      : error_(std::make_unique<CodingError>(std::move(error))) {}
+  CodingStatus(const CodingStatus& other)
+      : error_(other.error_ ? std::make_unique<CodingError>(*other.error_) : nullptr) {}
+  CodingStatus(CodingStatus&&) noexcept = default;
+  CodingStatus& operator=(CodingStatus other) noexcept {
+    error_ = std::move(other.error_);
+    return *this;
+  }
+  ~CodingStatus() = default;
+
+  [[nodiscard]] bool ok() const { return error_ == nullptr; }
   explicit operator bool() const { return ok(); }
   // The error; a programming error (fatal) when the status is success.
   [[nodiscard]] const CodingError& error() const;
 
  private:
-  CodingError error_;
-  bool failed_ = false;
+  std::unique_ptr<CodingError> error_;
 };
+
+static_assert(sizeof(CodingStatus) == sizeof(void*));
 
 }  // namespace Keel

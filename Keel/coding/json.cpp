@@ -13,7 +13,6 @@
 namespace Keel::JSON {
 namespace {
 
-constexpr double referenceDateSince1970 = 978307200.0;
 
 simdjson::dom::parser makeParser() {
   simdjson::dom::parser parser;
@@ -68,7 +67,7 @@ void build(simdjson::dom::element element, AnyValue& into) {
 
 }  // namespace
 
-Result<AnyValue> parse(std::string_view bytes) {
+CodingResult<AnyValue> parse(std::string_view bytes) {
   simdjson::dom::parser& parser = threadParser();
   simdjson::dom::element root;
   const simdjson::error_code error = parser.parse(bytes.data(), bytes.size()).get(root);
@@ -79,7 +78,7 @@ Result<AnyValue> parse(std::string_view bytes) {
                              : simdjson::error_message(error);
     return CodingError{CodingError::Kind::dataCorrupted, {}, "The given data was not valid JSON: " + reason};
   }
-  Result<AnyValue> tree{AnyValue()};
+  CodingResult<AnyValue> tree{AnyValue()};
   build(root, tree.value());
   if (parser.capacity() > keptParserCapacity) parser = makeParser();
   return tree;
@@ -96,7 +95,7 @@ class Writer {
  public:
   explicit Writer(const WriteOptions& options) : options_(options) {}
 
-  Status value(const AnyValue& v, const CodingPathLink* path) {
+  CodingStatus value(const AnyValue& v, const CodingPathLink* path) {
     using K = AnyValue::Kind;
     if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
@@ -115,9 +114,9 @@ class Writer {
       case K::text: return text(v.as<std::string>(), path);
       case K::url: return text(urlText(v), path);
       case K::date: {
-        const double seconds = v.as<Date>().secondsSinceReferenceDate;
-        return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? seconds + referenceDateSince1970
-                                                                                : seconds,
+        const Date& date = v.as<Date>();
+        return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? date.timeIntervalSince1970()
+                                                                                : date.timeIntervalSinceReferenceDate(),
                         path);
       }
       case K::array: {
@@ -126,7 +125,7 @@ class Writer {
         for (std::size_t i = 0; i < array.size(); ++i) {
           if (i != 0) out_ += ',';
           const CodingPathLink link = detail::childLink(path, i);
-          if (Status s = value(array[i], &link); !s) return s;
+          if (CodingStatus s = value(array[i], &link); !s) return s;
         }
         out_ += ']';
         return {};
@@ -138,9 +137,9 @@ class Writer {
           if (!first) out_ += ',';
           first = false;
           const CodingPathLink link = detail::childLink(path, key);
-          if (Status s = text(key, &link); !s) return s;
+          if (CodingStatus s = text(key, &link); !s) return s;
           out_ += ':';
-          if (Status s = value(child, &link); !s) return s;
+          if (CodingStatus s = value(child, &link); !s) return s;
         }
         out_ += '}';
         return {};
@@ -161,7 +160,7 @@ class Writer {
   }
 
   template <class I>
-  Status integer(I v) {
+  CodingStatus integer(I v) {
     char buffer[24];
     const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
     out_.append(buffer, r.ptr);
@@ -169,7 +168,7 @@ class Writer {
   }
 
   template <class F>
-  Status floating(F v, const CodingPathLink* path) {
+  CodingStatus floating(F v, const CodingPathLink* path) {
     if (!std::isfinite(v)) return invalid(path, "Non-finite number has no JSON form.");
     char buffer[40];
     const auto r = std::to_chars(buffer, buffer + sizeof buffer, v);
@@ -180,7 +179,7 @@ class Writer {
     return {};
   }
 
-  Status text(std::string_view s, const CodingPathLink* path) {
+  CodingStatus text(std::string_view s, const CodingPathLink* path) {
     if (!simdjson::validate_utf8(s.data(), s.size())) return invalid(path, "Text is not valid UTF-8.");
     static constexpr char hex[] = "0123456789abcdef";
     out_ += '"';
@@ -215,10 +214,10 @@ class Writer {
 
 }  // namespace
 
-Result<std::string> write(const AnyValue& tree, const WriteOptions& options) {
+CodingResult<std::string> write(const AnyValue& tree, const WriteOptions& options) {
   Writer writer(options);
   writer.reserve(256);
-  if (Status s = writer.value(tree, nullptr); !s) return s.error();
+  if (CodingStatus s = writer.value(tree, nullptr); !s) return s.error();
   return writer.take();
 }
 

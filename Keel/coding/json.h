@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
 
@@ -20,7 +20,7 @@ namespace JSON {
 // UTF-8, integers beyond 64 bits, numbers out of the double range, trailing
 // garbage and nesting deeper than maxCodingDepth give a dataCorrupted error at
 // the root. Never throws.
-[[nodiscard]] Result<AnyValue> parse(std::string_view bytes);
+[[nodiscard]] CodingResult<AnyValue> parse(std::string_view bytes);
 
 enum class DateStrategy { secondsSinceReferenceDate, secondsSince1970 };
 
@@ -34,7 +34,7 @@ struct WriteOptions {
 // date strategy; URLs as their text. invalidValue errors (at the value's path)
 // for non-finite numbers, texts that are not UTF-8, data, boxed numbers,
 // dictionaries with non-text keys and nesting deeper than maxCodingDepth.
-[[nodiscard]] Result<std::string> write(const AnyValue& tree, const WriteOptions& options = {});
+[[nodiscard]] CodingResult<std::string> write(const AnyValue& tree, const WriteOptions& options = {});
 
 }  // namespace JSON
 
@@ -42,7 +42,7 @@ struct WriteOptions {
 class JSONDecoder {
  public:
   template <class T>
-  Result<T> decode(std::string_view json) const {
+  CodingResult<T> decode(std::string_view json) const {
     auto tree = JSON::parse(json);
     if (!tree) return tree.error();
     Decoder decoder(tree.value(), nullptr, true);
@@ -57,10 +57,10 @@ class JSONEncoder {
   JSON::WriteOptions options;
 
   template <class T>
-  Result<std::string> encode(const T& value) const {
+  CodingResult<std::string> encode(const T& value) const {
     AnyValue tree;
     Encoder encoder(tree);
-    if (Status s = Encoding<T>::encode(value, encoder); !s) return s.error();
+    if (CodingStatus s = Encoding<T>::encode(value, encoder); !s) return s.error();
     return JSON::write(tree, options);
   }
 };

@@ -97,7 +97,7 @@ TEST(JSONTest, TextsAreEscapedAndMustBeUTF8) {
   auto bad = JSON::write(TextDictionary{{"k", std::string("\xc3")}});
   ASSERT_FALSE(bad.ok());
   EXPECT_EQ(codingPathText(bad.error().codingPath), "k");
-  EXPECT_EQ(JSON::write(Date{0}, {JSON::DateStrategy::secondsSince1970}).value(), "978307200.0");
+  EXPECT_EQ(JSON::write(Date::withTimeIntervalSinceReferenceDate(0), {JSON::DateStrategy::secondsSince1970}).value(), "978307200.0");
 }
 
 TEST(JSONTest, WritingRefusesTreesNestedTooDeeply) {
@@ -116,7 +116,7 @@ TEST(JSONTest, WritingRefusesTreesNestedTooDeeply) {
 struct Point {
   std::int64_t x = 0;
   std::optional<std::string> label;
-  static Result<Point> decode(Decoder& decoder) {
+  static CodingResult<Point> decode(Decoder& decoder) {
     auto c = decoder.container();
     if (!c) return c.error();
     auto x = c->decode<std::int64_t>("x");
@@ -125,9 +125,9 @@ struct Point {
     if (!label) return label.error();
     return Point{x.value(), label.value()};
   }
-  Status encode(Encoder& encoder) const {
+  CodingStatus encode(Encoder& encoder) const {
     auto c = encoder.container();
-    if (Status s = c.encode("x", x); !s) return s;
+    if (CodingStatus s = c.encode("x", x); !s) return s;
     return c.encodeIfPresent("label", label);
   }
 };
@@ -149,6 +149,20 @@ TEST(JSONTest, TypedValuesReportMissingKeysAndMismatchesAtTheirPath) {
   EXPECT_EQ(mismatch.error().text(),
             "typeMismatch at [0].x: Expected to decode a signed 64-bit integer but found a floating-point number "
             "instead.");
+}
+
+TEST(JSONTest, NarrowNumbersDecodeWhenTheyFitAndFailWhenTheyDoNot) {
+  EXPECT_EQ(JSONDecoder().decode<std::vector<std::int32_t>>("[1,-2147483648]").value(),
+            (std::vector<std::int32_t>{1, INT32_MIN}));
+  EXPECT_EQ(JSONDecoder().decode<std::uint8_t>("255").value(), 255);
+  EXPECT_EQ(JSONDecoder().decode<float>("0.5").value(), 0.5F);
+
+  const auto tooBig = JSONDecoder().decode<std::vector<std::int32_t>>("[0,2147483648]");
+  ASSERT_FALSE(tooBig.ok());
+  EXPECT_EQ(tooBig.error().kind, CodingError::Kind::dataCorrupted);
+  EXPECT_EQ(codingPathText(tooBig.error().codingPath), "[1]");
+  EXPECT_EQ(JSONDecoder().decode<std::uint16_t>("-1").error().kind, CodingError::Kind::typeMismatch);
+  EXPECT_EQ(JSONDecoder().decode<float>("1e300").error().kind, CodingError::Kind::dataCorrupted);
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ class MulticastDelegate {
   // How many registered listeners are alive now.
   [[nodiscard]] std::size_t count() const {
     std::size_t live = 0;
-    for (const Entry& entry : entries_) live += entry.ref.expired() ? 0 : 1;
+    for (const Entry& entry : entries_) live += entry.ref.expired() ? 0U : 1U;
     return live;
   }
 

@@ -1,6 +1,6 @@
 // Property lists for the coding framework: XML and binary property lists to
-// untyped trees (libplist), trees to XML, the PropertyListDecoder /
-// PropertyListEncoder, and the Info.plist text lookup bundles use.
+// untyped trees, trees to XML, the PropertyListDecoder and
+// PropertyListEncoder.
 #pragma once
 
 #include <cstdint>
@@ -9,39 +9,34 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/property_list_reader.h"
 
 namespace Keel {
 
 namespace PropertyList {
 
-// The tree of an XML or binary property list: booleans, int64 integers,
-// float64 reals, texts, arrays, dictionaries, dates (Date) and data (Data).
-// Property lists store signed 64-bit integers, so every integer is read as
-// int64 (the reader hands them over as unsigned 64-bit: values of 2^63 and
-// above are the negative ones). Unparsable bytes, empty input, inputs of 4 GiB
-// or more and nesting deeper than maxCodingDepth give a dataCorrupted error
-// at the root. Never throws.
-[[nodiscard]] Result<AnyValue> parse(std::span<const std::uint8_t> bytes);
-[[nodiscard]] Result<AnyValue> parse(std::string_view bytes);
+// The tree of an XML or binary property list (see PropertyList::read), or a
+// dataCorrupted error at the root saying why there is none. Never throws.
+[[nodiscard]] CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes);
+[[nodiscard]] CodingResult<AnyValue> parse(std::string_view bytes);
 
-// An XML property list (version 1.0, UTF-8) for `tree`. Integers of any
-// width up to the signed 64-bit range; reals in the shortest form that reads
-// back as the same value ("nan", "inf", "-inf" for non-finite ones); dates as
-// whole seconds in UTC; data in base64; URLs as texts. invalidValue errors
-// (at the value's path) for null (property lists have none), unsigned values
-// above the signed 64-bit range, texts with control characters XML cannot
-// hold, boxed numbers, dictionaries with non-text keys and nesting deeper
-// than maxCodingDepth.
-[[nodiscard]] Result<std::string> writeXML(const AnyValue& tree);
+// An XML property list (version 1.0, UTF-8) for `tree`, which PropertyList::read
+// gives back as the same tree up to the reader's normal forms: integers of
+// every width come back as int64 (uint64 above the int64 range), float32 as
+// double, URLs as texts. Reals are written in the shortest form that reads
+// back as the same value ("nan", "inf", "-inf" for non-finite ones); dates in
+// UTC with the fraction of a second that reads back exactly; data in base64.
+// invalidValue errors (at the value's path) for null (property lists have
+// none), texts that are not UTF-8 or hold characters XML cannot (control
+// characters other than tab, line feed and carriage return; U+FFFE, U+FFFF),
+// dates that are not finite or lie outside the years 1 to 9999, boxed
+// numbers, dictionaries with non-text keys and nesting deeper than
+// maxCodingDepth.
+[[nodiscard]] CodingResult<std::string> writeXML(const AnyValue& tree);
 
-// The text stored under `key` at the top level of a property list whose root
-// is a dictionary. Nothing when the bytes are not a property list, the root is
-// not a dictionary, the key is missing or its value is not text.
-[[nodiscard]] std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes,
-                                                        std::string_view key);
 
 }  // namespace PropertyList
 
@@ -49,14 +44,14 @@ namespace PropertyList {
 class PropertyListDecoder {
  public:
   template <class T>
-  Result<T> decode(std::span<const std::uint8_t> bytes) const {
+  CodingResult<T> decode(std::span<const std::uint8_t> bytes) const {
     auto tree = PropertyList::parse(bytes);
     if (!tree) return tree.error();
     Decoder decoder(tree.value(), nullptr, true);
     return Decoding<T>::decode(decoder);
   }
   template <class T>
-  Result<T> decode(std::string_view bytes) const {
+  CodingResult<T> decode(std::string_view bytes) const {
     return decode<T>(std::span(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()));
   }
 };
@@ -65,10 +60,10 @@ class PropertyListDecoder {
 class PropertyListEncoder {
  public:
   template <class T>
-  Result<std::string> encode(const T& value) const {
+  CodingResult<std::string> encode(const T& value) const {
     AnyValue tree;
     Encoder encoder(tree);
-    if (Status s = Encoding<T>::encode(value, encoder); !s) return s.error();
+    if (CodingStatus s = Encoding<T>::encode(value, encoder); !s) return s.error();
     return PropertyList::writeXML(tree);
   }
 };

@@ -1,13 +1,8 @@
 // Facts about the machine the process runs on: model, processor, memory,
-// thermal state, uptime, architecture and operating-system version. Read
-// afresh on every call from the kernel's and the distribution's files, whose
-// locations can be replaced so that tests read fake trees.
+// thermal state, uptime, architecture and operating-system version.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <functional>
-#include <optional>
 #include <string>
 
 namespace Keel {
@@ -31,78 +26,54 @@ struct HostBasicInfo {
   friend bool operator==(const HostBasicInfo&, const HostBasicInfo&) = default;
 };
 
-// The raw machine and release fields of the kernel's identity (uname), each
-// with its full fixed size and zero padding as the kernel filled it.
-struct KernelIdentity {
-  std::string machine;
-  std::string release;
-};
-
-// The facts read from one set of sources. Holds no state besides them, caches
-// nothing, and may be used from any thread at once.
+// The running machine's facts, read afresh on every call and cached nowhere.
+// Each platform supplies an implementation (on Linux, LinuxSystemFacts in
+// system_linux.h, which reads /proc, /sys and /etc); the derived texts below
+// are the same everywhere. Implementations may be used from any thread.
 class SystemFacts {
  public:
-  // Where the facts come from. The roots default to the real ones; the
-  // functions are empty by default, which reads as "unknown". real() fills
-  // everything for the running machine.
-  struct Sources {
-    std::filesystem::path procRoot = "/proc";
-    std::filesystem::path sysRoot = "/sys";
-    std::filesystem::path etcRoot = "/etc";
-    std::filesystem::path usrLibRoot = "/usr/lib";  // os-release's fallback location
-    std::function<KernelIdentity()> kernelIdentity;
-    // How many processors this process may run on; nothing when unknown.
-    std::function<std::optional<int>()> schedulableProcessorCount;
+  virtual ~SystemFacts() = default;
 
-    [[nodiscard]] static Sources real();
-  };
+  // The firmware's product name, such as "MacBookPro16,1" or "20KHCTO1WW".
+  // Empty when missing or a vendor placeholder.
+  [[nodiscard]] virtual std::string model() const = 0;
 
-  explicit SystemFacts(Sources sources) : sources_(std::move(sources)) {}
-
-  // The firmware's product name (DMI product_name; on device-tree machines
-  // the model), such as "MacBookPro16,1" or "20KHCTO1WW". Empty when missing
-  // or a vendor placeholder.
-  [[nodiscard]] std::string model() const;
-
-  // The processor's brand name from cpuinfo, such as
+  // The processor's brand name, such as
   // "Intel(R) Core(TM) i7-8650U CPU @ 1.90GHz". Empty when not given.
-  [[nodiscard]] std::string processorName() const;
+  [[nodiscard]] virtual std::string processorName() const = 0;
 
-  // Processors this process may run on (its affinity mask, which containers
-  // and cpusets narrow); when unknown, the processors online; 0 when neither
-  // is known.
-  [[nodiscard]] int processorCount() const;
+  // Processors this process may run on (containers and cpusets narrow
+  // them); when unknown, the processors online; 0 when neither is known.
+  [[nodiscard]] virtual int processorCount() const = 0;
 
-  // Bytes of physical memory (MemTotal); 0 when unknown.
-  [[nodiscard]] std::uint64_t physicalMemory() const;
+  // Bytes of physical memory; 0 when unknown.
+  [[nodiscard]] virtual std::uint64_t physicalMemory() const = 0;
 
-  // 0 nominal, 1 fair, 2 serious, 3 critical, from the thermal zones' current
-  // temperatures against their trip points (see SystemParsing::thermalState).
-  // 0 when the machine has no readable zones.
-  [[nodiscard]] int thermalState() const;
+  // 0 nominal, 1 fair, 2 serious, 3 critical (see SystemParsing::thermalState);
+  // 0 when the machine reports no temperatures.
+  [[nodiscard]] virtual int thermalState() const = 0;
 
   // Time since boot in whole seconds (truncated) as the library's duration
-  // text, such as "00: 1: 2:05". Empty when the kernel's uptime cannot be
-  // read. Stops the process when it is not a finite number of seconds that
-  // fits 64 bits.
-  [[nodiscard]] std::string uptime() const;
+  // text, such as "00: 1: 2:05". Empty when unknown. Stops the process when
+  // it is not a finite number of seconds that fits 64 bits.
+  [[nodiscard]] virtual std::string uptime() const = 0;
 
   // Processor and memory totals; zero in every field whose source is missing.
-  [[nodiscard]] HostBasicInfo hostBasicInfo() const;
+  [[nodiscard]] virtual HostBasicInfo hostBasicInfo() const = 0;
 
   // The kernel's machine name, such as "x86_64" or "aarch64"; empty when
   // unknown.
-  [[nodiscard]] std::string architecture() const;
+  [[nodiscard]] virtual std::string architecture() const = 0;
+
+  // "Version <distribution version> (Build <kernel release>)", such as
+  // "Version 12 (Build 6.1.0-18-amd64)"; a missing part is left out, and the
+  // text is empty when both are.
+  [[nodiscard]] virtual std::string operatingSystemVersionText() const = 0;
 
   // True exactly when architecture() is "arm64". Linux calls 64-bit ARM
   // "aarch64", so this is false on every Linux machine; it stays the literal
   // test so that callers see one meaning on every platform.
   [[nodiscard]] bool isAppleSilicon() const;
-
-  // "Version <distribution VERSION_ID> (Build <kernel release>)", such as
-  // "Version 12 (Build 6.1.0-18-amd64)"; a missing part is left out, and the
-  // text is empty when both are.
-  [[nodiscard]] std::string operatingSystemVersionText() const;
 
   // operatingSystemVersionText() with every "Version" removed (the blank after
   // it stays): " 12 (Build 6.1.0-18-amd64)".
@@ -110,9 +81,6 @@ class SystemFacts {
 
   // operatingSystemVersionText() with every "Version" replaced by "macOS".
   [[nodiscard]] std::string operatingSystemName() const;
-
- private:
-  Sources sources_;
 };
 
 // The literal architecture test behind isAppleSilicon.
@@ -120,8 +88,8 @@ class SystemFacts {
   return architecture == "arm64";
 }
 
-// The running machine's facts, as stateless type-level queries over one
-// SystemFacts built from the real sources. Each call reads afresh.
+// The running machine's facts, as stateless type-level queries over the
+// platform's SystemFacts. Each call reads afresh.
 class System {
  public:
   System() = delete;

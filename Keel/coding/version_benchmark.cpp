@@ -71,7 +71,7 @@ void BM_VersionLess(benchmark::State& state) {
   const auto& all = pairs();
   for (auto _ : state) {
     std::size_t less = 0;
-    for (const auto& [l, r] : all) less += l < r ? 1 : 0;
+    for (const auto& [l, r] : all) less += l < r ? 1U : 0U;
     benchmark::DoNotOptimize(less);
   }
   reportPerComparison(state);
@@ -81,7 +81,7 @@ void BM_StringLess(benchmark::State& state) {
   const auto& all = pairs();
   for (auto _ : state) {
     std::size_t less = 0;
-    for (const auto& [l, r] : all) less += l.string() < r.string() ? 1 : 0;
+    for (const auto& [l, r] : all) less += l.string() < r.string() ? 1U : 0U;
     benchmark::DoNotOptimize(less);
   }
   reportPerComparison(state);
@@ -91,7 +91,7 @@ void BM_Strverscmp(benchmark::State& state) {
   const auto& all = pairs();
   for (auto _ : state) {
     std::size_t less = 0;
-    for (const auto& [l, r] : all) less += strverscmp(l.string().c_str(), r.string().c_str()) < 0 ? 1 : 0;
+    for (const auto& [l, r] : all) less += strverscmp(l.string().c_str(), r.string().c_str()) < 0 ? 1U : 0U;
     benchmark::DoNotOptimize(less);
   }
   reportPerComparison(state);

@@ -1,7 +1,10 @@
 #include "Keel/core/bundle.h"
 
-#include "Keel/coding/property_list.h"
+#include <string>
+#include <system_error>
+
 #include "Keel/core/file_contents.h"
+#include "Keel/core/property_list_reader.h"
 
 namespace Keel {
 
@@ -17,14 +20,22 @@ std::optional<std::filesystem::path> Bundle::bundlePathForExecutable(const std::
 }
 
 std::optional<std::string> Bundle::infoString(std::string_view key) const {
-  const auto bytes = readFileBytes(infoPlistPath());
+  const auto bytes = readRegularFile(infoPlistPath(), kMaximumInfoPlistBytes);
   if (!bytes) return std::nullopt;
   return PropertyList::topLevelString(*bytes, key);
 }
 
-std::filesystem::path Bundle::executablePath() const {
-  const auto name = infoString("CFBundleExecutable");
-  return path_ / "Contents" / "MacOS" / (name ? std::filesystem::path(*name) : path_.stem());
+std::optional<std::filesystem::path> Bundle::executablePath() const {
+  const auto key = infoString("CFBundleExecutable");
+  const std::string name = key ? *key : path_.stem().string();
+  if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) return std::nullopt;
+  const std::filesystem::path folder = path_ / "Contents" / "MacOS";
+  std::error_code folderError;
+  std::error_code fileError;
+  const std::filesystem::path resolvedFolder = std::filesystem::weakly_canonical(folder, folderError);
+  const std::filesystem::path resolved = std::filesystem::weakly_canonical(folder / name, fileError);
+  if (folderError || fileError || resolved.parent_path() != resolvedFolder) return std::nullopt;
+  return folder / name;
 }
 
 }  // namespace Keel

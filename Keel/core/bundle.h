@@ -3,12 +3,17 @@
 //   Name.app/Contents/MacOS/<CFBundleExecutable>
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace Keel {
+
+// The largest Info.plist a bundle may have: they hold kilobytes, so a
+// mebibyte is generous. A larger one is unreadable, and is never read.
+inline constexpr std::size_t kMaximumInfoPlistBytes = std::size_t{1} << 20;
 
 // A bundle folder and the facts read from its Info.plist. Reads the disk on
 // every query (nothing is cached), so a bundle that changes is seen as it is.
@@ -30,7 +35,10 @@ class Bundle {
   [[nodiscard]] std::filesystem::path infoPlistPath() const { return path_ / "Contents" / "Info.plist"; }
 
   // The text value under `key` in Contents/Info.plist (XML or binary), or
-  // nothing when the file, the key or a text value is missing.
+  // nothing when the file, the key or a text value is missing. The file is
+  // read with readRegularFile's care: anything but a regular file of at most
+  // kMaximumInfoPlistBytes counts as missing, so reading it never waits on a
+  // FIFO or device and never takes more than that much memory.
   [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const;
 
   // "CFBundleIdentifier".
@@ -38,7 +46,10 @@ class Bundle {
 
   // Contents/MacOS/<CFBundleExecutable>; when the key is missing, the bundle's
   // name without its extension, as the executable is conventionally named.
-  [[nodiscard]] std::filesystem::path executablePath() const;
+  // Nothing when the name is not a plain file name (empty, ".", "..", or
+  // holding a "/"), or when the path, with links resolved, leaves the
+  // (resolved) Contents/MacOS folder: a bundle runs only what it carries there.
+  [[nodiscard]] std::optional<std::filesystem::path> executablePath() const;
 
  private:
   std::filesystem::path path_;

@@ -79,6 +79,27 @@ TEST(BundleInfo, MissingOrGarbledInfoPlistHasNoValues) {
   fs::remove_all(root);
 }
 
+// The names that lead out of the bundle are refused end to end, by the
+// launcher's tests; here, the names close to them that are fine.
+TEST(BundleExecutable, NamesThatOnlyLookOddAndLinksWithinTheFolderAreKept) {
+  const fs::path root = fs::temp_directory_path() / ("keel-exec-" + std::to_string(::getpid()));
+  const fs::path macos = root / "A.app" / "Contents" / "MacOS";
+  fs::create_directories(macos);
+  fs::create_symlink("Runner-2", macos / "Runner");
+  for (const char* name : {"Runner", "a..b", ".hidden"}) {
+    plist_t dict = plist_new_dict();
+    plist_dict_set_item(dict, "CFBundleExecutable", plist_new_string(name));
+    char* xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(dict, &xml, &length);
+    std::ofstream(root / "A.app" / "Contents" / "Info.plist", std::ios::binary).write(xml, length);
+    std::free(xml);
+    plist_free(dict);
+    EXPECT_EQ(Bundle(root / "A.app").executablePath(), macos / name);
+  }
+  fs::remove_all(root);
+}
+
 TEST(BundleMain, IsTheFolderOfThisTestBinary) {
   const auto main = Bundle::main();
   ASSERT_TRUE(main.has_value());

@@ -82,7 +82,7 @@ void zlibInflateInto(const Bytes& packed, int windowBits, Bytes& out) {
 }
 
 void setCounters(benchmark::State& state, std::size_t inputSize) {
-  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kTextSize));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kTextSize));
   state.counters["input_MiB"] = static_cast<double>(inputSize) / (1 << 20);
 }
 

@@ -105,11 +105,11 @@ Date::Date(std::string_view string, const LocaleSettings& settings, const Clock&
     icu::ParsePosition position(0);
     const UDate parsed = parser->parse(text, position);
     if (position.getErrorIndex() < 0 && position.getIndex() == text.length() && !text.isEmpty()) {
-      seconds_ = parsed / 1000.0;
+      *this = Date(parsed / 1000.0);
       return;
     }
   }
-  seconds_ = clock().timeIntervalSince1970();
+  *this = clock();
 }
 
 Date::Date(int day, int month, int year, int hour, int minute, int second, const LocaleSettings& settings) {
@@ -124,18 +124,18 @@ Date::Date(int day, int month, int year, int hour, int minute, int second, const
   calendar.set(UCAL_HOUR_OF_DAY, hour);
   calendar.set(UCAL_MINUTE, minute);
   calendar.set(UCAL_SECOND, second);
-  seconds_ = resolvedOrDie(calendar, estimate).seconds_;
+  *this = resolvedOrDie(calendar, estimate);
 }
 
 Date Date::startOfWeek(const LocaleSettings& settings) const {
-  return dayOfMondayWeek(seconds_, UCAL_MONDAY, settings);
+  return dayOfMondayWeek(timeIntervalSince1970(), UCAL_MONDAY, settings);
 }
 
-Date Date::endOfWeek(const LocaleSettings& settings) const { return dayOfMondayWeek(seconds_, UCAL_SUNDAY, settings); }
+Date Date::endOfWeek(const LocaleSettings& settings) const { return dayOfMondayWeek(timeIntervalSince1970(), UCAL_SUNDAY, settings); }
 
 Date Date::startOfMonth(const LocaleSettings& settings) const {
-  if (!isRepresentable(seconds_)) return *this;
-  icu::Calendar& calendar = calendarAt(settings, seconds_);
+  if (!isRepresentable(timeIntervalSince1970())) return *this;
+  icu::Calendar& calendar = calendarAt(settings, timeIntervalSince1970());
   UErrorCode status = U_ZERO_ERROR;
   const int32_t era = calendar.get(UCAL_ERA, status);
   const int32_t year = calendar.get(UCAL_YEAR, status);
@@ -145,31 +145,31 @@ Date Date::startOfMonth(const LocaleSettings& settings) const {
   calendar.set(UCAL_ERA, era);
   calendar.set(UCAL_YEAR, year);
   calendar.set(UCAL_MONTH, month);
-  return resolvedOrDie(calendar, seconds_);
+  return resolvedOrDie(calendar, timeIntervalSince1970());
 }
 
 Date Date::addingDays(int days, const LocaleSettings& settings) const {
-  return addingField(seconds_, UCAL_DATE, days, kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_DATE, days, kSecondsPerDay, settings);
 }
 
 Date Date::addingWeeks(int weeks, const LocaleSettings& settings) const {
-  return addingField(seconds_, UCAL_WEEK_OF_YEAR, weeks, 7 * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_WEEK_OF_YEAR, weeks, 7 * kSecondsPerDay, settings);
 }
 
 Date Date::addingMonths(int months, const LocaleSettings& settings) const {
-  return addingField(seconds_, UCAL_MONTH, months, kDaysPerMonth * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_MONTH, months, kDaysPerMonth * kSecondsPerDay, settings);
 }
 
 Date Date::addingYears(int years, const LocaleSettings& settings) const {
-  return addingField(seconds_, UCAL_YEAR, years, kDaysPerYear * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_YEAR, years, kDaysPerYear * kSecondsPerDay, settings);
 }
 
 std::string Date::dayString(const LocaleSettings& settings) const {
-  if (!isRepresentable(seconds_)) return {};
+  if (!isRepresentable(timeIntervalSince1970())) return {};
   icu::SimpleDateFormat* const printer = icu_support::threadDateFormat("yyyy-MM-dd", settings);
   if (!printer) return {};
   icu::UnicodeString text;
-  printer->format(seconds_ * 1000.0, text);
+  printer->format(timeIntervalSince1970() * 1000.0, text);
   return icu_support::toUtf8(text);
 }
 

@@ -17,8 +17,11 @@ class Date;
 // function returning a fixed instant.
 using Clock = std::function<Date()>;
 
-// An instant as seconds since 1970-01-01T00:00:00Z. A plain value: copying is
-// free and every operation returns a new date. Calendar operations use a
+// An instant, given and taken as seconds since 1970-01-01T00:00:00Z. A plain
+// value: copying is free and every operation returns a new date. It is stored
+// as seconds since 2001-01-01T00:00:00Z, the epoch of property-list dates, so
+// that a date read from a property list is written back bit for bit (moving a
+// fractional value between epochs would round it). Calendar operations use a
 // proleptic Gregorian calendar in the zone and week rules of the LocaleSettings
 // given (the process's by default). ICU calendars and formatters are not
 // thread-safe, so each thread keeps its own: all operations are safe from any
@@ -30,7 +33,17 @@ class Date {
  public:
   // 1970-01-01T00:00:00Z.
   constexpr Date() = default;
-  constexpr explicit Date(double secondsSince1970) : seconds_(secondsSince1970) {}
+  constexpr explicit Date(double secondsSince1970) : sinceReference_(secondsSince1970 - kReferenceDateSince1970) {}
+
+  // 2001-01-01T00:00:00Z as seconds since 1970.
+  static constexpr double kReferenceDateSince1970 = 978307200.0;
+
+  // The date `seconds` after 2001-01-01T00:00:00Z, kept exactly.
+  [[nodiscard]] static constexpr Date withTimeIntervalSinceReferenceDate(double seconds) {
+    Date date;
+    date.sinceReference_ = seconds;
+    return date;
+  }
 
   // The present instant from the system's real-time clock.
   [[nodiscard]] static Date now();
@@ -52,7 +65,8 @@ class Date {
   Date(int day, int month, int year, int hour, int minute, int second,
        const LocaleSettings& settings = LocaleSettings::current());
 
-  [[nodiscard]] constexpr double timeIntervalSince1970() const { return seconds_; }
+  [[nodiscard]] constexpr double timeIntervalSince1970() const { return sinceReference_ + kReferenceDateSince1970; }
+  [[nodiscard]] constexpr double timeIntervalSinceReferenceDate() const { return sinceReference_; }
 
   // Midnight starting the Monday of the Monday-based week holding this date,
   // whatever the settings' first weekday. Week numbering follows the settings'
@@ -84,7 +98,7 @@ class Date {
   friend constexpr auto operator<=>(const Date&, const Date&) = default;
 
  private:
-  double seconds_ = 0;
+  double sinceReference_ = -kReferenceDateSince1970;
 };
 
 }  // namespace Keel

@@ -2,6 +2,7 @@
 // /proc and /sys entries).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -17,5 +18,22 @@ namespace Keel {
 
 // The same, as text (bytes kept as they are).
 [[nodiscard]] std::optional<std::string> readFileText(const std::filesystem::path& path);
+
+// The bytes of the regular file at `path` when it holds at most `maxBytes`
+// (less than SIZE_MAX); nothing when it is missing, unreadable, larger, or not
+// a regular file. For files that other people control, such as the Info.plist
+// of any bundle whose program runs on the machine:
+// - Symbolic links are followed, but only a regular file at their end is ever
+//   opened for reading. A FIFO, a device (/dev/zero, a terminal, a tape) or a
+//   socket is refused without being opened, so the call never waits for a
+//   writer and never triggers what opening a device does.
+// - A file whose size is over the limit is refused without being read; one
+//   that reports no size (procfs) or grows while read is read no further than
+//   `maxBytes` + 1 bytes. Memory use is bounded the same way.
+// So the call takes what reading at most `maxBytes` + 1 bytes of a local file
+// takes; only a file system that itself stalls (a dead network mount) can
+// hold it longer. Never throws.
+[[nodiscard]] std::optional<std::vector<std::uint8_t>> readRegularFile(const std::filesystem::path& path,
+                                                                      std::size_t maxBytes);
 
 }  // namespace Keel

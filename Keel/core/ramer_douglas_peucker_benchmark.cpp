@@ -97,7 +97,7 @@ void simplifyBenchmark(benchmark::State& state, const std::vector<Point>& points
     benchmark::DoNotOptimize(result.data());
   }
   const double inputBytes = static_cast<double>(points.size() * sizeof(Point));
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * points.size()));
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(points.size()));
   state.counters["epsilon"] = epsilon;
   state.counters["kept_pct"] = 100.0 * static_cast<double>(kept) / static_cast<double>(points.size());
   state.counters["input_bytes"] = inputBytes;

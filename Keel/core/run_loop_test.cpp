@@ -51,8 +51,8 @@ TEST(RunLoop, OtherThreadsPostInTheirOwnOrder) {
   runner.join();
   ASSERT_EQ(a.size(), 1000u);
   ASSERT_EQ(b.size(), 1000u);
-  for (int i = 0; i < 1000; ++i) EXPECT_EQ(a[i], i);
-  for (int i = 0; i < 1000; ++i) EXPECT_EQ(b[i], i);
+  for (std::size_t i = 0; i < 1000; ++i) EXPECT_EQ(a[i], static_cast<int>(i));
+  for (std::size_t i = 0; i < 1000; ++i) EXPECT_EQ(b[i], static_cast<int>(i));
 }
 
 TEST(RunLoop, WorkPendingAtDestructionIsDroppedSafely) {

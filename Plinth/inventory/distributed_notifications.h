@@ -12,16 +12,13 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <type_traits>
+
+#include "Keel/core/observer_selector.h"
 
 namespace Plinth {
 
 // A notification name as a value of its own type (as opposed to plain text).
-struct NotificationName {
-  std::string rawValue;
-  explicit NotificationName(std::string raw) : rawValue(std::move(raw)) {}
-  friend bool operator==(const NotificationName&, const NotificationName&) = default;
-};
+using NotificationName = Keel::NotificationName;
 
 // What an observer is called with.
 struct DistributedNotification {
@@ -34,6 +31,9 @@ class DistributedNotificationCenter {
  public:
   // The operation invoked on an observer.
   using Selector = std::function<void(const DistributedNotification&)>;
+  // What the asynchronous addObserver reports: nothing once the observer is
+  // sure to hear every later post, otherwise the reason it may not.
+  using Registered = std::function<void(const std::optional<std::string>& unavailableReason)>;
 
   virtual ~DistributedNotificationCenter() = default;
 
@@ -46,6 +46,23 @@ class DistributedNotificationCenter {
   // it and does not keep it alive, so remove it before it is destroyed.
   virtual void addObserver(const void* observer, Selector selector, const std::string& name,
                            const std::optional<std::string>& object) = 0;
+
+  // The same registration, without ever waiting for other processes: the work
+  // it needs (connecting on first use, confirming the registration) goes on
+  // while the calling thread's run loop serves its other sources, so the
+  // caller must be on a thread serving its run loop. `registered` is then
+  // called once on that loop, never inline: with nothing when a post made from
+  // then on is sure to reach the observer, or with the reason it may not (the
+  // centre is unavailable, or did not get the registration confirmed within
+  // its time-out).
+  virtual void addObserver(const void* observer, Selector selector, const std::string& name,
+                           const std::optional<std::string>& object, Registered registered) = 0;
+
+  // Starts reaching other processes, without waiting and without registering
+  // anything, so that a registration made soon after is confirmed sooner. The
+  // calling thread must be about to serve its run loop. Doing nothing is a
+  // valid implementation, and the default.
+  virtual void prepareConnection() {}
 
   // Removes every registration of `observer` for `name`, whatever object it
   // was made with. A call already under way may still finish.
@@ -70,12 +87,7 @@ class DistributedNotificationCenter {
 // nothing or the notification.
 template <typename T, typename Method>
 DistributedNotificationCenter::Selector makeSelector(T* observer, Method selector) {
-  if constexpr (std::is_invocable_v<Method, T*, const DistributedNotification&>) {
-    return [observer, selector](const DistributedNotification& n) { (observer->*selector)(n); };
-  } else {
-    static_assert(std::is_invocable_v<Method, T*>, "a selector takes nothing or the notification");
-    return [observer, selector](const DistributedNotification&) { (observer->*selector)(); };
-  }
+  return Keel::makeObserverSelector<DistributedNotification>(observer, selector);
 }
 
 // Static front of the centre. Every operation also exists with the centre as
@@ -88,6 +100,12 @@ class DistributedNotifications {
   static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
                           const std::string& name, const std::optional<std::string>& object = std::nullopt) {
     center.addObserver(observer, makeSelector(observer, selector), name, object);
+  }
+  template <typename T, typename Method>
+  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
+                          const std::string& name, const std::optional<std::string>& object,
+                          DistributedNotificationCenter::Registered registered) {
+    center.addObserver(observer, makeSelector(observer, selector), name, object, std::move(registered));
   }
   template <typename T, typename Method>
   static void addObserver(T* observer, Method selector, const std::string& name,

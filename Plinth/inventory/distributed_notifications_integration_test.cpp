@@ -11,6 +11,8 @@
 #include "testing/child_process.h"
 #include "testing/loop_thread.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
+#include "testing/temp_dir.h"
 
 namespace Plinth {
 namespace {
@@ -141,6 +143,56 @@ TEST_F(BusNotificationCenterTest, PostsFromGdbusFollowTheWireContract) {
   EXPECT_EQ(gdbus.waitForExit(10s), 0);
   ASSERT_TRUE(r.waitFor(1));
   EXPECT_EQ(r.heard[0].object, "com.brenwick.vantor");
+}
+
+// Registers `r` for `name` without waiting, from `loop`; the future gets
+// what the centre reports, and whether it reported on the loop's thread.
+std::future<std::pair<std::optional<std::string>, bool>> observeAsync(LoopThread& loop, BusNotificationCenter& center,
+                                                                      Recorder& r, const std::string& name) {
+  auto promise = std::make_shared<std::promise<std::pair<std::optional<std::string>, bool>>>();
+  loop.onLoop([&, promise] {
+    DistributedNotifications::addObserver(center, &r, &Recorder::record, name, std::nullopt,
+                                          [&loop, promise](const std::optional<std::string>& reason) {
+                                            promise->set_value({reason, std::this_thread::get_id() == loop.id()});
+                                          });
+    return 0;
+  });
+  return promise->get_future();
+}
+
+TEST_F(BusNotificationCenterTest, AsynchronousRegistrationIsConfirmedOnTheLoopBeforeLaterPosts) {
+  Recorder r;
+  auto registered = observeAsync(loop, observing, r, "async");
+  ASSERT_EQ(registered.wait_for(10s), std::future_status::ready);
+  EXPECT_EQ(registered.get(), std::make_pair(std::optional<std::string>(), true));
+  posting.post("async", "x");
+  ASSERT_TRUE(r.waitFor(1));
+}
+
+TEST(BusNotificationCenterSilent, ABusThatNeverAnswersIsGivenUpAfterTheTimeOut) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
+  LoopThread loop;
+  Recorder r;
+  const std::string expected = "the D-Bus session bus at " + silent.address() + " did not answer within 0.2 s";
+
+  BusNotificationCenter waiting(silent.address(), 200ms);
+  auto registered = observeAsync(loop, waiting, r, "killme");
+  ASSERT_EQ(registered.wait_for(10s), std::future_status::ready);
+  EXPECT_EQ(registered.get(), std::make_pair(std::optional<std::string>(expected), true));
+  EXPECT_EQ(waiting.unavailableReason(), expected);
+
+  // The blocking calls are bounded the same way.
+  BusNotificationCenter blocking(silent.address(), 200ms);
+  EXPECT_EQ(blocking.unavailableReason(), expected);
+
+  // A centre destroyed while it connects still reports, once.
+  auto destroyed = std::make_unique<BusNotificationCenter>(silent.address(), 10s);
+  auto unfinished = observeAsync(loop, *destroyed, r, "killme");
+  ASSERT_TRUE(silent.waitForClient(10s));
+  destroyed.reset();
+  ASSERT_EQ(unfinished.wait_for(5s), std::future_status::ready);
+  EXPECT_EQ(unfinished.get().first, "the notification centre was destroyed");
 }
 
 TEST(BusNotificationCenterUnavailable, AnUnreachableBusIsReportedAndIgnored) {

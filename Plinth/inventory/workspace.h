@@ -16,6 +16,10 @@ struct RunningApplication {
   std::optional<std::filesystem::path> bundlePath;
 };
 
+// Both operations may be called from any thread at once: the workspace keeps
+// no state between calls (each list is read afresh), and an opened
+// application is reaped by a detached thread of its own, so no call waits for
+// another or for a started application.
 class Workspace {
  public:
   virtual ~Workspace() = default;
@@ -31,6 +35,13 @@ class Workspace {
   // process so that it outlives it. The outcome is neither awaited nor
   // reported: a missing bundle or a failed start changes nothing here.
   virtual void openApplication(const std::filesystem::path& url) = 0;
+
+  // What openApplication does, with the pid of the started process when the
+  // platform knows it; nothing when it does not or the start failed.
+  virtual std::optional<int> launchApplication(const std::filesystem::path& url) {
+    openApplication(url);
+    return std::nullopt;
+  }
 };
 
 }  // namespace Plinth

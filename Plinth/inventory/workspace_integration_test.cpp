@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
+#include <sstream>
 
 #include "Plinth/inventory/apps.h"
 #include "Plinth/inventory/workspace_linux.h"
@@ -66,6 +68,39 @@ TEST_F(OpenApplicationTest, MissingOrBrokenBundlesStartNothing) {
   fs::permissions(executable, fs::perms::owner_read);
   EXPECT_FALSE(workspace.launchApplication(app).has_value());
   workspace.openApplication(dir.path() / "Absent.app");  // says nothing, changes nothing
+}
+
+TEST(OpenScriptApplication, RunsWithEverySignalAtItsDefaultAndCountsAsRunning) {
+  Vantor::Testing::TempDir dir;
+  const fs::path app = dir.path() / "Script.app";
+  fs::create_directories(app / "Contents" / "MacOS");
+  // The script's first command reports the signal state it inherited.
+  const fs::path report = dir.path() / "signals";
+  std::ofstream(app / "Contents" / "MacOS" / "run")
+      << "#!/bin/sh\ngrep -E '^Sig(Ign|Blk)' /proc/self/status > " << report << ".partial\nmv " << report
+      << ".partial " << report << "\nsleep 30\n";
+  fs::permissions(app / "Contents" / "MacOS" / "run", fs::perms::owner_all);
+  std::ofstream(app / "Contents" / "Info.plist")
+      << Vantor::Testing::infoPlist({{"CFBundleIdentifier", "org.example.script"}, {"CFBundleExecutable", "run"}}, false);
+  // What a launcher typically carries: ignored SIGPIPE, blocked signals.
+  std::signal(SIGPIPE, SIG_IGN);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+
+  LinuxWorkspace workspace;
+  const auto pid = workspace.launchApplication(app);
+  pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+  std::signal(SIGPIPE, SIG_DFL);
+  ASSERT_TRUE(pid.has_value());
+  // Its /proc/PID/exe is /bin/sh's; the script's path in its arguments counts.
+  EXPECT_TRUE(waitUntil([&] { return Apps::isRunning("org.example.script", workspace); }, 10s));
+  ASSERT_TRUE(waitUntil([&] { return fs::exists(report); }, 10s));
+  std::stringstream signals;
+  signals << std::ifstream(report).rdbuf();
+  EXPECT_EQ(signals.str(), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+  kill(*pid, SIGKILL);
 }
 
 TEST(RunningApplications, ThisProcessIsListedWithoutAnIdentifier) {

@@ -10,8 +10,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 #include <map>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include "Keel/core/bundle.h"
 
@@ -28,18 +32,91 @@ bool isPid(const char* name) {
   return true;
 }
 
-// The target of /proc/PID/exe, without the " (deleted)" the kernel appends
-// when the file was replaced; nothing for kernel threads, processes that have
-// ended, and processes we may not inspect.
-std::optional<std::string> executableOf(int procFd, const char* pid) {
-  std::string link = std::string(pid) + "/exe";
+// The target of the link `name` under the process folder `pid` (exe, cwd),
+// without the " (deleted)" the kernel appends when the file was replaced;
+// nothing for kernel threads, processes that have ended, and processes we may
+// not inspect.
+std::optional<std::string> linkOf(int procFd, const char* pid, const char* name) {
+  char link[64];
+  std::snprintf(link, sizeof link, "%s/%s", pid, name);
   char buffer[4096];
-  const ssize_t n = readlinkat(procFd, link.c_str(), buffer, sizeof buffer);
+  const ssize_t n = readlinkat(procFd, link, buffer, sizeof buffer);
   if (n <= 0 || static_cast<std::size_t>(n) >= sizeof buffer) return std::nullopt;
   std::string path(buffer, static_cast<std::size_t>(n));
   constexpr std::string_view deleted = " (deleted)";
   if (path.size() > deleted.size() && path.ends_with(deleted)) path.resize(path.size() - deleted.size());
   return path;
+}
+
+// The bundle of the script a process runs, for processes whose executable is
+// an interpreter: the first argument after the program name that lies at
+// X.app/Contents/MacOS/<file>. Only arguments holding a "/" and not starting
+// with "-" are considered; relative ones are taken from the process's current
+// folder. Only the first page of the command line is read, and an argument it
+// cuts off is ignored.
+std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid) {
+  char name[64];
+  std::snprintf(name, sizeof name, "%s/cmdline", pid);
+  const int fd = openat(procFd, name, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return std::nullopt;
+  char buffer[4096];
+  const ssize_t n = read(fd, buffer, sizeof buffer);
+  close(fd);
+  if (n <= 0) return std::nullopt;
+  std::string_view rest(buffer, static_cast<std::size_t>(n));
+  rest.remove_prefix(std::min(rest.size(), rest.find('\0')));  // the program name
+  std::optional<std::string> folder;  // read once, when a relative argument needs it
+  bool folderRead = false;
+  constexpr std::string_view macos = "MacOS";
+  while (rest.size() > 1) {
+    rest.remove_prefix(1);
+    const std::size_t end = rest.find('\0');
+    if (end == std::string_view::npos) break;
+    const std::string_view argument = rest.substr(0, end);
+    rest.remove_prefix(end);
+    // Most arguments are no script path at all: skip them before any path work.
+    if (argument.empty() || argument.front() == '-' || argument.find('/') == std::string_view::npos) continue;
+    std::filesystem::path script;
+    if (argument.front() == '/') {
+      if (argument.find(macos) == std::string_view::npos) continue;
+      script = argument;
+    } else {
+      if (!std::exchange(folderRead, true)) folder = linkOf(procFd, pid, "cwd");
+      if (!folder || (argument.find(macos) == std::string_view::npos && folder->find(macos) == std::string::npos)) {
+        continue;
+      }
+      script = std::filesystem::path(*folder) / argument;
+    }
+    if (auto bundle = Keel::Bundle::bundlePathForExecutable(script.lexically_normal())) return bundle;
+  }
+  return std::nullopt;
+}
+
+// Every signal for POSIX_SPAWN_SETSIGDEF. sigfillset and sigaddset leave out
+// the two that glibc keeps for itself (32 and 33: thread cancellation and
+// set*id), and glibc's posix_spawn starts a child with any signal it is not
+// told to reset to the default ignored, so those two would stay ignored in
+// the opened application. glibc's sigset_t is the kernel's mask (signal n is
+// bit n - 1): that is checked on a signal sigaddset does accept before the two
+// are set the same way.
+sigset_t everySignal() {
+  sigset_t all;
+  sigfillset(&all);
+  const auto setBit = [](sigset_t& set, int signal) {
+    constexpr std::size_t bits = 8 * sizeof(unsigned long);
+    const std::size_t index = static_cast<std::size_t>(signal - 1);
+    auto* word = reinterpret_cast<unsigned char*>(&set) + index / bits * sizeof(unsigned long);
+    unsigned long value = 0;
+    std::memcpy(&value, word, sizeof value);
+    value |= 1UL << (index % bits);
+    std::memcpy(word, &value, sizeof value);
+  };
+  sigset_t probe;
+  sigemptyset(&probe);
+  setBit(probe, SIGRTMAX);
+  if (sigismember(&probe, SIGRTMAX) != 1) return all;
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) setBit(all, signal);
+  return all;
 }
 
 }  // namespace
@@ -53,11 +130,16 @@ std::vector<RunningApplication> LinuxWorkspace::runningApplications() const {
   std::map<std::filesystem::path, std::optional<std::string>> identifiers;
   while (const dirent* entry = readdir(dir)) {
     if (!isPid(entry->d_name)) continue;
-    const auto executable = executableOf(procFd, entry->d_name);
+    const auto executable = linkOf(procFd, entry->d_name, "exe");
     if (!executable) continue;
     RunningApplication app;
     app.processIdentifier = std::atoi(entry->d_name);
-    if (auto bundle = Keel::Bundle::bundlePathForExecutable(*executable)) {
+    // The kernel's path is canonical: without this part it lies in no bundle.
+    auto bundle = executable->find("/Contents/MacOS/") != std::string::npos
+                      ? Keel::Bundle::bundlePathForExecutable(*executable)
+                      : std::nullopt;
+    if (!bundle) bundle = scriptBundleOf(procFd, entry->d_name);
+    if (bundle) {
       auto [it, inserted] = identifiers.try_emplace(*bundle);
       if (inserted) it->second = Keel::Bundle(*bundle).bundleIdentifier();
       app.bundleIdentifier = it->second;
@@ -75,17 +157,18 @@ void LinuxWorkspace::openApplication(const std::filesystem::path& url) { (void)l
 
 std::optional<int> LinuxWorkspace::launchApplication(const std::filesystem::path& url) {
   if (url.empty()) return std::nullopt;
-  const std::string executable = Keel::Bundle(url).executablePath().string();
+  const auto executablePath = Keel::Bundle(url).executablePath();
+  if (!executablePath) return std::nullopt;
+  const std::string executable = executablePath->string();
 
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t none;
-  sigset_t all;
   sigemptyset(&none);
-  sigfillset(&all);
+  const sigset_t all = everySignal();
   // A session of its own, so that the launcher's terminal and process group
-  // going away do not take it along; default signal handling and an empty
-  // mask, whatever this process set up for itself.
+  // going away do not take it along; default handling of every signal and an
+  // empty mask, whatever this process set up for itself.
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &all);

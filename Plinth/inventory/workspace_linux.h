@@ -15,17 +15,21 @@ class LinuxWorkspace final : public Workspace {
   explicit LinuxWorkspace(std::filesystem::path procRoot = "/proc") : procRoot_(std::move(procRoot)) {}
 
   // Every process whose executable could be read, in ascending pid order. A
-  // process has a bundle identifier when its executable lies at
-  // Name.app/Contents/MacOS/<file> and that bundle's Info.plist names one.
+  // process belongs to the bundle whose Name.app/Contents/MacOS/<file> is its
+  // executable or, when the executable lies in no bundle (an interpreter
+  // running a script: /bin/sh, python3), to the bundle of the first argument
+  // of its command line at such a path (relative paths from the process's
+  // current folder). So a program merely named such a file, such as an
+  // editor opened on the script, counts as well. The process has the bundle's
+  // identifier when its Info.plist names one.
   std::vector<RunningApplication> runningApplications() const override;
 
   void openApplication(const std::filesystem::path& url) override;
 
-  // What openApplication does, with its outcome: the pid of the started
-  // executable, or nothing when it could not be started. The child runs in a
+  // The pid is the started executable's. The child runs in a
   // session of its own with its standard streams on /dev/null and no other
   // descriptors; it is reaped when it ends, so it never lingers as a zombie.
-  std::optional<int> launchApplication(const std::filesystem::path& url);
+  std::optional<int> launchApplication(const std::filesystem::path& url) override;
 
  private:
   std::filesystem::path procRoot_;

@@ -51,6 +51,31 @@ TEST_F(FakeProcTest, ProcessesInBundlesCarryTheirIdentifier) {
   EXPECT_EQ(apps[2].bundlePath, dir.path() / "Apps" / "Vantor.app");
 }
 
+TEST_F(FakeProcTest, InterpretersCountForTheBundledScriptTheyRun) {
+  // Arguments as the kernel lists them: each ends with a NUL, unless cut off.
+  const auto withArguments = [&](int pid, const std::vector<std::string>& arguments, bool cutOff = false) {
+    process(pid, "/usr/bin/python3.11");
+    std::string line;
+    for (const auto& a : arguments) line += a + '\0';
+    if (cutOff) line.pop_back();
+    std::ofstream(proc / std::to_string(pid) / "cmdline", std::ios::binary) << line;
+    fs::create_symlink(dir.path(), proc / std::to_string(pid) / "cwd");
+  };
+  const std::string script = bundle("Script", "org.example.script").string();
+  withArguments(10, {"python3", "-u", script, "--flag"});
+  withArguments(11, {"sh", "./Apps/Script.app/Contents/MacOS/run"});  // relative to its current folder
+  withArguments(12, {"sleep", "600"});
+  withArguments(13, {script});  // the program name is not a script argument
+  withArguments(14, {"sh", script}, true);
+
+  const auto apps = LinuxWorkspace(proc).runningApplications();
+  ASSERT_EQ(apps.size(), 5u);
+  EXPECT_EQ(apps[0].bundleIdentifier, "org.example.script");
+  EXPECT_EQ(apps[0].bundlePath, dir.path() / "Apps" / "Script.app");
+  EXPECT_EQ(apps[1].bundleIdentifier, "org.example.script");
+  for (std::size_t i = 2; i < apps.size(); ++i) EXPECT_FALSE(apps[i].bundlePath.has_value()) << apps[i].processIdentifier;
+}
+
 TEST_F(FakeProcTest, ReplacedExecutablesStillCount) {
   process(5, bundle("Vantor", "com.brenwick.vantor").string() + " (deleted)");
   EXPECT_TRUE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(proc)));

@@ -2,7 +2,9 @@
 // and the benchmarks. It lives in a bundle and reads what to do from its
 // Info.plist:
 //   VantorSampleStartedFile   write "<pid> <CLOCK_MONOTONIC ns>" here at start
-//   VantorSampleKillmeDelayMs post "killme" with its own identifier after this delay
+//   VantorSampleKillmeDelayMs post "killme" with its own identifier after this delay;
+//                             0 posts it first thing in main(), as early as
+//                             any main application could
 //   VantorSampleLifetimeMs    quit after this long (default 120000), so that
 //                             nothing outlives a test run
 #include <time.h>
@@ -55,7 +57,7 @@ class SampleDelegate final : public Plinth::ApplicationDelegate {
   void applicationDidFinishLaunching() override {
     const auto bundle = Keel::Bundle::main();
     const std::string identifier = bundle ? bundle->bundleIdentifier().value_or("") : "";
-    if (const auto delay = number(bundle, "VantorSampleKillmeDelayMs")) {
+    if (const auto delay = number(bundle, "VantorSampleKillmeDelayMs"); delay && *delay > 0) {
       after(*delay, [identifier] { Plinth::DistributedNotifications::post("killme", identifier); });
     }
     after(number(bundle, "VantorSampleLifetimeMs").value_or(120000), [this] { app_.terminate(0); });
@@ -70,6 +72,9 @@ class SampleDelegate final : public Plinth::ApplicationDelegate {
 int main(int argc, char** argv) {
   const long long started = monotonicNanoseconds();
   if (const auto bundle = Keel::Bundle::main()) {
+    if (number(bundle, "VantorSampleKillmeDelayMs") == 0) {
+      Plinth::DistributedNotifications::post("killme", bundle->bundleIdentifier().value_or(""));
+    }
     if (const auto file = bundle->infoString("VantorSampleStartedFile")) {
       const std::filesystem::path target(*file);
       const std::filesystem::path partial = target.string() + ".partial";

@@ -13,16 +13,15 @@
 #include <variant>
 #include <vector>
 
+#include "Keel/core/date.h"
+
 namespace Keel {
 
 class AnyValue;
 
-// A point in time as seconds since 2001-01-01 00:00:00 UTC (the epoch of
-// property-list dates).
-struct Date {
-  double secondsSinceReferenceDate = 0;
-  friend bool operator==(const Date&, const Date&) = default;
-};
+// Trees nested deeper than this are refused by every reader, writer and
+// decoder, so that none of them recurses without bound.
+inline constexpr std::size_t maxValueDepth = 512;
 
 // A URL, kept as its absolute text.
 struct URL {
@@ -150,7 +149,9 @@ class AnyValue {
   [[nodiscard]] const URL* url() const;
 
   // Equal kinds and equal contents (NaN equals NaN so that trees read back
-  // compare equal); a 32-bit 1 is not equal to a 64-bit 1.
+  // compare equal; dates compare as instants, so -0 and +0 seconds are equal
+  // while the reals -0.0 and 0.0 are not); a 32-bit 1 is not equal to a
+  // 64-bit 1.
   friend bool operator==(const AnyValue& a, const AnyValue& b);
 
  private:

@@ -1,5 +1,5 @@
 // Equality, lookup and descriptions of untyped values.
-#include "Keel/coding/any_value.h"
+#include "Keel/core/any_value.h"
 
 #include <charconv>
 #include <cmath>
@@ -134,8 +134,12 @@ bool operator==(const AnyValue& a, const AnyValue& b) {
   switch (a.kind()) {
     case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
     case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
-    case AnyValue::Kind::date:
-      return sameFloat(a.as<Date>().secondsSinceReferenceDate, b.as<Date>().secondsSinceReferenceDate);
+    case AnyValue::Kind::date: {
+      // Dates are instants: -0 and +0 seconds are the same one.
+      const double x = a.as<Date>().timeIntervalSinceReferenceDate();
+      const double y = b.as<Date>().timeIntervalSinceReferenceDate();
+      return x == y || (std::isnan(x) && std::isnan(y));
+    }
     case AnyValue::Kind::hashedDictionary: {
       const HashedDictionary* px = a.hashedDictionary();
       const HashedDictionary* py = b.hashedDictionary();
@@ -199,7 +203,7 @@ std::string describe(const AnyValue& value) {
     case K::hashedDictionary: return "{...}";
     case K::boxedNumber:
       return std::visit([](auto n) { return numberText(n); }, value.boxedNumber()->number);
-    case K::date: return numberText(value.as<Date>().secondsSinceReferenceDate);
+    case K::date: return numberText(value.as<Date>().timeIntervalSinceReferenceDate());
     case K::url: return value.url()->absoluteString;
     case K::data: return std::to_string(value.as<Data>().size()) + " bytes";
   }

@@ -1,6 +1,6 @@
 // Machine facts read from fake /proc, /sys and /etc trees and a fake kernel
 // identity, including trees where every source is missing.
-#include "Keel/coding/system.h"
+#include "Keel/coding/system_linux.h"
 
 #include <gtest/gtest.h>
 
@@ -39,14 +39,14 @@ class SystemFactsTest : public ::testing::Test {
     sources_.kernelIdentity = [=] { return KernelIdentity{machine, release}; };
   }
 
-  [[nodiscard]] SystemFacts facts() const { return SystemFacts(sources_); }
+  [[nodiscard]] LinuxSystemFacts facts() const { return LinuxSystemFacts(sources_); }
 
   fs::path root_;
-  SystemFacts::Sources sources_;
+  LinuxSystemFacts::Sources sources_;
 };
 
 TEST_F(SystemFactsTest, MissingSourcesGiveEmptyTextsAndZeros) {
-  const SystemFacts f = facts();
+  const LinuxSystemFacts f = facts();
   EXPECT_EQ(f.model(), "");
   EXPECT_EQ(f.processorName(), "");
   EXPECT_EQ(f.processorCount(), 0);
@@ -163,9 +163,9 @@ TEST(SystemDeathTest, ImpossibleUptimeFromTheKernelIsFatal) {
   const fs::path root = pattern;
   fs::create_directories(root / "proc");
   std::ofstream(root / "proc" / "uptime") << "99999999999999999999.00 0.00\n";
-  SystemFacts::Sources sources;
+  LinuxSystemFacts::Sources sources;
   sources.procRoot = root / "proc";
-  const SystemFacts f(sources);
+  const LinuxSystemFacts f(sources);
   EXPECT_DEATH((void)f.uptime(), "does not fit");
   fs::remove_all(root);
 }

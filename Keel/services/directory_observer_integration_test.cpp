@@ -1,0 +1,246 @@
+// Directory observers against real inotify: what wakes them, what does not,
+// and how they end.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Keel/services/directory_observer.h"
+#include "testing/temp_dir.h"
+
+namespace Keel {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::TempDir;
+
+// Counts handler runs and lets a test wait for them.
+class RunCounter {
+ public:
+  std::function<void()> handler() {
+    return [this] {
+      std::lock_guard lock(mutex_);
+      ++count_;
+      changed_.notify_all();
+    };
+  }
+  // True once at least `count` runs happened, false after the time-out.
+  bool waitFor(int count, std::chrono::milliseconds timeout = 10s) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, timeout, [&] { return count_ >= count; });
+  }
+  int count() {
+    std::lock_guard lock(mutex_);
+    return count_;
+  }
+  // The count once no run has happened for a while: the runs of a burst
+  // that was handed out already may still be in progress.
+  int settledCount() {
+    std::unique_lock lock(mutex_);
+    for (int last = -1; last != count_;) {
+      last = count_;
+      changed_.wait_for(lock, 200ms, [&] { return count_ != last; });
+    }
+    return count_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int count_ = 0;
+};
+
+void touch(const std::filesystem::path& path) { std::ofstream(path) << "x"; }
+
+// Events reach observers in the order the kernel queued them. Once a change
+// made to the checkpoint's own folder has run its handler, every earlier
+// change has been handed to its observer; a run it caused would then start
+// within moments, so a short wait tells "none" from "not yet".
+class Checkpoint {
+ public:
+  Checkpoint() : observer_(dir_.path(), runs_.handler()) {}
+  // True once a change made now has reached its handler.
+  bool pass() {
+    const int before = runs_.count();
+    touch(dir_.path() / std::to_string(before));
+    return runs_.waitFor(before + 1);
+  }
+
+ private:
+  TempDir dir_;
+  RunCounter runs_;
+  DirectoryObserver observer_;
+};
+
+constexpr auto kQuiet = 200ms;
+
+TEST(DirectoryObserver, CreatingDeletingAndRenamingEntriesEachRunTheHandler) {
+  TempDir dir;
+  RunCounter runs;
+  DirectoryObserver observer(dir.path(), runs.handler());
+  ASSERT_TRUE(observer.isWatching());
+
+  touch(dir.path() / "a");
+  ASSERT_TRUE(runs.waitFor(1));
+  int seen = runs.count();
+  std::filesystem::rename(dir.path() / "a", dir.path() / "b");
+  ASSERT_TRUE(runs.waitFor(seen + 1));
+  seen = runs.count();
+  std::filesystem::remove(dir.path() / "b");
+  ASSERT_TRUE(runs.waitFor(seen + 1));
+  seen = runs.count();
+  std::filesystem::create_directory(dir.path() / "sub");
+  EXPECT_TRUE(runs.waitFor(seen + 1));
+}
+
+TEST(DirectoryObserver, WritingToAWatchedFileRunsTheHandler) {
+  TempDir dir;
+  const auto file = dir.path() / "watched";
+  touch(file);
+  RunCounter runs;
+  DirectoryObserver observer(file, runs.handler());  // a file, not a folder, is fine too
+  ASSERT_TRUE(observer.isWatching());
+  std::ofstream(file, std::ios::app) << "more";
+  EXPECT_TRUE(runs.waitFor(1));
+}
+
+TEST(DirectoryObserver, ListingOrReadingTheObjectIsNoChange) {
+  TempDir dir;
+  touch(dir.path() / "entry");
+  RunCounter runs;
+  Checkpoint checkpoint;
+  DirectoryObserver observer(dir.path(), runs.handler());
+  for (const auto& entry : std::filesystem::directory_iterator(dir.path())) (void)entry;
+  std::ifstream(dir.path() / "entry").get();
+  ASSERT_TRUE(checkpoint.pass());
+  EXPECT_FALSE(runs.waitFor(1, kQuiet));
+}
+
+TEST(DirectoryObserver, PathsThatCannotBeWatchedNeverRunAndNeverFail) {
+  TempDir dir;
+  RunCounter runs;
+  {
+    DirectoryObserver missing(dir.path() / "missing", runs.handler());
+    DirectoryObserver tooLong(dir.path() / std::string(10000, 'x'), runs.handler());
+    DirectoryObserver withNul(dir.path().string() + std::string("\0tail", 5), runs.handler());
+    DirectoryObserver empty("", runs.handler());
+    EXPECT_FALSE(missing.isWatching());
+    EXPECT_FALSE(tooLong.isWatching());
+    EXPECT_FALSE(withNul.isWatching());
+    EXPECT_FALSE(empty.isWatching());
+    std::filesystem::create_directory(dir.path() / "missing");  // appearing later does not start it
+    touch(dir.path() / "missing" / "a");
+    Checkpoint checkpoint;
+    ASSERT_TRUE(checkpoint.pass());
+    EXPECT_FALSE(runs.waitFor(1, kQuiet));
+  }
+}
+
+TEST(DirectoryObserver, ARenamedFolderStaysObservedAndTheOldPathIsNotReopened) {
+  TempDir dir;
+  std::filesystem::create_directory(dir.path() / "old");
+  RunCounter runs;
+  DirectoryObserver observer(dir.path() / "old", runs.handler());
+  std::filesystem::rename(dir.path() / "old", dir.path() / "new");
+  ASSERT_TRUE(runs.waitFor(1));  // the move itself
+  int seen = runs.count();
+  touch(dir.path() / "new" / "a");  // still the same folder
+  ASSERT_TRUE(runs.waitFor(seen + 1));
+
+  std::filesystem::create_directory(dir.path() / "old");  // a different folder at the old path
+  Checkpoint checkpoint;
+  ASSERT_TRUE(checkpoint.pass());
+  seen = runs.settledCount();
+  touch(dir.path() / "old" / "b");
+  ASSERT_TRUE(checkpoint.pass());
+  EXPECT_FALSE(runs.waitFor(seen + 1, kQuiet));
+}
+
+TEST(DirectoryObserver, ReleasingStopsAllRunsAndLeavesASecondObserverOfTheSameFolderWorking) {
+  TempDir dir;
+  RunCounter first;
+  RunCounter second;
+  auto released = std::make_unique<DirectoryObserver>(dir.path(), first.handler());
+  DirectoryObserver kept(dir.path(), second.handler());
+  touch(dir.path() / "a");
+  ASSERT_TRUE(first.waitFor(1));
+  ASSERT_TRUE(second.waitFor(1));
+  released.reset();
+  const int afterRelease = first.count();
+  const int secondBefore = second.count();
+  touch(dir.path() / "b");
+  ASSERT_TRUE(second.waitFor(secondBefore + 1));  // the shared kernel watch outlives one of its users
+  Checkpoint checkpoint;
+  ASSERT_TRUE(checkpoint.pass());
+  EXPECT_EQ(first.count(), afterRelease);
+}
+
+TEST(DirectoryObserver, AThousandObserversEachSeeTheirOwnFolder) {
+  TempDir dir;
+  constexpr int kCount = 1000;
+  std::vector<std::unique_ptr<RunCounter>> counters;
+  std::vector<std::unique_ptr<DirectoryObserver>> observers;
+  for (int i = 0; i < kCount; ++i) {
+    const auto folder = dir.path() / std::to_string(i);
+    std::filesystem::create_directory(folder);
+    counters.push_back(std::make_unique<RunCounter>());
+    observers.push_back(std::make_unique<DirectoryObserver>(folder, counters.back()->handler()));
+    ASSERT_TRUE(observers.back()->isWatching());
+  }
+  for (int i = 0; i < kCount; ++i) touch(dir.path() / std::to_string(i) / "a");
+  for (int i = 0; i < kCount; ++i) ASSERT_TRUE(counters[static_cast<std::size_t>(i)]->waitFor(1)) << i;
+  observers.clear();
+}
+
+TEST(DirectoryObserver, DestroyingTheObserverFromInsideItsHandlerDoesNotDeadlock) {
+  TempDir dir;
+  std::mutex mutex;
+  std::condition_variable done;
+  std::unique_ptr<DirectoryObserver> observer;
+  bool destroyed = false;
+  {
+    std::lock_guard lock(mutex);  // the handler cannot run before `observer` is set
+    observer = std::make_unique<DirectoryObserver>(dir.path(), [&] {
+      std::lock_guard inner(mutex);
+      if (!observer) return;
+      observer.reset();
+      destroyed = true;
+      done.notify_all();
+    });
+  }
+  touch(dir.path() / "a");
+  std::unique_lock lock(mutex);
+  EXPECT_TRUE(done.wait_for(lock, 10s, [&] { return destroyed; }));
+}
+
+TEST(DirectoryObserver, RunsOfOneObserverNeverOverlap) {
+  TempDir dir;
+  std::atomic<int> inside{0};
+  std::atomic<int> overlaps{0};
+  RunCounter runs;
+  auto counted = runs.handler();
+  DirectoryObserver observer(dir.path(), [&] {
+    if (inside.fetch_add(1) != 0) overlaps.fetch_add(1);
+    std::this_thread::sleep_for(1ms);  // widens the window an overlap would need
+    inside.fetch_sub(1);
+    counted();
+  });
+  for (int i = 0; i < 200; ++i) touch(dir.path() / std::to_string(i));
+  Checkpoint checkpoint;
+  ASSERT_TRUE(checkpoint.pass());
+  ASSERT_TRUE(runs.waitFor(1));
+  EXPECT_EQ(overlaps.load(), 0);
+  EXPECT_LT(runs.count(), 600);  // bursts are coalesced (each file gives three events)
+}
+
+}  // namespace
+}  // namespace Keel

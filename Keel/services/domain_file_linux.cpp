@@ -1,0 +1,262 @@
+// Domain files on Linux: atomic replacement (temporary file, fsync, rename,
+// fsync of the folder), flock on a sidecar lock file, and a watch on the
+// folder (through the process's shared inotify watcher) that tells stores
+// when their file changed.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "Keel/services/domain_file.h"
+#include "Keel/services/inotify_watcher.h"
+
+namespace Keel {
+namespace {
+
+// A file larger than this is not a settings file; it reads as unreadable
+// rather than filling memory.
+constexpr off_t kLargestFile = off_t{256} << 20;
+
+FileStamp stampOf(const struct stat& st) {
+  return FileStamp{true, static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino),
+                   static_cast<std::int64_t>(st.st_size),
+                   static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
+}
+
+bool writeAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(n));
+  }
+  return true;
+}
+
+// Creates `folder` and its missing parents, private to the user. Folders
+// that exist keep their permissions.
+void makeFolders(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> missing;
+  std::error_code error;
+  for (auto f = folder; !f.empty() && !std::filesystem::exists(f, error); f = f.parent_path()) {
+    missing.push_back(f);
+    if (f == f.parent_path()) break;
+  }
+  for (auto it = missing.rbegin(); it != missing.rend(); ++it) ::mkdir(it->c_str(), 0700);
+}
+
+// What the folder watch reports to one domain file.
+struct WatchState {
+  std::atomic<bool> changed{false};
+  std::atomic<bool> alive{true};  // false once the watch has ended
+};
+
+class LinuxDomainFile final : public DomainFile {
+ public:
+  explicit LinuxDomainFile(const std::filesystem::path& path)
+      : path_(path), folder_(path.parent_path()), lockPath_(path.string() + ".lock") {
+    makeFolders(folder_);
+    const std::string name = path_.filename().string();
+    watchId_ = detail::InotifyWatcher::shared().add(
+        folder_,
+        IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_CREATE | IN_DELETE | IN_ATTRIB | IN_DELETE_SELF |
+            IN_MOVE_SELF | IN_ONLYDIR,
+        [state = watch_, name](std::uint32_t mask, std::string_view entry) {
+          // The folder itself went away or moved: its watch is over, and the
+          // files are compared on every read from now on.
+          if ((mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0) {
+            state->alive.store(false);
+            state->changed.store(true);
+          } else if ((mask & IN_Q_OVERFLOW) != 0 || entry == name) {  // lost events may have been ours
+            state->changed.store(true);
+          }
+        });
+  }
+
+  ~LinuxDomainFile() override {
+    detail::InotifyWatcher::shared().remove(watchId_);
+    if (lockFd_ >= 0) ::close(lockFd_);
+    if (heldFd_ >= 0) ::close(heldFd_);
+  }
+
+  FileStamp stamp() override {
+    struct stat st {};
+    if (::stat(path_.c_str(), &st) != 0) return {};
+    return stampOf(st);
+  }
+
+  FileRead read() override {
+    FileRead result;
+    const int fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+      switch (errno) {
+        case ENOENT:
+          result.status = FileRead::Status::missing;
+          break;
+        case EACCES:
+        case EPERM:
+        case ELOOP:
+        case ENOTDIR:
+        case EISDIR:
+        case ENXIO:
+          result.status = FileRead::Status::unreadable;
+          result.stamp = stamp();
+          break;
+        default:
+          result.status = FileRead::Status::failed;
+      }
+      return result;
+    }
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) {
+      ::close(fd);
+      result.status = FileRead::Status::failed;
+      return result;
+    }
+    result.stamp = stampOf(st);
+    if (!S_ISREG(st.st_mode) || st.st_size > kLargestFile) {
+      ::close(fd);
+      result.status = FileRead::Status::unreadable;
+      return result;
+    }
+    result.bytes.resize(static_cast<std::size_t>(st.st_size));
+    std::size_t filled = 0;
+    for (;;) {
+      if (filled == result.bytes.size()) result.bytes.resize(filled + 4096);  // grew since fstat
+      const ssize_t n = ::read(fd, result.bytes.data() + filled, result.bytes.size() - filled);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) {
+        ::close(fd);
+        result.status = (errno == EISDIR) ? FileRead::Status::unreadable : FileRead::Status::failed;
+        return result;
+      }
+      if (n == 0) break;
+      filled += static_cast<std::size_t>(n);
+      if (filled > static_cast<std::size_t>(kLargestFile)) {
+        ::close(fd);
+        result.status = FileRead::Status::unreadable;
+        return result;
+      }
+    }
+    result.bytes.resize(filled);
+    result.status = FileRead::Status::read;
+    hold(fd);
+    return result;
+  }
+
+  bool withLock(const std::function<void()>& body) override {
+    if (lockFd_ < 0) {
+      makeFolders(folder_);
+      lockFd_ = ::open(lockPath_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+      if (lockFd_ < 0) return false;
+    }
+    // A writer holds the lock for one file write; a peer that keeps it far
+    // longer is stuck, and waiting for it forever would stop this process too.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    auto pause = std::chrono::microseconds(50);
+    while (::flock(lockFd_, LOCK_EX | LOCK_NB) != 0) {
+      if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() > deadline) return false;
+      std::this_thread::sleep_for(pause);
+      pause = std::min(pause * 2, std::chrono::microseconds(20000));
+    }
+    struct Unlock {
+      int fd;
+      ~Unlock() { ::flock(fd, LOCK_UN); }
+    } unlock{lockFd_};
+    if (!cleaned_) {
+      removeAbandonedTemporaries();
+      cleaned_ = true;
+    }
+    body();
+    return true;
+  }
+
+  bool setAside() override {
+    static std::atomic<unsigned> counter{0};
+    const std::string aside = path_.string() + ".corrupt-" + std::to_string(std::time(nullptr)) + "-" +
+                              std::to_string(::getpid()) + "-" + std::to_string(counter.fetch_add(1));
+    return ::rename(path_.c_str(), aside.c_str()) == 0;
+  }
+
+  std::optional<FileStamp> replace(std::string_view bytes) override {
+    std::string temporary = temporaryPrefix() + "XXXXXX";
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0) return std::nullopt;
+    struct stat st {};
+    const bool ok = ::fchmod(fd, 0600) == 0 && writeAll(fd, bytes) && ::fsync(fd) == 0 && ::fstat(fd, &st) == 0 &&
+                    ::rename(temporary.c_str(), path_.c_str()) == 0;
+    if (!ok) {
+      ::unlink(temporary.c_str());
+      ::close(fd);
+      return std::nullopt;
+    }
+    // The rename is durable only once the folder's entry is on disk.
+    const int folderFd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folderFd >= 0) {
+      ::fsync(folderFd);
+      ::close(folderFd);
+    }
+    hold(fd);
+    return stampOf(st);
+  }
+
+  bool takeChangeNotice() override {
+    if (watchId_ == 0 || !watch_->alive.load(std::memory_order_relaxed)) return true;
+    return watch_->changed.exchange(false);
+  }
+
+ private:
+  // Keeps the version last read or written open, so that its inode cannot be
+  // reused by a later version: equal stamps then always mean the same file.
+  void hold(int fd) {
+    std::lock_guard lock(heldMutex_);  // a read and a write may finish at once
+    if (heldFd_ >= 0) ::close(heldFd_);
+    heldFd_ = fd;
+  }
+
+  [[nodiscard]] std::string temporaryPrefix() const { return path_.string() + ".tmp-"; }
+
+  // Temporary files are made only under the lock, so any found while holding
+  // it belong to a writer that died mid-write.
+  void removeAbandonedTemporaries() const {
+    const std::string prefix = path_.filename().string() + ".tmp-";
+    std::error_code error;
+    for (std::filesystem::directory_iterator it(folder_, error), end; !error && it != end; it.increment(error)) {
+      const std::string name = it->path().filename().string();
+      if (name.size() == prefix.size() + 6 && name.starts_with(prefix)) ::unlink(it->path().c_str());
+    }
+  }
+
+  const std::filesystem::path path_;
+  const std::filesystem::path folder_;
+  const std::string lockPath_;
+  const std::shared_ptr<WatchState> watch_ = std::make_shared<WatchState>();
+  std::uint64_t watchId_ = 0;
+  int lockFd_ = -1;
+  std::mutex heldMutex_;
+  int heldFd_ = -1;
+  bool cleaned_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<DomainFile> openDomainFile(const std::filesystem::path& path) {
+  return std::make_unique<LinuxDomainFile>(path);
+}
+
+}  // namespace Keel

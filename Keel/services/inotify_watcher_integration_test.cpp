@@ -1,0 +1,89 @@
+// The shared inotify watcher's own promises: lost events reach every
+// listener once, whatever the object it watches.
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <fstream>
+#include <mutex>
+#include <string>
+
+#include "Keel/services/inotify_watcher.h"
+#include "testing/temp_dir.h"
+
+namespace Keel::detail {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::TempDir;
+
+std::size_t queueLimit() {
+  std::ifstream file("/proc/sys/fs/inotify/max_queued_events");
+  std::size_t limit = 16384;
+  file >> limit;
+  return limit;
+}
+
+TEST(InotifyWatcher, AnOverflowingQueueIsToldToEveryListener) {
+  const std::size_t limit = queueLimit();
+  if (limit > 100000) GTEST_SKIP() << "the kernel's event queue holds " << limit << " events; too many to fill here";
+  TempDir dir;
+  std::filesystem::create_directory(dir.path() / "quiet");
+  InotifyWatcher watcher;
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool blocked = false;
+  bool release = false;
+  std::atomic<int> busyOverflows{0};
+  std::atomic<int> quietOverflows{0};
+  const std::uint64_t busy = watcher.add(dir.path(), IN_MODIFY, [&](std::uint32_t mask, std::string_view) {
+    if ((mask & IN_Q_OVERFLOW) != 0) {
+      busyOverflows.fetch_add(1);
+      return;
+    }
+    std::unique_lock lock(mutex);
+    if (blocked) return;
+    blocked = true;  // hold the reader while the kernel's queue fills up
+    changed.notify_all();
+    changed.wait(lock, [&] { return release; });
+  });
+  const std::uint64_t quiet = watcher.add(dir.path() / "quiet", IN_MODIFY, [&](std::uint32_t mask, std::string_view) {
+    if ((mask & IN_Q_OVERFLOW) != 0) quietOverflows.fetch_add(1);
+  });
+  ASSERT_NE(busy, 0u);
+  ASSERT_NE(quiet, 0u);
+
+  const int a = ::open((dir.path() / "a").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+  const int b = ::open((dir.path() / "b").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+  ASSERT_GE(a, 0);
+  ASSERT_GE(b, 0);
+  ASSERT_EQ(::write(a, "x", 1), 1);
+  {
+    std::unique_lock lock(mutex);
+    ASSERT_TRUE(changed.wait_for(lock, 10s, [&] { return blocked; }));
+  }
+  // Alternating files, so that the kernel cannot merge consecutive events.
+  for (std::size_t i = 0; i <= limit; ++i) ASSERT_EQ(::write(i % 2 == 0 ? a : b, "x", 1), 1);
+  ::close(a);
+  ::close(b);
+  {
+    std::lock_guard lock(mutex);
+    release = true;
+    changed.notify_all();
+  }
+  for (int i = 0; i < 10000 && (busyOverflows.load() == 0 || quietOverflows.load() == 0); ++i) {
+    std::this_thread::sleep_for(1ms);
+  }
+  EXPECT_EQ(busyOverflows.load(), 1);
+  EXPECT_EQ(quietOverflows.load(), 1);
+  watcher.remove(busy);
+  watcher.remove(quiet);
+}
+
+}  // namespace
+}  // namespace Keel::detail

@@ -1,0 +1,218 @@
+// User notifications against a notification server on a private session bus
+// (python3-dbusmock's notification daemon, which records every call).
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "Keel/services/notifications.h"
+#include "Keel/services/user_notification_center_linux.h"
+#include "testing/child_process.h"
+#include "testing/private_session_bus.h"
+
+namespace Keel {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::ChildOptions;
+using Vantor::Testing::ChildProcess;
+using Vantor::Testing::PrivateSessionBus;
+
+// One Notify call the server received.
+struct ShownNotification {
+  std::string title;
+  std::string body;
+  std::uint32_t replacesId = 0;
+  std::string requestIdentifier;
+  std::string soundName;
+};
+
+class DesktopNotificationsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    GError* error = nullptr;
+    observer_ = g_dbus_connection_new_for_address_sync(
+        bus_.address().c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error);
+    ASSERT_NE(observer_, nullptr) << error->message;
+    g_dbus_connection_set_exit_on_close(observer_, FALSE);
+  }
+  void TearDown() override {
+    if (observer_ != nullptr) g_object_unref(observer_);
+  }
+
+  void startServer() {
+    server_ = std::make_unique<ChildProcess>(ChildOptions{
+        {"/usr/bin/python3", "-m", "dbusmock", "--template", "notification_daemon"},
+        {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
+    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return serverOnBus(); }, 30s)) << "the mock server never came up";
+  }
+
+  bool serverOnBus() {
+    GVariant* reply = g_dbus_connection_call_sync(observer_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                  "org.freedesktop.DBus", "NameHasOwner",
+                                                  g_variant_new("(s)", "org.freedesktop.Notifications"),
+                                                  G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+                                                  nullptr);
+    if (reply == nullptr) return false;
+    gboolean owned = FALSE;
+    g_variant_get(reply, "(b)", &owned);
+    g_variant_unref(reply);
+    return owned != FALSE;
+  }
+
+  // The Notify calls the mock recorded, oldest first.
+  std::vector<ShownNotification> shown() {
+    std::vector<ShownNotification> result;
+    GVariant* reply = g_dbus_connection_call_sync(
+        observer_, "org.freedesktop.Notifications", "/org/freedesktop/Notifications", "org.freedesktop.DBus.Mock",
+        "GetCalls", nullptr, G_VARIANT_TYPE("(a(tsav))"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+    if (reply == nullptr) return result;
+    GVariantIter* calls = nullptr;
+    g_variant_get(reply, "(a(tsav))", &calls);
+    guint64 time = 0;
+    const gchar* method = nullptr;
+    GVariantIter* args = nullptr;
+    while (g_variant_iter_loop(calls, "(t&sav)", &time, &method, &args)) {
+      if (std::string(method) != "Notify") continue;
+      std::vector<GVariant*> values;
+      GVariant* value = nullptr;
+      while ((value = g_variant_iter_next_value(args)) != nullptr) values.push_back(value);
+      ShownNotification n;
+      auto inner = [&](std::size_t i) { return g_variant_get_variant(values[i]); };
+      auto text = [&](std::size_t i) {
+        GVariant* v = inner(i);
+        std::string s = g_variant_get_string(v, nullptr);
+        g_variant_unref(v);
+        return s;
+      };
+      n.title = text(3);
+      n.body = text(4);
+      GVariant* replaces = inner(1);
+      n.replacesId = g_variant_get_uint32(replaces);
+      g_variant_unref(replaces);
+      GVariant* hints = inner(6);
+      const gchar* hint = nullptr;
+      if (g_variant_lookup(hints, "x-keel-request-identifier", "&s", &hint)) n.requestIdentifier = hint;
+      if (g_variant_lookup(hints, "sound-name", "&s", &hint)) n.soundName = hint;
+      g_variant_unref(hints);
+      for (GVariant* v : values) g_variant_unref(v);
+      result.push_back(std::move(n));
+    }
+    g_variant_iter_free(calls);
+    g_variant_unref(reply);
+    return result;
+  }
+
+  DesktopNotificationOptions options(bool turnedOff = false) {
+    DesktopNotificationOptions o;
+    o.busAddress = bus_.address();
+    o.applicationName = "Vantor";
+    o.applicationId = "com.brenwick.vantor";
+    o.turnedOffByUser = [turnedOff] { return turnedOff; };
+    return o;
+  }
+
+  // Returns once everything the centre was asked before, and what that work
+  // queued in turn, has run: its queue is serial.
+  static void drain(UserNotificationCenter& center) {
+    std::promise<void> done;
+    center.getNotificationSettings([&](NotificationSettings) {
+      center.getNotificationSettings([&](NotificationSettings) { done.set_value(); });
+    });
+    ASSERT_EQ(done.get_future().wait_for(30s), std::future_status::ready);
+  }
+
+  PrivateSessionBus bus_;
+  GDBusConnection* observer_ = nullptr;
+  std::unique_ptr<ChildProcess> server_;
+};
+
+TEST_F(DesktopNotificationsTest, TwoDeliveriesShowTwoNotificationsUnderDifferentIdentifiers) {
+  startServer();
+  DesktopNotificationCenter center(options());
+  std::promise<std::optional<NotificationError>> first, second;
+  Notifications::deliver(center, "Backup", "Done", [&](std::optional<NotificationError> e) { first.set_value(e); });
+  Notifications::deliver(center, "Backup", "Done", [&](std::optional<NotificationError> e) { second.set_value(e); });
+  auto a = first.get_future();
+  auto b = second.get_future();
+  ASSERT_EQ(a.wait_for(30s), std::future_status::ready);
+  ASSERT_EQ(b.wait_for(30s), std::future_status::ready);
+  EXPECT_FALSE(a.get().has_value());
+  EXPECT_FALSE(b.get().has_value());
+
+  const auto notifications = shown();
+  ASSERT_EQ(notifications.size(), 2u);
+  for (const auto& n : notifications) {
+    EXPECT_EQ(n.title, "Backup");
+    EXPECT_EQ(n.body, "Done");
+    EXPECT_EQ(n.replacesId, 0u);
+    EXPECT_EQ(n.soundName, "message-new-instant");
+    EXPECT_EQ(n.requestIdentifier.size(), 36u);
+  }
+  EXPECT_NE(notifications[0].requestIdentifier, notifications[1].requestIdentifier);
+  const auto firstId = center.serverIdentifier(notifications[0].requestIdentifier);
+  const auto secondId = center.serverIdentifier(notifications[1].requestIdentifier);
+  ASSERT_TRUE(firstId && secondId);
+  EXPECT_NE(*firstId, *secondId);
+}
+
+TEST_F(DesktopNotificationsTest, WithAServerAuthorizationIsGranted) {
+  startServer();
+  DesktopNotificationCenter center(options());
+  std::promise<std::pair<bool, std::optional<NotificationError>>> answer;
+  Notifications::requestAuthorization(center, [&](bool granted, std::optional<NotificationError> e) {
+    answer.set_value({granted, e});
+  });
+  auto result = answer.get_future();
+  ASSERT_EQ(result.wait_for(30s), std::future_status::ready);
+  const auto [granted, error] = result.get();
+  EXPECT_TRUE(granted);
+  EXPECT_FALSE(error.has_value());
+}
+
+TEST_F(DesktopNotificationsTest, WithoutAServerNothingIsShownAndTheCompletionIsNeverCalled) {
+  DesktopNotificationCenter center(options());
+  std::promise<AuthorizationStatus> status;
+  center.getNotificationSettings([&](NotificationSettings s) { status.set_value(s.authorizationStatus); });
+  auto s = status.get_future();
+  ASSERT_EQ(s.wait_for(30s), std::future_status::ready);
+  EXPECT_EQ(s.get(), AuthorizationStatus::notDetermined);
+
+  std::atomic<bool> called{false};
+  Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
+  drain(center);
+  EXPECT_FALSE(called.load());
+
+  std::promise<bool> granted;
+  Notifications::requestAuthorization(center, [&](bool g, std::optional<NotificationError> e) {
+    EXPECT_TRUE(e.has_value());
+    granted.set_value(g);
+  });
+  auto g = granted.get_future();
+  ASSERT_EQ(g.wait_for(30s), std::future_status::ready);
+  EXPECT_FALSE(g.get());
+}
+
+TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
+  startServer();
+  DesktopNotificationCenter center(options(true));
+  std::promise<AuthorizationStatus> status;
+  center.getNotificationSettings([&](NotificationSettings s) { status.set_value(s.authorizationStatus); });
+  auto s = status.get_future();
+  ASSERT_EQ(s.wait_for(30s), std::future_status::ready);
+  EXPECT_EQ(s.get(), AuthorizationStatus::denied);
+  std::atomic<bool> called{false};
+  Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
+  drain(center);
+  EXPECT_FALSE(called.load());
+  EXPECT_TRUE(shown().empty());
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,188 @@
+// In-process notifications through the hub, and the delivery rule of user
+// notifications on a centre whose settings and results the test chooses.
+#include "Keel/services/notifications.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "Keel/services/user_notification_center_linux.h"
+
+namespace Keel {
+namespace {
+
+struct Listener {
+  std::vector<Notification> heard;
+  int pings = 0;
+  std::thread::id thread;
+  void onNotification(const Notification& n) {
+    heard.push_back(n);
+    thread = std::this_thread::get_id();
+  }
+  void onPing() { ++pings; }
+};
+
+TEST(NotificationHub, ObserversHearTheirNameFromTheSendersTheyChose) {
+  NotificationCenter center;
+  int senderA = 0;
+  int senderB = 0;
+  Listener any, onlyA, other;
+  center.addObserver(&any, makeObserverSelector<Notification>(&any, &Listener::onNotification), "changed");
+  center.addObserver(&onlyA, makeObserverSelector<Notification>(&onlyA, &Listener::onNotification), "changed",
+                     &senderA);
+  center.addObserver(&other, makeObserverSelector<Notification>(&other, &Listener::onNotification), "other");
+  center.post("changed", &senderA);
+  center.post("changed", &senderB);
+  center.post("changed");
+  EXPECT_EQ(any.heard.size(), 3u);
+  ASSERT_EQ(onlyA.heard.size(), 1u);
+  EXPECT_EQ(onlyA.heard[0].object, &senderA);
+  EXPECT_EQ(onlyA.heard[0].name, "changed");
+  EXPECT_TRUE(other.heard.empty());
+}
+
+TEST(NotificationHub, RemovalIsByObserverAndName) {
+  NotificationCenter center;
+  Listener a, b;
+  for (const char* name : {"one", "two"}) {
+    center.addObserver(&a, makeObserverSelector<Notification>(&a, &Listener::onPing), name);
+    center.addObserver(&b, makeObserverSelector<Notification>(&b, &Listener::onPing), name);
+  }
+  center.removeObserver(&a, "one");
+  center.post("one");
+  center.post("two");
+  EXPECT_EQ(a.pings, 1);
+  EXPECT_EQ(b.pings, 2);
+  center.removeObserver(&b);
+  center.post("one");
+  center.post("two");
+  EXPECT_EQ(a.pings, 2);
+  EXPECT_EQ(b.pings, 2);
+}
+
+TEST(NotificationHub, AnObserverRemovedDuringAPostIsNotCalledAfterwards) {
+  NotificationCenter center;
+  int calls = 0;
+  int second = 0;
+  center.addObserver(&calls, [&](const Notification&) {
+    ++calls;
+    center.removeObserver(&second, "n");
+    center.post("unrelated");  // posting from inside an observer is fine
+  }, "n");
+  center.addObserver(&second, [&](const Notification&) { ++second; }, "n");
+  center.post("n");
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(second, 0);
+}
+
+TEST(NotificationHub, TheStaticFrontDeliversOnThePostingThread) {
+  Listener listener;
+  Notifications::addObserver(&listener, &Listener::onNotification, NotificationName("keel.test.front"));
+  std::thread([] { Notifications::post("keel.test.front"); }).join();
+  Notifications::removeObserver(&listener, NotificationName("keel.test.front"));
+  Notifications::post("keel.test.front");
+  ASSERT_EQ(listener.heard.size(), 1u);
+  EXPECT_NE(listener.thread, std::this_thread::get_id());
+}
+
+TEST(NotificationHub, ConcurrentRegistrationAndPosting) {
+  NotificationCenter center;
+  std::atomic<int> heard{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      int identity = t;
+      for (int i = 0; i < 500; ++i) {
+        center.addObserver(&identity, [&](const Notification&) { heard.fetch_add(1); }, "n");
+        center.post("n");
+        center.removeObserver(&identity, "n");
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_GE(heard.load(), 2000);  // each post reaches at least its own poster's observer
+}
+
+// Runs every completion at once, with the settings and result the test set.
+class FakeCenter final : public UserNotificationCenter {
+ public:
+  AuthorizationStatus status = AuthorizationStatus::authorized;
+  std::optional<NotificationError> result;
+  std::vector<NotificationRequest> added;
+
+  void requestAuthorization(unsigned options, AuthorizationCompletion completion) override {
+    askedOptions = options;
+    completion(true, std::nullopt);
+  }
+  void getNotificationSettings(SettingsCompletion completion) override { completion({status}); }
+  void add(NotificationRequest request, AddCompletion completion) override {
+    added.push_back(std::move(request));
+    if (completion) completion(result);
+  }
+  unsigned askedOptions = 0;
+};
+
+TEST(UserNotificationDelivery, WhileNotAllowedNothingIsShownAndNobodyIsCalledBack) {
+  for (auto status : {AuthorizationStatus::denied, AuthorizationStatus::notDetermined}) {
+    FakeCenter center;
+    center.status = status;
+    bool called = false;
+    Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
+    EXPECT_TRUE(center.added.empty());
+    EXPECT_FALSE(called);
+  }
+}
+
+TEST(UserNotificationDelivery, EachDeliveryIsANewRequestWithTheDefaultSound) {
+  for (auto status : {AuthorizationStatus::authorized, AuthorizationStatus::provisional}) {
+    FakeCenter center;
+    center.status = status;
+    Notifications::deliver(center, "Title", "Body");
+    center.result = NotificationError{"full"};
+    std::optional<NotificationError> answer;
+    Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError> e) { answer = e; });
+    ASSERT_EQ(center.added.size(), 2u);
+    EXPECT_NE(center.added[0].identifier, center.added[1].identifier);
+    EXPECT_EQ(center.added[1].content.title, "Title");
+    EXPECT_EQ(center.added[1].content.body, "Body");
+    EXPECT_TRUE(center.added[1].content.defaultSound);
+    ASSERT_TRUE(answer.has_value());
+    EXPECT_EQ(answer->description, "full");
+  }
+}
+
+TEST(UserNotificationDelivery, AuthorizationAsksForBadgeSoundAndAlert) {
+  FakeCenter center;
+  Notifications::requestAuthorization(center, [](bool, std::optional<NotificationError>) {});
+  EXPECT_EQ(center.askedOptions, 7u);
+}
+
+TEST(RandomUUID, Version4InUpperCaseStandardForm) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 100; ++i) {
+    const std::string uuid = randomUUIDString();
+    ASSERT_EQ(uuid.size(), 36u);
+    for (std::size_t c = 0; c < uuid.size(); ++c) {
+      if (c == 8 || c == 13 || c == 18 || c == 23) {
+        EXPECT_EQ(uuid[c], '-');
+      } else {
+        EXPECT_TRUE((uuid[c] >= '0' && uuid[c] <= '9') || (uuid[c] >= 'A' && uuid[c] <= 'F')) << uuid;
+      }
+    }
+    EXPECT_EQ(uuid[14], '4');
+    EXPECT_NE(std::string("89AB").find(uuid[19]), std::string::npos) << uuid;
+    seen.insert(uuid);
+  }
+  EXPECT_EQ(seen.size(), 100u);
+}
+
+TEST(GnomeNotificationPolicy, PathOfTheApplicationsSwitch) {
+  EXPECT_EQ(gnomeNotificationPolicyPath("com.Brenwick.vantor_2"),
+            "/org/gnome/desktop/notifications/application/com-brenwick-vantor-2/");
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,76 @@
+// Reachability against the kernel's real routing state, in a network
+// namespace of its own so that no traffic leaves it and the host's own
+// routes do not matter.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "Keel/services/reachability.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Keel {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::ChildOptions;
+using Vantor::Testing::ChildProcess;
+using Vantor::Testing::TempDir;
+
+constexpr const char* kProbeVariable = "VANTOR_REACHABILITY_PROBE";
+
+// Started again as a probe inside the namespace, this binary prints the
+// answer and exits before any test runs.
+const bool probed = [] {
+  if (std::getenv(kProbeVariable) != nullptr) {
+    std::printf("%d", Reachability::isConnectedToNetwork() ? 1 : 0);
+    std::fflush(stdout);
+    std::_Exit(0);
+  }
+  return false;
+}();
+
+// Runs `script` under `unshare -n`; its exit status and standard output.
+std::pair<int, std::string> inFreshNamespace(const std::string& script) {
+  TempDir dir;
+  ChildOptions options;
+  options.argv = {"unshare", "-n", "/bin/sh", "-c", script};
+  options.stdoutFile = dir.path() / "out";
+  options.stderrFile = dir.path() / "err";
+  int status = -1;
+  try {
+    ChildProcess child(options);
+    status = child.waitForExit(30s).value_or(-1);
+  } catch (const std::exception&) {
+    return {-1, {}};
+  }
+  std::stringstream out;
+  out << std::ifstream(dir.path() / "out").rdbuf();
+  std::stringstream err;
+  err << std::ifstream(dir.path() / "err").rdbuf();
+  return {status, out.str() + err.str()};
+}
+
+TEST(Reachability, FollowsTheDefaultRouteOfAFreshNetworkNamespace) {
+  (void)probed;
+  const auto [canUnshare, why] = inFreshNamespace("command -v ip >/dev/null || echo 'no ip command'");
+  if (canUnshare != 0 || !why.empty()) {
+    GTEST_SKIP() << "cannot create a network namespace with `unshare -n` and `ip` (needs root): " << why;
+  }
+  const std::string probe = std::filesystem::read_symlink("/proc/self/exe").string();
+  const std::string script = std::string("export ") + kProbeVariable + "=1; P=" + probe +
+                             "; \"$P\"; ip link set lo up && ip route add default dev lo && \"$P\";"
+                             " ip route del default && ip route add blackhole default && \"$P\"";
+  const auto [status, output] = inFreshNamespace(script);
+  ASSERT_EQ(status, 0) << output;
+  // No route; a route through the loopback interface, which is up; a route that drops everything.
+  EXPECT_EQ(output, "010");
+}
+
+}  // namespace
+}  // namespace Keel

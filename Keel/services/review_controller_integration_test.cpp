@@ -1,0 +1,47 @@
+// The default rating prompt hands the appstream:// page to whatever the
+// desktop registered for that scheme: here a handler of the test's own.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Keel/services/review_controller.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Keel {
+namespace {
+
+TEST(ReviewControllerPrompt, OpensTheApplicationsPageWithTheSchemesDefaultHandler) {
+  Vantor::Testing::TempDir dir;
+  const auto opened = dir.path() / "opened";
+  std::filesystem::create_directories(dir.path() / "data" / "applications");
+  std::filesystem::create_directories(dir.path() / "config");
+  std::ofstream(dir.path() / "data" / "applications" / "software-centre.desktop")
+      << "[Desktop Entry]\nType=Application\nName=Software centre\n"
+      << "Exec=/bin/sh -c 'printf %s \"$0\" > " << opened.string() << "' %u\n"
+      << "MimeType=x-scheme-handler/appstream;\n";
+  std::ofstream(dir.path() / "config" / "mimeapps.list")
+      << "[Default Applications]\nx-scheme-handler/appstream=software-centre.desktop\n";
+  // GIO reads these folders on its first look-up, which this is.
+  setenv("XDG_DATA_HOME", (dir.path() / "data").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (dir.path() / "config").c_str(), 1);
+  setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
+
+  ASSERT_TRUE(ReviewController::openRatingPage("com.brenwick.vantor"));
+  const auto read = [&] {
+    std::ifstream in(opened);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+  };
+  EXPECT_TRUE(Vantor::Testing::waitUntil([&] { return read() == "appstream://com.brenwick.vantor"; },
+                                         std::chrono::seconds(10)))
+      << read();
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,346 @@
+// The user-defaults stores: value forms and typed reads on the memory store,
+// and the file-backed store against real files in a temporary folder and
+// against a scripted file whose failures the test chooses.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Keel/core/property_list_reader.h"
+#include "Keel/services/persistent_user_defaults.h"
+#include "Keel/services/user_defaults.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Keel {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::TempDir;
+using Vantor::Testing::waitUntil;
+
+std::string fileText(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// The domain a file holds, read independently of the store.
+std::optional<TextDictionary> fileDomain(const std::filesystem::path& path) {
+  auto read = PropertyList::read(std::string_view(fileText(path)));
+  if (!read) return std::nullopt;
+  if (auto* d = read.value->getIf<TextDictionary>()) return *d;
+  return std::nullopt;
+}
+
+std::vector<std::filesystem::path> entriesStartingWith(const std::filesystem::path& folder, const std::string& prefix) {
+  std::vector<std::filesystem::path> found;
+  for (const auto& e : std::filesystem::directory_iterator(folder)) {
+    if (e.path().filename().string().starts_with(prefix)) found.push_back(e.path());
+  }
+  return found;
+}
+
+constexpr PersistentUserDefaults::Options kNoTimedWrites{std::chrono::hours(1)};
+
+TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBack) {
+  MemoryUserDefaults d;
+  ASSERT_TRUE(d.set(std::int32_t{7}, "int"));
+  EXPECT_EQ(d.object("int"), AnyValue(std::int64_t{7}));
+  ASSERT_TRUE(d.set(1.5f, "float"));
+  EXPECT_EQ(d.object("float"), AnyValue(1.5));
+  ASSERT_TRUE(d.set(Date(1000.75), "date"));
+  EXPECT_EQ(d.object("date"), AnyValue(Date(1000.75)));  // kept exactly
+  ASSERT_TRUE(d.set(URL{"file:///tmp/a"}, "url"));
+  EXPECT_EQ(d.string("url"), "file:///tmp/a");
+  ASSERT_TRUE(d.set(AnyValue::Array{std::uint8_t{1}, "x"}, "array"));
+  EXPECT_EQ(d.array("array"), (AnyValue::Array{std::int64_t{1}, "x"}));
+}
+
+TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
+  MemoryUserDefaults d;
+  d.set("kept", "k");
+  EXPECT_FALSE(d.set(std::numeric_limits<std::uint64_t>::max(), "k"));
+  EXPECT_FALSE(d.set("bell\a", "k"));
+  EXPECT_FALSE(d.set(std::string("\xC0\x80"), "k"));       // overlong
+  EXPECT_FALSE(d.set(std::string("\xED\xA0\x80"), "k"));   // surrogate
+  EXPECT_FALSE(d.set(AnyValue::Array{nullptr}, "k"));
+  EXPECT_FALSE(d.set(HashedDictionary{{1, 2}}, "k"));
+  EXPECT_FALSE(d.set(1, "key\x01"));
+  EXPECT_FALSE(d.set(Date::withTimeIntervalSinceReferenceDate(1e12), "k"));  // beyond the year 9999
+  EXPECT_EQ(d.string("k"), "kept");
+  EXPECT_TRUE(d.set("tab\tnewline\n\xE2\x82\xAC\xF0\x9F\x98\x80", "k"));
+}
+
+TEST(UserDefaultsValues, AbsentOrNullRemovesTheKey) {
+  MemoryUserDefaults d;
+  d.set(1, "a");
+  d.set(2, "b");
+  EXPECT_TRUE(d.set(std::nullopt, "a"));
+  EXPECT_TRUE(d.set(nullptr, "b"));
+  EXPECT_TRUE(d.dictionaryRepresentation().empty());
+}
+
+TEST(UserDefaultsValues, TypedReads) {
+  MemoryUserDefaults d(TextDictionary{{"real", 2.5}, {"int", 3}, {"yes", "YES"}, {"numberText", "4.5"},
+                                      {"true", true}, {"zero", 0}, {"data", Data{1, 2}}, {"text", "t"}});
+  EXPECT_EQ(d.doubleValue("missing"), 0.0);
+  EXPECT_EQ(d.doubleValue("real"), 2.5);
+  EXPECT_EQ(d.doubleValue("int"), 3.0);
+  EXPECT_EQ(d.doubleValue("numberText"), 4.5);
+  EXPECT_EQ(d.doubleValue("data"), 0.0);
+  EXPECT_EQ(d.integer("real"), 2);
+  EXPECT_TRUE(d.boolValue("true"));
+  EXPECT_TRUE(d.boolValue("yes"));
+  EXPECT_TRUE(d.boolValue("int"));
+  EXPECT_FALSE(d.boolValue("zero"));
+  EXPECT_FALSE(d.boolValue("text"));
+  EXPECT_FALSE(d.boolValue("missing"));
+  EXPECT_EQ(d.data("data"), (Data{1, 2}));
+  EXPECT_EQ(d.data("text"), std::nullopt);
+  EXPECT_EQ(d.array("text"), std::nullopt);
+}
+
+TEST(UserDefaultsDomains, NamesThatCannotBeFileNamesAreRefused) {
+  EXPECT_TRUE(isValidDomainName("com.brenwick.appreviews"));
+  const std::vector<std::string> bad{"", ".", "..", "a/b", std::string("a\0b", 3), std::string(201, 'x')};
+  for (const std::string& name : bad) EXPECT_FALSE(isValidDomainName(name)) << name;
+  EXPECT_EQ(UserDefaults::suite("a/b"), nullptr);
+}
+
+TEST(UserDefaultsDomains, FolderFollowsXdgConfigHome) {
+  EXPECT_EQ(defaultsFolder("/x/config", "/home/u"), std::filesystem::path("/x/config/keel/defaults"));
+  EXPECT_EQ(defaultsFolder("relative", "/home/u"), std::filesystem::path("/home/u/.config/keel/defaults"));
+  EXPECT_EQ(defaultsFolder("", "/home/u"), std::filesystem::path("/home/u/.config/keel/defaults"));
+  EXPECT_EQ(defaultsFolder(nullptr, nullptr), std::nullopt);
+}
+
+class PersistentDefaultsTest : public ::testing::Test {
+ protected:
+  TempDir dir;
+  std::filesystem::path file = dir.path() / "defaults" / "com.example.test.plist";
+};
+
+TEST_F(PersistentDefaultsTest, EveryKindReadsBackFromTheFile) {
+  const TextDictionary all{{"bool", true},
+                           {"int", std::int64_t{-5}},
+                           {"big", std::numeric_limits<std::int64_t>::max()},
+                           {"real", 0.1},
+                           {"text", "caf\xC3\xA9 & <tags>"},
+                           {"data", Data{0, 255, 10}},
+                           {"date", Date(1700000000.0)},
+                           {"array", AnyValue::Array{1, "two", AnyValue::Array{}}},
+                           {"dict", TextDictionary{{"inner", 2.5}}}};
+  {
+    PersistentUserDefaults d(file, kNoTimedWrites);
+    for (const auto& [key, value] : all) ASSERT_TRUE(d.set(value, key));
+    EXPECT_TRUE(d.synchronize());
+  }
+  PersistentUserDefaults reread(file, kNoTimedWrites);
+  const TextDictionary expected = MemoryUserDefaults(all).dictionaryRepresentation();
+  EXPECT_EQ(reread.dictionaryRepresentation(), expected);
+  EXPECT_EQ(fileDomain(file), expected);
+}
+
+TEST_F(PersistentDefaultsTest, NewFoldersAndFilesArePrivateAndExistingFoldersKeepTheirMode) {
+  namespace fs = std::filesystem;
+  fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
+  const auto before = fs::status(dir.path()).permissions();
+  PersistentUserDefaults d(dir.path() / "a" / "b" / "x.plist", kNoTimedWrites);
+  d.set(1, "k");
+  ASSERT_TRUE(d.synchronize());
+  EXPECT_EQ(fs::status(dir.path()).permissions(), before);
+  EXPECT_EQ(fs::status(dir.path() / "a").permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(dir.path() / "a" / "b").permissions(), fs::perms::owner_all);
+  EXPECT_EQ(fs::status(dir.path() / "a" / "b" / "x.plist").permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(PersistentDefaultsTest, WritesReachTheFileSoonWithoutSynchronize) {
+  PersistentUserDefaults d(file, {std::chrono::milliseconds(10)});
+  d.set("v", "k");
+  EXPECT_TRUE(waitUntil([&] { return fileDomain(file) == TextDictionary{{"k", "v"}}; }, 5s));
+}
+
+TEST_F(PersistentDefaultsTest, DestroyingTheStoreWritesWhatIsPending) {
+  {
+    PersistentUserDefaults d(file, kNoTimedWrites);
+    d.set(1, "k");
+    EXPECT_FALSE(std::filesystem::exists(file));
+  }
+  EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", std::int64_t{1}}}));
+}
+
+TEST_F(PersistentDefaultsTest, WritersOfDifferentKeysMergeAndRemovalsCarry) {
+  PersistentUserDefaults a(file, kNoTimedWrites);
+  PersistentUserDefaults b(file, kNoTimedWrites);
+  a.set(1, "a");
+  a.set(1, "gone");
+  ASSERT_TRUE(a.synchronize());
+  b.set(2, "b");  // b never read the file: its write still keeps a's keys
+  ASSERT_TRUE(b.synchronize());
+  a.removeObject("gone");
+  ASSERT_TRUE(a.synchronize());
+  const TextDictionary expected{{"a", std::int64_t{1}}, {"b", std::int64_t{2}}};
+  EXPECT_EQ(fileDomain(file), expected);
+  EXPECT_TRUE(waitUntil([&] { return a.dictionaryRepresentation() == expected; }, 5s));
+  EXPECT_TRUE(waitUntil([&] { return b.dictionaryRepresentation() == expected; }, 5s));
+}
+
+TEST_F(PersistentDefaultsTest, LocalChangesShadowTheFileUntilWritten) {
+  PersistentUserDefaults a(file, kNoTimedWrites);
+  PersistentUserDefaults b(file, kNoTimedWrites);
+  a.set("mine", "k");
+  b.set("theirs", "k");
+  ASSERT_TRUE(b.synchronize());
+  // a's own unwritten value wins over what arrived in the file...
+  EXPECT_EQ(a.string("k"), "mine");
+  // ...and, written last, it is what both end with.
+  ASSERT_TRUE(a.synchronize());
+  EXPECT_TRUE(waitUntil([&] { return b.string("k") == "mine"; }, 5s));
+}
+
+TEST_F(PersistentDefaultsTest, ACorruptFileReadsEmptyAndIsSetAsideBeforeAWrite) {
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream(file) << "<plist><dict><key>half";
+  PersistentUserDefaults d(file, kNoTimedWrites);
+  EXPECT_TRUE(d.dictionaryRepresentation().empty());
+  EXPECT_EQ(fileText(file), "<plist><dict><key>half");  // reading changes nothing on disk
+  d.set("new", "k");
+  ASSERT_TRUE(d.synchronize());
+  const auto aside = entriesStartingWith(file.parent_path(), file.filename().string() + ".corrupt-");
+  ASSERT_EQ(aside.size(), 1u);
+  EXPECT_EQ(fileText(aside[0]), "<plist><dict><key>half");
+  EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", "new"}}));
+}
+
+TEST_F(PersistentDefaultsTest, AFolderInPlaceOfTheFileReadsEmptyAndIsSetAside) {
+  std::filesystem::create_directories(file / "inside");
+  PersistentUserDefaults d(file, kNoTimedWrites);
+  EXPECT_EQ(d.object("k"), std::nullopt);
+  d.set(1, "k");
+  EXPECT_TRUE(d.synchronize());
+  const auto aside = entriesStartingWith(file.parent_path(), file.filename().string() + ".corrupt-");
+  ASSERT_EQ(aside.size(), 1u);
+  EXPECT_TRUE(std::filesystem::is_directory(aside[0] / "inside"));
+  EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", std::int64_t{1}}}));
+}
+
+TEST_F(PersistentDefaultsTest, AbandonedTemporaryFilesAreRemovedByTheNextWriter) {
+  std::filesystem::create_directories(file.parent_path());
+  const auto abandoned = file.string() + ".tmp-Ab12Cd";
+  std::ofstream(abandoned) << "<plist";
+  const auto unrelated = file.parent_path() / "other.plist.tmp-Ab12Cd";
+  std::ofstream(unrelated) << "<plist";
+  PersistentUserDefaults d(file, kNoTimedWrites);
+  d.set(1, "k");
+  ASSERT_TRUE(d.synchronize());
+  EXPECT_FALSE(std::filesystem::exists(abandoned));
+  EXPECT_TRUE(std::filesystem::exists(unrelated));
+}
+
+TEST_F(PersistentDefaultsTest, ConcurrentUseFromManyThreads) {
+  PersistentUserDefaults d(file, {std::chrono::milliseconds(1)});
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&d, t] {
+      for (int i = 0; i < 200; ++i) {
+        const std::string key = "t" + std::to_string(t) + "_" + std::to_string(i);
+        d.set(i, key);
+        EXPECT_EQ(d.integer(key), i);
+        if (i % 50 == 0) d.synchronize();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  ASSERT_TRUE(d.synchronize());
+  EXPECT_EQ(fileDomain(file)->size(), 800u);
+}
+
+// A domain file whose reads and writes fail when the test says so.
+class ScriptedFile final : public DomainFile {
+ public:
+  struct Script {
+    bool replaceFails = false;
+    bool readFails = false;
+    std::optional<std::string> bytes;  // the file's content; nothing: missing
+    int version = 0;
+    int writes = 0;
+  };
+  explicit ScriptedFile(std::shared_ptr<Script> script) : script_(std::move(script)) {}
+
+  FileStamp stamp() override {
+    if (!script_->bytes) return {};
+    return FileStamp{true, 1, static_cast<std::uint64_t>(script_->version), 0, 0};
+  }
+  FileRead read() override {
+    if (script_->readFails) return {FileRead::Status::failed, {}, {}};
+    if (!script_->bytes) return {};
+    return {FileRead::Status::read, *script_->bytes, stamp()};
+  }
+  bool withLock(const std::function<void()>& body) override {
+    body();
+    return true;
+  }
+  bool setAside() override { return false; }
+  std::optional<FileStamp> replace(std::string_view bytes) override {
+    if (script_->replaceFails) return std::nullopt;
+    script_->bytes = std::string(bytes);
+    ++script_->version;
+    ++script_->writes;
+    return stamp();
+  }
+  bool takeChangeNotice() override { return true; }
+
+ private:
+  std::shared_ptr<Script> script_;
+};
+
+TEST(PersistentDefaultsFailures, AFailedWriteKeepsTheValueInMemoryAndIsRetried) {
+  auto script = std::make_shared<ScriptedFile::Script>();
+  script->replaceFails = true;
+  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), kNoTimedWrites);
+  EXPECT_TRUE(d.set("v", "k"));
+  EXPECT_FALSE(d.synchronize());
+  EXPECT_EQ(d.string("k"), "v");
+  script->replaceFails = false;
+  EXPECT_TRUE(d.synchronize());
+  ASSERT_TRUE(script->bytes.has_value());
+  EXPECT_NE(script->bytes->find("<key>k</key>"), std::string::npos);
+}
+
+TEST(PersistentDefaultsFailures, AFileThatCannotBeReadIsNeverWrittenOver) {
+  auto script = std::make_shared<ScriptedFile::Script>();
+  script->bytes = "<plist version=\"1.0\"><dict><key>theirs</key><true/></dict></plist>";
+  script->version = 1;
+  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), kNoTimedWrites);
+  EXPECT_TRUE(d.boolValue("theirs"));
+  ++script->version;  // changed by someone else, and now unreadable
+  script->readFails = true;
+  d.set(1, "mine");
+  EXPECT_FALSE(d.synchronize());
+  EXPECT_EQ(script->writes, 0);
+  EXPECT_EQ(d.integer("mine"), 1);
+}
+
+TEST(PersistentDefaultsFailures, AnUnsetKeyReadsFromTheFileAgain) {
+  auto script = std::make_shared<ScriptedFile::Script>();
+  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), kNoTimedWrites);
+  d.set(1, "k");
+  ASSERT_TRUE(d.synchronize());
+  d.removeObject("k");
+  EXPECT_EQ(d.object("k"), std::nullopt);  // the removal shadows the file until written
+  ASSERT_TRUE(d.synchronize());
+  EXPECT_EQ(script->bytes->find("<key>k</key>"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace Keel

@@ -1,0 +1,226 @@
+// WebClient's request building and failure rules, over a transport that
+// records what it is asked to send.
+#include "Keel/services/web_request.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace Keel {
+namespace {
+
+class RecordingTransport final : public WebTransport {
+ public:
+  // Answers on the caller's thread, so that a client that forgot to move the
+  // completion elsewhere would be caught.
+  void start(WebTransfer transfer, std::function<void(WebTransferResult)> done) override {
+    transfers.push_back(std::move(transfer));
+    done(answer);
+  }
+  std::vector<WebTransfer> transfers;
+  WebTransferResult answer;
+};
+
+// One completion's arguments, handed over between threads.
+template <typename Result>
+class Delivery {
+ public:
+  void put(Result result) {
+    std::lock_guard lock(mutex_);
+    result_ = std::move(result);
+    thread_ = std::this_thread::get_id();
+    ++count_;
+    changed_.notify_all();
+  }
+  [[nodiscard]] bool wait() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return count_ > 0; });
+  }
+  Result result() {
+    std::lock_guard lock(mutex_);
+    return result_;
+  }
+  std::thread::id thread() {
+    std::lock_guard lock(mutex_);
+    return thread_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  Result result_{};
+  std::thread::id thread_;
+  int count_ = 0;
+};
+
+using DataResult = std::pair<std::optional<WebData>, std::optional<WebError>>;
+
+WebDataCompletion into(const std::shared_ptr<Delivery<DataResult>>& delivery) {
+  return [delivery](std::optional<WebData> data, std::optional<WebError> error) {
+    delivery->put({std::move(data), std::move(error)});
+  };
+}
+
+WebData bytes(std::string_view text) { return WebData(text.begin(), text.end()); }
+
+TEST(PercentEncoding, EscapesEverythingOutsideTheQuerySetAsUTF8Bytes) {
+  EXPECT_EQ(percentEncodedForURLQuery("http://h/a b?q=x y"), "http://h/a%20b?q=x%20y");
+  EXPECT_EQ(percentEncodedForURLQuery("http://h/a%20b"), "http://h/a%2520b");
+  const std::string kept = "azAZ09!$&'()*+,-./:;=?@_~";
+  EXPECT_EQ(percentEncodedForURLQuery(kept), kept);
+  EXPECT_EQ(percentEncodedForURLQuery("#[]\"<>\\^`{|}"), "%23%5B%5D%22%3C%3E%5C%5E%60%7B%7C%7D");
+  EXPECT_EQ(percentEncodedForURLQuery("é€😀"), "%C3%A9%E2%82%AC%F0%9F%98%80");
+  EXPECT_EQ(percentEncodedForURLQuery(std::string("a\0b\x7F", 4)), "a%00b%7F");
+  EXPECT_EQ(percentEncodedForURLQuery(""), "");
+}
+
+TEST(PercentEncoding, FailsOnTextThatIsNotUTF8) {
+  for (const char* bad : {"\xFF", "a\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"}) {
+    EXPECT_FALSE(percentEncodedForURLQuery(bad)) << bad;
+  }
+}
+
+TEST(URLValidity, AcceptsReferencesAndRefusesMalformedText) {
+  for (const char* good : {"http://h/p?q=1#f", "https://u@h:8080/%41", "relative/path", "mailto:x@y"}) {
+    EXPECT_TRUE(isValidURL(good)) << good;
+  }
+  for (const char* bad : {"", "http://h/a b", "http://h/%2", "http://h/%zz", "1http://h", ":x", "a#b#c", "h\xC3\xA9"}) {
+    EXPECT_FALSE(isValidURL(bad)) << bad;
+  }
+}
+
+TEST(WebClient, GetSendsTheEncodedAddressUncachedWithATenSecondLimit) {
+  auto transport = std::make_shared<RecordingTransport>();
+  transport->answer.data = bytes("body");
+  auto delivery = std::make_shared<Delivery<DataResult>>();
+  WebClient(transport).get("http://127.0.0.1/a b?q=x y", into(delivery));
+
+  ASSERT_EQ(transport->transfers.size(), 1u);
+  const WebTransfer& sent = transport->transfers[0];
+  EXPECT_EQ(sent.request.url, "http://127.0.0.1/a%20b?q=x%20y");
+  EXPECT_EQ(sent.request.method, "GET");
+  EXPECT_FALSE(sent.request.body);
+  EXPECT_FALSE(sent.sharedSession);
+  EXPECT_EQ(sent.request.timeout, std::chrono::seconds(10));
+  EXPECT_EQ(headersToSend(sent.request), (WebHeaders{{"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
+
+  ASSERT_TRUE(delivery->wait());
+  EXPECT_NE(delivery->thread(), std::this_thread::get_id());
+  EXPECT_EQ(delivery->result().first, bytes("body"));
+  EXPECT_FALSE(delivery->result().second);
+}
+
+TEST(WebClient, PostUsesTheSharedSessionAndLabelsOnlyAGivenForm) {
+  auto transport = std::make_shared<RecordingTransport>();
+  WebClient client(transport);
+  client.post("http://h/p", std::string("a=1&b=2"), [](auto, auto) {});
+  client.post("http://h/p", std::nullopt, [](auto, auto) {});
+
+  ASSERT_EQ(transport->transfers.size(), 2u);
+  const WebRequestSpec& form = transport->transfers[0].request;
+  EXPECT_TRUE(transport->transfers[0].sharedSession);
+  EXPECT_EQ(form.method, "POST");
+  EXPECT_EQ(form.body, "a=1&b=2");
+  EXPECT_EQ(form.headers, (WebHeaders{{"Content-Type", "application/x-www-form-urlencoded"}}));
+  const WebRequestSpec& bare = transport->transfers[1].request;
+  EXPECT_EQ(bare.method, "POST");
+  EXPECT_FALSE(bare.body);
+  EXPECT_TRUE(bare.headers.empty());
+}
+
+TEST(WebClient, GetWithHeadersAppendsThemAndPassesTheResponseOn) {
+  auto transport = std::make_shared<RecordingTransport>();
+  transport->answer.response = WebResponse{500, {{"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}}, "http://h/"};
+  using Full = std::tuple<std::optional<WebData>, std::optional<WebResponse>, std::optional<WebError>>;
+  auto delivery = std::make_shared<Delivery<Full>>();
+  WebClient(transport).get("http://h/", {{"X-B", "2"}, {"X-A", "1"}},
+                           [delivery](auto data, auto response, auto error) {
+                             delivery->put({std::move(data), std::move(response), std::move(error)});
+                           });
+
+  ASSERT_EQ(transport->transfers.size(), 1u);
+  EXPECT_EQ(headersToSend(transport->transfers[0].request),
+            (WebHeaders{{"X-A", "1"}, {"X-B", "2"}, {"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
+  ASSERT_TRUE(delivery->wait());
+  const auto response = std::get<1>(delivery->result());
+  ASSERT_TRUE(response);
+  EXPECT_EQ(response->statusCode, 500);
+  EXPECT_EQ(response->value("SET-COOKIE"), "a=1");
+  EXPECT_EQ(response->headers.size(), 2u);
+  EXPECT_FALSE(response->value("Content-Type"));
+}
+
+// A completion the client dropped without scheduling can never run.
+TEST(WebClient, AddressThatDoesNotParseIsSilentExceptForGetRaw) {
+  auto transport = std::make_shared<RecordingTransport>();
+  WebClient client(transport);
+  auto token = std::make_shared<int>(0);
+  client.get("", [token](auto, auto) { ADD_FAILURE(); });
+  client.post("", "a=1", [token](auto, auto) { ADD_FAILURE(); });
+  client.get("", {{"A", "1"}}, [token](auto, auto, auto) { ADD_FAILURE(); });
+  EXPECT_EQ(token.use_count(), 1);
+  EXPECT_TRUE(transport->transfers.empty());
+
+  auto delivery = std::make_shared<Delivery<DataResult>>();
+  client.getRaw("", into(delivery));
+  client.getRaw("http://h/a b", [token](auto data, auto error) {
+    EXPECT_FALSE(data);
+    EXPECT_FALSE(error);
+  });
+  ASSERT_TRUE(delivery->wait());
+  EXPECT_FALSE(delivery->result().first);
+  EXPECT_FALSE(delivery->result().second);
+  EXPECT_TRUE(transport->transfers.empty());
+}
+
+TEST(WebClient, AddressThatIsNotUTF8CallsBackWithNothingElsewhere) {
+  auto transport = std::make_shared<RecordingTransport>();
+  auto delivery = std::make_shared<Delivery<DataResult>>();
+  WebClient(transport).get("http://h/\xFF", into(delivery));
+  ASSERT_TRUE(delivery->wait());
+  EXPECT_NE(delivery->thread(), std::this_thread::get_id());
+  EXPECT_FALSE(delivery->result().first);
+  EXPECT_FALSE(delivery->result().second);
+  EXPECT_TRUE(transport->transfers.empty());
+}
+
+TEST(WebClient, GetRawSendsTheAddressAsGiven) {
+  auto transport = std::make_shared<RecordingTransport>();
+  WebClient(transport).getRaw("http://h/a%20b?q=%C3%A9", [](auto, auto) {});
+  ASSERT_EQ(transport->transfers.size(), 1u);
+  EXPECT_EQ(transport->transfers[0].request.url, "http://h/a%20b?q=%C3%A9");
+}
+
+TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddress) {
+  auto transport = std::make_shared<RecordingTransport>();
+  WebClient client(transport);
+  WebRequestSpec request;
+  request.url = "http://h/x%20y";
+  request.method = "PUT";
+  request.headers = {{"A", "1"}, {"A", "2"}};
+  request.body = "payload";
+  request.timeout = std::chrono::milliseconds(250);
+  client.perform(request, [](auto, auto) {});
+  ASSERT_EQ(transport->transfers.size(), 1u);
+  const WebTransfer& sent = transport->transfers[0];
+  EXPECT_FALSE(sent.sharedSession);
+  EXPECT_EQ(sent.request.url, request.url);
+  EXPECT_EQ(sent.request.method, "PUT");
+  EXPECT_EQ(sent.request.body, "payload");
+  EXPECT_EQ(sent.request.timeout, request.timeout);
+  EXPECT_EQ(headersToSend(sent.request), request.headers);  // its own cache policy adds nothing
+
+  auto delivery = std::make_shared<Delivery<DataResult>>();
+  request.url = "not a url";
+  client.perform(request, into(delivery));
+  ASSERT_TRUE(delivery->wait());
+  ASSERT_TRUE(delivery->result().second);
+  EXPECT_EQ(delivery->result().second->code, WebError::Code::badURL);
+  EXPECT_EQ(transport->transfers.size(), 1u);
+}
+
+}  // namespace
+}  // namespace Keel

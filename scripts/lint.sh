@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Runs clang-tidy (.clang-tidy) over the project's sources with the compile
+# commands of the given build folder. Exits non-zero when any check reports.
+set -euo pipefail
+build=${1:-build/default}
+cd "$(dirname "$0")/.."
+mapfile -t files < <(git ls-files '*.cpp' | grep -v '_fuzz\.cpp$')
+# The compile commands are GCC's; clang does not know some of its warning options.
+run-clang-tidy -quiet -p "$build" -j "$(nproc)" -extra-arg=-Wno-unknown-warning-option -extra-arg=-fno-color-diagnostics \
+  "${files[@]}" 2>/dev/null | tee "$build/lint.txt" | grep -E 'warning:|error:' || true
+if grep -qE 'warning:|error:' "$build/lint.txt"; then
+  echo "lint: clang-tidy reported the findings above" >&2
+  exit 1
+fi
+echo "lint: clean"

@@ -1,0 +1,98 @@
+#include "tools/autostart.h"
+
+#include <gtest/gtest.h>
+
+namespace Vantor::Tools {
+namespace {
+
+AutostartSession gnome() {
+  return {{"ubuntu", "GNOME"}, [](const std::string& program) { return program == "/bin/installed"; }};
+}
+
+std::optional<std::string> why(const std::string& keys, const AutostartSession& session = gnome()) {
+  auto entry = parseDesktopEntry("[Desktop Entry]\n" + keys);
+  EXPECT_TRUE(entry) << entry.error();
+  return whyNotStarted(entry.value(), session);
+}
+
+constexpr const char* kStarts = "Type=Application\nExec=/bin/x\n";
+
+TEST(WhyNotStartedTest, AnOrdinaryEntryStarts) {
+  EXPECT_EQ(why(kStarts), std::nullopt);
+  EXPECT_EQ(
+      why(std::string(kStarts) + "Hidden=false\nOnlyShowIn=KDE;GNOME;\nNotShowIn=XFCE;\nTryExec=/bin/installed\n"),
+      std::nullopt);
+}
+
+TEST(WhyNotStartedTest, EachRuleCanStopAnEntry) {
+  const std::string base = kStarts;
+  EXPECT_EQ(why("Type=Link\nExec=/bin/x\n"), "Type is Link, not Application");
+  EXPECT_EQ(why("Exec=/bin/x\n"), "no Type");
+  EXPECT_EQ(why(base + "Hidden=true\n"), "Hidden=true");
+  EXPECT_EQ(why(base + "X-GNOME-Autostart-enabled=false\n"), "X-GNOME-Autostart-enabled=false");
+  EXPECT_EQ(why(base + "OnlyShowIn=KDE;XFCE;\n"), "OnlyShowIn=KDE, XFCE, and the current desktop is ubuntu, GNOME");
+  EXPECT_EQ(why(base + "NotShowIn=GNOME;\n"), "NotShowIn=GNOME, and the current desktop is ubuntu, GNOME");
+  EXPECT_EQ(why("Type=Application\nExec=  \n"), "no Exec");
+  EXPECT_EQ(why(base + "TryExec=/bin/missing\n"), "its TryExec program /bin/missing is not installed");
+}
+
+TEST(WhyNotStartedTest, WithoutACurrentDesktopOnlyShowInNeverMatches) {
+  const AutostartSession unknown{{}, nullptr};
+  EXPECT_EQ(why(std::string(kStarts) + "OnlyShowIn=GNOME;\n", unknown),
+            "OnlyShowIn=GNOME, and XDG_CURRENT_DESKTOP is not set");
+  EXPECT_EQ(why(std::string(kStarts) + "NotShowIn=GNOME;\n", unknown), std::nullopt);
+  // Names compare exactly: "gnome" is not "GNOME".
+  EXPECT_TRUE(why(std::string(kStarts) + "OnlyShowIn=gnome;\n"));
+}
+
+const AutostartFile kUser{"/home/u/.config/autostart/x.desktop",
+                          "[Desktop Entry]\nType=Application\nExec=/u/launcher\n"};
+const AutostartFile kSystem{"/etc/xdg/autostart/x.desktop",
+                            "[Desktop Entry]\nType=Application\nExec=\"/s/my launcher\" -x\n"};
+
+TEST(AutostartStateTest, TheUsersEntryReplacesTheSystems) {
+  const auto both = autostartState(kUser, kSystem, gnome());
+  EXPECT_TRUE(both.enabled);
+  EXPECT_TRUE(both.userEntryInEffect);
+  EXPECT_EQ(both.program, "/u/launcher");
+  EXPECT_EQ(both.explanation,
+            "enabled by the user entry /home/u/.config/autostart/x.desktop, which overrides the system entry "
+            "/etc/xdg/autostart/x.desktop");
+
+  const auto systemOnly = autostartState(std::nullopt, kSystem, gnome());
+  EXPECT_TRUE(systemOnly.enabled);
+  EXPECT_FALSE(systemOnly.userEntryInEffect);
+  EXPECT_EQ(systemOnly.program, "/s/my launcher");
+  EXPECT_EQ(systemOnly.explanation, "enabled by the system entry /etc/xdg/autostart/x.desktop");
+
+  const auto neither = autostartState(std::nullopt, std::nullopt, gnome());
+  EXPECT_FALSE(neither.enabled);
+  EXPECT_FALSE(neither.entryInEffect);
+  EXPECT_EQ(neither.explanation, "disabled: there is neither a user nor a system autostart entry");
+}
+
+TEST(AutostartStateTest, AHiddenOrBrokenUserEntryDisablesTheSystems) {
+  AutostartFile hidden = kUser;
+  hidden.text += "Hidden=true\n";
+  const auto state = autostartState(hidden, kSystem, gnome());
+  EXPECT_FALSE(state.enabled);
+  EXPECT_EQ(state.explanation,
+            "disabled by the user entry /home/u/.config/autostart/x.desktop (Hidden=true), which overrides the "
+            "system entry /etc/xdg/autostart/x.desktop");
+
+  AutostartFile broken = kUser;
+  broken.text = "not an entry";
+  const auto brokenState = autostartState(broken, kSystem, gnome());
+  EXPECT_FALSE(brokenState.enabled);
+  EXPECT_EQ(brokenState.entryInEffect, broken.path);
+  EXPECT_NE(brokenState.explanation.find("(not a valid desktop entry: line 1: "), std::string::npos);
+
+  AutostartFile elsewhere = kSystem;
+  elsewhere.text += "OnlyShowIn=KDE;\n";
+  EXPECT_EQ(autostartState(std::nullopt, elsewhere, gnome()).explanation,
+            "disabled by the system entry /etc/xdg/autostart/x.desktop (OnlyShowIn=KDE, and the current desktop is "
+            "ubuntu, GNOME)");
+}
+
+}  // namespace
+}  // namespace Vantor::Tools

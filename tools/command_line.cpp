@@ -1,0 +1,56 @@
+#include "tools/command_line.h"
+
+#include <cstdio>
+
+namespace Vantor::Tools {
+
+Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
+                                        const std::vector<KnownOption>& options) {
+  ParsedArguments parsed;
+  bool optionsEnded = false;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string argument = arguments[i];
+    if (optionsEnded || argument.size() < 2 || argument[0] != '-') {
+      parsed.positional.push_back(argument);
+      continue;
+    }
+    if (argument == "--") {
+      optionsEnded = true;
+      continue;
+    }
+    if (argument == "-h" || argument == "--help") {
+      parsed.help = true;
+      continue;
+    }
+    const auto equals = argument.find('=');
+    const std::string name = argument.substr(0, equals);
+    const KnownOption* known = nullptr;
+    for (const auto& option : options) {
+      if (option.name == name) known = &option;
+    }
+    if (known == nullptr) return Outcome<ParsedArguments>::failure("unknown option '" + name + "'");
+    if (!known->takesValue) {
+      if (equals != std::string::npos) return Outcome<ParsedArguments>::failure(name + " takes no value");
+      parsed.flags.insert(name);
+    } else if (equals != std::string::npos) {
+      parsed.values[name] = argument.substr(equals + 1);
+    } else if (i + 1 < arguments.size()) {
+      parsed.values[name] = arguments[++i];
+    } else {
+      return Outcome<ParsedArguments>::failure(name + " needs a value");
+    }
+  }
+  return parsed;
+}
+
+int usageError(const char* tool, const std::string& message) {
+  std::fprintf(stderr, "%s: %s (see %s --help)\n", tool, message.c_str(), tool);
+  return kExitUsage;
+}
+
+int failure(const char* tool, const std::string& message) {
+  std::fprintf(stderr, "%s: %s\n", tool, message.c_str());
+  return kExitFailure;
+}
+
+}  // namespace Vantor::Tools

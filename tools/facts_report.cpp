@@ -1,0 +1,71 @@
+#include "tools/facts_report.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "tools/utf8.h"
+
+namespace Vantor::Tools {
+namespace {
+
+void flatten(const Keel::AnyValue::Dictionary& dictionary, const std::string& prefix,
+             std::vector<std::pair<std::string, std::string>>& lines) {
+  for (const auto& [key, value] : dictionary) {
+    if (const auto* nested = value.getIf<Keel::AnyValue::Dictionary>()) {
+      flatten(*nested, prefix + key + ".", lines);
+      continue;
+    }
+    std::string text = Keel::describe(value);
+    if (text.empty()) text = "(unknown)";
+    lines.emplace_back(prefix + key, std::move(text));
+  }
+}
+
+}  // namespace
+
+Keel::AnyValue factsTree(const Keel::SystemFacts& facts) {
+  const Keel::HostBasicInfo host = facts.hostBasicInfo();
+  // Firmware and /proc texts are not promised to be UTF-8; JSON must be.
+  const auto text = [](const std::string& fact) { return replacingInvalidUtf8(fact); };
+  return Keel::AnyValue::Dictionary{
+      {"model", text(facts.model())},
+      {"processorName", text(facts.processorName())},
+      {"processorCount", facts.processorCount()},
+      {"physicalMemory", facts.physicalMemory()},
+      {"thermalState", facts.thermalState()},
+      {"uptime", text(facts.uptime())},
+      {"architecture", text(facts.architecture())},
+      {"isAppleSilicon", facts.isAppleSilicon()},
+      {"operatingSystemVersionText", text(facts.operatingSystemVersionText())},
+      {"operatingSystemVersionNumber", text(facts.operatingSystemVersionNumber())},
+      {"operatingSystemName", text(facts.operatingSystemName())},
+      {"hostBasicInfo",
+       Keel::AnyValue::Dictionary{
+           {"maxCpus", host.maxCpus},
+           {"availCpus", host.availCpus},
+           {"memorySize", host.memorySize},
+           {"physicalCpu", host.physicalCpu},
+           {"physicalCpuMax", host.physicalCpuMax},
+           {"logicalCpu", host.logicalCpu},
+           {"logicalCpuMax", host.logicalCpuMax},
+           {"maxMem", host.maxMem},
+       }},
+  };
+}
+
+std::string factsText(const Keel::AnyValue& tree) {
+  std::vector<std::pair<std::string, std::string>> lines;
+  if (const auto* dictionary = tree.getIf<Keel::AnyValue::Dictionary>()) flatten(*dictionary, "", lines);
+  std::size_t width = 0;
+  for (const auto& line : lines) width = std::max(width, line.first.size());
+  std::string out;
+  for (const auto& [name, value] : lines) {
+    out += name;
+    out.append(width - name.size() + 2, ' ');
+    out += value + "\n";
+  }
+  return out;
+}
+
+}  // namespace Vantor::Tools

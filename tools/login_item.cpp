@@ -1,0 +1,240 @@
+#include "tools/login_item.h"
+
+#include <system_error>
+
+#include "Keel/core/bundle.h"
+#include "tools/document.h"
+#include "tools/utf8.h"
+
+namespace Vantor::Tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Autostart entries are a few hundred bytes; anything far larger is not one.
+constexpr std::size_t kMaxEntryBytes = std::size_t{1} << 20;
+
+std::vector<std::string> splitColons(std::string_view text) {
+  std::vector<std::string> parts;
+  while (true) {
+    const auto colon = text.find(':');
+    if (!text.substr(0, colon).empty()) parts.emplace_back(text.substr(0, colon));
+    if (colon == std::string_view::npos) return parts;
+    text.remove_prefix(colon + 1);
+  }
+}
+
+bool isExecutableFile(const fs::path& path) {
+  std::error_code error;
+  const auto status = fs::status(path, error);
+  constexpr auto kAnyExec = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
+  return !error && fs::is_regular_file(status) && (status.permissions() & kAnyExec) != fs::perms::none;
+}
+
+// What a desktop entry's value can carry (escapes aside, which these texts
+// never need): UTF-8 without control characters.
+bool fitsDesktopEntry(std::string_view text) {
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == '\x7F') return false;
+  }
+  return isValidUtf8(text);
+}
+
+// The file at `path`: nothing when there is none, a failure when it exists
+// but cannot be read.
+Outcome<std::optional<AutostartFile>> readAutostartFile(const fs::path& path) {
+  using Result = Outcome<std::optional<AutostartFile>>;
+  std::error_code error;
+  if (fs::symlink_status(path, error).type() == fs::file_type::not_found) return std::optional<AutostartFile>();
+  auto text = readDocumentFile(path, kMaxEntryBytes);
+  if (!text) {
+    // A link to nothing is no entry.
+    if (!fs::exists(path, error)) return std::optional<AutostartFile>();
+    return Result::failure("cannot read " + path.string() + ": " + text.error());
+  }
+  return std::optional<AutostartFile>(AutostartFile{path, std::move(text.value())});
+}
+
+struct Entries {
+  fs::path userPath;
+  std::optional<AutostartFile> user;
+  std::optional<AutostartFile> system;  // the most important system folder's
+};
+
+Outcome<Entries> findEntries(const LoginItem& item, const LoginItemEnvironment& environment) {
+  Entries entries;
+  entries.userPath = environment.configHome / "autostart" / item.fileName();
+  auto user = readAutostartFile(entries.userPath);
+  if (!user) return Outcome<Entries>::failure(user.error());
+  entries.user = std::move(user.value());
+  for (const auto& folder : environment.configDirs) {
+    auto system = readAutostartFile(folder / "autostart" / item.fileName());
+    if (!system) return Outcome<Entries>::failure(system.error());
+    if (system.value()) {
+      entries.system = std::move(system.value());
+      break;
+    }
+  }
+  return entries;
+}
+
+Outcome<std::string> writeEntry(const LoginItem& item, const fs::path& path, bool hidden, const FileWriter& write) {
+  auto text = loginItemEntry(item, hidden);
+  if (!text) return text;
+  std::error_code error;
+  fs::create_directories(path.parent_path(), error);
+  if (error)
+    return Outcome<std::string>::failure("cannot create " + path.parent_path().string() + ": " + error.message());
+  if (auto failed = write(path, text.value())) return Outcome<std::string>::failure(*failed);
+  return std::string();
+}
+
+}  // namespace
+
+Outcome<LoginItemEnvironment> LoginItemEnvironment::fromVariables(
+    const std::function<std::optional<std::string>(const std::string&)>& variable) {
+  LoginItemEnvironment environment;
+  const auto absolute = [&](const char* name) -> std::optional<fs::path> {
+    auto value = variable(name);
+    if (value && fs::path(*value).is_absolute()) return fs::path(*value);
+    return std::nullopt;
+  };
+  if (auto configHome = absolute("XDG_CONFIG_HOME")) {
+    environment.configHome = *configHome;
+  } else if (auto home = absolute("HOME")) {
+    environment.configHome = *home / ".config";
+  } else {
+    return Outcome<LoginItemEnvironment>::failure(
+        "cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path");
+  }
+  for (const auto& folder : splitColons(variable("XDG_CONFIG_DIRS").value_or(""))) {
+    if (fs::path(folder).is_absolute()) environment.configDirs.emplace_back(folder);
+  }
+  if (environment.configDirs.empty()) environment.configDirs.emplace_back("/etc/xdg");
+  environment.session.currentDesktops = splitColons(variable("XDG_CURRENT_DESKTOP").value_or(""));
+  environment.session.programExists = [searchPath = variable("PATH").value_or("")](const std::string& program) {
+    return programInPath(program, searchPath);
+  };
+  return environment;
+}
+
+bool programInPath(const std::string& program, std::string_view searchPath) {
+  if (program.empty()) return false;
+  if (program.find('/') != std::string::npos) return isExecutableFile(program);
+  for (const auto& folder : splitColons(searchPath)) {
+    if (isExecutableFile(fs::path(folder) / program)) return true;
+  }
+  return false;
+}
+
+Outcome<LoginItem> LoginItem::forBundle(const fs::path& bundle) {
+  std::error_code error;
+  fs::path path = fs::absolute(bundle, error).lexically_normal();
+  if (error) return Outcome<LoginItem>::failure(error.message());
+  // "Vantor.app/" normalises to "Vantor.app/" with an empty last name.
+  if (!path.has_filename() && path.has_parent_path()) path = path.parent_path();
+  if (!fs::is_directory(path, error)) return Outcome<LoginItem>::failure("not a bundle folder");
+  LoginItem item;
+  item.bundle = path;
+  const Keel::Bundle keelBundle(path);
+  const auto identifier = keelBundle.bundleIdentifier();
+  if (!identifier) {
+    return Outcome<LoginItem>::failure("no CFBundleIdentifier in " + keelBundle.infoPlistPath().string());
+  }
+  if (identifier->empty() || *identifier == "." || *identifier == ".." || identifier->find('/') != std::string::npos ||
+      !fitsDesktopEntry(*identifier)) {
+    return Outcome<LoginItem>::failure("its CFBundleIdentifier \"" + *identifier + "\" cannot name a file");
+  }
+  item.identifier = *identifier;
+  item.launcher =
+      path / "Contents" / "Library" / "LoginItems" / "VantorLauncher.app" / "Contents" / "MacOS" / "VantorLauncher";
+  item.name = path.stem().string() + " Launcher";
+  return item;
+}
+
+Outcome<std::string> loginItemEntry(const LoginItem& item, bool hidden) {
+  const std::string launcher = item.launcher.string();
+  if (!fitsDesktopEntry(launcher) || !fitsDesktopEntry(item.name)) {
+    return Outcome<std::string>::failure(
+        "the launcher's path " + launcher +
+        " is not UTF-8 or holds control characters, which an autostart entry cannot carry");
+  }
+  std::vector<std::pair<std::string, std::string>> keys = {
+      {"Type", "Application"},
+      {"Name", item.name},
+      {"Comment", "Opens " + item.identifier + " at login unless it is running"},
+      {"Exec", quoteExecArgument(launcher)},
+      // The session skips the entry once the bundle is gone.
+      {"TryExec", launcher},
+      {"NoDisplay", "true"},
+      {"X-GNOME-Autostart-enabled", "true"},
+  };
+  if (hidden) keys.emplace_back("Hidden", "true");
+  return writeDesktopEntry(keys);
+}
+
+Outcome<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                     const FileWriter& write) {
+  if (!isExecutableFile(item.launcher)) {
+    return Outcome<std::string>::failure("the bundle has no launcher executable at " + item.launcher.string());
+  }
+  const fs::path path = environment.configHome / "autostart" / item.fileName();
+  if (auto written = writeEntry(item, path, false, write); !written) return written;
+  auto entries = findEntries(item, environment);
+  if (!entries) return Outcome<std::string>::failure(entries.error());
+  const auto state = autostartState(entries.value().user, entries.value().system, environment.session);
+  // Our own entry cannot be refused by this session's rules; if it is, say so.
+  if (!state.enabled)
+    return Outcome<std::string>::failure("wrote " + path.string() + ", but it is " + state.explanation);
+  std::string report = "enabled: wrote " + path.string() + "\n";
+  // The entry is right ("%%" is a literal "%"), but GLib's desktop-entry reader
+  // looks for the program before undoing "%%", finds none and drops the entry.
+  if (item.launcher.string().find('%') != std::string::npos) {
+    report +=
+        "note: the launcher's path holds \"%\"; sessions that read autostart entries with GLib skip such "
+        "entries (those run by systemd start them)\n";
+  }
+  return report;
+}
+
+Outcome<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                      const FileWriter& write) {
+  auto found = findEntries(item, environment);
+  if (!found) return Outcome<std::string>::failure(found.error());
+  const Entries& entries = found.value();
+  std::string report;
+  if (entries.system) {
+    // A system entry can only be overridden, never removed, by the user.
+    if (auto written = writeEntry(item, entries.userPath, true, write); !written) return written;
+    report = "disabled: wrote " + entries.userPath.string() + " with Hidden=true, which overrides the system entry " +
+             entries.system->path.string() + "\n";
+  } else if (entries.user) {
+    std::error_code error;
+    fs::remove(entries.userPath, error);
+    if (error)
+      return Outcome<std::string>::failure("cannot remove " + entries.userPath.string() + ": " + error.message());
+    report = "disabled: removed " + entries.userPath.string() + "\n";
+  } else {
+    return std::string("disabled: there was no autostart entry\n");
+  }
+  auto after = findEntries(item, environment);
+  if (!after) return Outcome<std::string>::failure(after.error());
+  const auto state = autostartState(after.value().user, after.value().system, environment.session);
+  if (state.enabled) return Outcome<std::string>::failure("still " + state.explanation);
+  return report;
+}
+
+Outcome<std::string> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment) {
+  auto entries = findEntries(item, environment);
+  if (!entries) return Outcome<std::string>::failure(entries.error());
+  const auto state = autostartState(entries.value().user, entries.value().system, environment.session);
+  std::string report = state.explanation + "\n";
+  // A moved or copied bundle leaves entries that start another launcher.
+  if (state.enabled && state.program && *state.program != item.launcher.string()) {
+    report +=
+        "note: that entry starts " + *state.program + ", not this bundle's launcher " + item.launcher.string() + "\n";
+  }
+  return report;
+}
+
+}  // namespace Vantor::Tools

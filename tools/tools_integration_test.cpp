@@ -1,0 +1,372 @@
+// The built tools run as a user would run them: arguments, environment,
+// output, exit status.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include "Keel/coding/json.h"
+#include "testing/bundle_builder.h"
+#include "testing/child_process.h"
+#include "testing/private_session_bus.h"
+#include "testing/temp_dir.h"
+
+namespace Vantor::Tools {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using Environment = std::map<std::string, std::optional<std::string>>;
+
+std::string contentsOf(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+void writeFile(const fs::path& path, const std::string& text) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+struct ToolRun {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// A tool started with `argv` and its output captured in `dir`.
+class Started {
+ public:
+  Started(const fs::path& dir, std::vector<std::string> argv, const Environment& environment)
+      : out_(dir / ("out-" + std::to_string(++count_))),
+        err_(dir / ("err-" + std::to_string(count_))),
+        child_({std::move(argv), environment, out_, err_}) {}
+  std::string out() const { return contentsOf(out_); }
+  std::string err() const { return contentsOf(err_); }
+  Testing::ChildProcess& child() { return child_; }
+  ToolRun finish() {
+    const auto status = child_.waitForExit(30s);
+    return {status.value_or(-1), out(), err()};
+  }
+
+ private:
+  static inline int count_ = 0;
+  fs::path out_;
+  fs::path err_;
+  Testing::ChildProcess child_;
+};
+
+class ToolsTest : public ::testing::Test {
+ protected:
+  Testing::TempDir dir;
+  ToolRun run(std::vector<std::string> argv, const Environment& environment = {}) {
+    return Started(dir.path(), std::move(argv), environment).finish();
+  }
+};
+
+// One line on stderr, starting with the tool's name.
+void expectOneErrorLine(const ToolRun& run, int status, const std::string& start) {
+  EXPECT_EQ(run.status, status) << run.err;
+  EXPECT_EQ(run.err.rfind(start, 0), 0u) << run.err;
+  EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+}
+
+TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
+  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY, VANTOR_LOGIN_ITEM_BINARY}) {
+    const ToolRun help = run({tool, "--help"});
+    EXPECT_EQ(help.status, 0) << tool;
+    EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
+    const ToolRun bad = run({tool, "--no-such-option"});
+    expectOneErrorLine(bad, 2, fs::path(tool).filename().string() + ": unknown option '--no-such-option'");
+  }
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY}), 2, "vantor-decode: expected one FILE");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, "--to", "yaml", "x"}), 2, "vantor-decode: --to takes json or plist");
+  expectOneErrorLine(run({VANTOR_FACTS_BINARY, "extra"}), 2, "vantor-facts: unexpected argument 'extra'");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "shout", "x"}), 2, "vantor-notify: unknown command 'shout'");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "post"}), 2, "vantor-notify: post takes NAME");
+  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "status"}), 2, "vantor-login-item: status takes one BUNDLE");
+}
+
+TEST_F(ToolsTest, DecodePrintsTheTreeOfEitherFormatAndOfStandardInput) {
+  const fs::path json = dir.path() / "doc.json";
+  writeFile(json, R"({"name": "Vantor", "list": [1, 2.5]})");
+  const ToolRun fromJSON = run({VANTOR_DECODE_BINARY, json});
+  EXPECT_EQ(fromJSON.status, 0) << fromJSON.err;
+  EXPECT_EQ(fromJSON.out,
+            "dictionary (2 entries)\n  \"name\": text \"Vantor\"\n  \"list\": array (2 elements)\n"
+            "    [0]: int64 1\n    [1]: float64 2.5\n");
+
+  const fs::path binary = dir.path() / "Info.plist";
+  writeFile(binary, Testing::infoPlist({{"CFBundleIdentifier", "com.brenwick.vantor"}}, true));
+  const ToolRun fromPlist = run({VANTOR_DECODE_BINARY, binary});
+  EXPECT_EQ(fromPlist.out, "dictionary (1 entry)\n  \"CFBundleIdentifier\": text \"com.brenwick.vantor\"\n");
+
+  const ToolRun fromStdin = run({"/bin/sh", "-c", std::string(VANTOR_DECODE_BINARY) + " - < \"$0\"", json});
+  EXPECT_EQ(fromStdin.status, 0) << fromStdin.err;
+  EXPECT_EQ(fromStdin.out, fromJSON.out);
+}
+
+TEST_F(ToolsTest, DecodeConvertsBothWays) {
+  const std::string compact = R"({"name":"Vantor","ok":true,"list":[1,-2,2.5,"x"],"nested":{"a":{}}})";
+  const fs::path json = dir.path() / "doc.json";
+  writeFile(json, compact);
+  const ToolRun toPlist = run({VANTOR_DECODE_BINARY, "--to", "plist", json});
+  ASSERT_EQ(toPlist.status, 0) << toPlist.err;
+  EXPECT_NE(toPlist.out.find("<plist version=\"1.0\">"), std::string::npos) << toPlist.out;
+  const fs::path plist = dir.path() / "doc.plist";
+  writeFile(plist, toPlist.out);
+  const ToolRun back = run({VANTOR_DECODE_BINARY, "--to=json", plist});
+  EXPECT_EQ(back.status, 0) << back.err;
+  EXPECT_EQ(back.out, compact + "\n");
+
+  writeFile(json, R"({"a": null})");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, "--to", "plist", json}), 1,
+                     "vantor-decode: " + json.string() + ": cannot be written as a property list: a: ");
+}
+
+TEST_F(ToolsTest, DecodeRefusesBadInputWithOneLine) {
+  const fs::path bad = dir.path() / "bad.json";
+  writeFile(bad, "{\"a\": [1, 2}");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, bad}), 1, "vantor-decode: " + bad.string() + ": ");
+  writeFile(bad, "bplist00\x01\x02\x03garbage");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, bad}), 1, "vantor-decode: " + bad.string() + ": ");
+  writeFile(bad, "");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, bad}), 1, "vantor-decode: " + bad.string() + ": empty document");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, dir.path()}), 1,
+                     "vantor-decode: " + dir.path().string() + ": is a folder, not a file");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, "/dev/zero"}), 1, "vantor-decode: /dev/zero: not a regular file");
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, dir.path() / "missing"}), 1, "vantor-decode: ");
+
+  // Deeper than the readers allow: refused, not a stack overflow.
+  writeFile(bad, std::string(100000, '[') + std::string(100000, ']'));
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, bad}), 1, "vantor-decode: " + bad.string() + ": ");
+
+  // A sparse file reports its size without taking the disk.
+  const fs::path huge = dir.path() / "huge.json";
+  writeFile(huge, "[");
+  fs::resize_file(huge, (std::uintmax_t{256} << 20) + 1);
+  expectOneErrorLine(run({VANTOR_DECODE_BINARY, huge}), 1, "vantor-decode: " + huge.string() + ": larger than 256 MiB");
+}
+
+TEST_F(ToolsTest, FactsPrintAsTextAndAsJSON) {
+  const ToolRun text = run({VANTOR_FACTS_BINARY});
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("\nprocessorCount "), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("\nhostBasicInfo.logicalCpu "), std::string::npos) << text.out;
+
+  const ToolRun json = run({VANTOR_FACTS_BINARY, "--json"});
+  ASSERT_EQ(json.status, 0) << json.err;
+  auto tree = Keel::JSON::parse(json.out);
+  ASSERT_TRUE(tree) << json.out;
+  const auto& facts = tree.value().as<Keel::AnyValue::Dictionary>();
+  EXPECT_GE(facts.find("processorCount")->as<std::int64_t>(), 1);
+  EXPECT_NE(facts.find("architecture"), nullptr);
+  EXPECT_NE(facts.find("hostBasicInfo")->getIf<Keel::AnyValue::Dictionary>(), nullptr);
+}
+
+class NotifyTest : public ToolsTest {
+ protected:
+  Testing::PrivateSessionBus bus;
+  Environment onBus() { return {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}; }
+
+  // An observer that has told us it listens.
+  std::unique_ptr<Started> observe(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {VANTOR_NOTIFY_BINARY, "observe"});
+    auto observer = std::make_unique<Started>(dir.path(), arguments, onBus());
+    EXPECT_TRUE(Testing::waitUntil([&] { return observer->err().find("interrupt to stop") != std::string::npos; }, 10s))
+        << observer->err();
+    return observer;
+  }
+  void post(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {VANTOR_NOTIFY_BINARY, "post"});
+    const ToolRun posted = run(arguments, onBus());
+    EXPECT_EQ(posted.status, 0) << posted.err;
+    EXPECT_EQ(posted.err, "");
+  }
+};
+
+TEST_F(NotifyTest, ObserversHearPostsOfTheirNameAndObject) {
+  auto all = observe({"com.example.changed"});
+  auto filtered = observe({"com.example.changed", "doc-1"});
+  post({"com.example.changed", "doc-1"});
+  post({"com.example.other", "doc-1"});
+  post({"com.example.changed"});
+  post({"com.example.changed", "doc-2"});
+  post({"com.example.changed", "doc-1"});
+  const auto heard = [](const Started& observer, long lines) {
+    const std::string out = observer.out();
+    return std::count(out.begin(), out.end(), '\n') >= lines;
+  };
+  ASSERT_TRUE(Testing::waitUntil([&] { return heard(*filtered, 2) && heard(*all, 4); }, 10s)) << all->out();
+
+  filtered->child().kill(SIGINT);
+  all->child().kill(SIGTERM);
+  const ToolRun filteredRun = filtered->finish();
+  const ToolRun allRun = all->finish();
+  EXPECT_EQ(filteredRun.status, 0);
+  EXPECT_EQ(allRun.status, 0);
+  EXPECT_EQ(filteredRun.out, "com.example.changed\tdoc-1\ncom.example.changed\tdoc-1\n");
+  EXPECT_EQ(
+      allRun.out,
+      "com.example.changed\tdoc-1\ncom.example.changed\ncom.example.changed\tdoc-2\ncom.example.changed\tdoc-1\n");
+}
+
+TEST_F(NotifyTest, WithoutABusEachCommandFailsWithOneLine) {
+  const Environment noBus{{"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (dir.path() / "no-bus").string()},
+                          {"DISPLAY", std::nullopt}};
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "post", "x"}, noBus), 1, "vantor-notify: no D-Bus session bus: ");
+  expectOneErrorLine(run({VANTOR_NOTIFY_BINARY, "observe", "x"}, noBus), 1, "vantor-notify: no D-Bus session bus: ");
+}
+
+TEST_F(NotifyTest, AnObserverWhoseBusGoesAwayFails) {
+  auto observer = observe({"x"});
+  bus.stop();
+  const ToolRun ended = observer->finish();
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_NE(ended.err.find("vantor-notify: the D-Bus session bus went away"), std::string::npos) << ended.err;
+}
+
+// A main application bundle with the launcher in place, and the autostart
+// folders of a user and of two system layers, all inside the test's folder.
+class LoginItemTest : public ToolsTest {
+ protected:
+  fs::path bundle = dir.path() / "Apps" / "Vantor.app";
+  fs::path launcher = bundle / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+  fs::path userEntry = dir.path() / "config/autostart/com.brenwick.vantor.launcher.desktop";
+  fs::path systemEntry = dir.path() / "xdg-low/autostart/com.brenwick.vantor.launcher.desktop";
+  Environment environment{
+      {"XDG_CONFIG_HOME", (dir.path() / "config").string()},
+      {"XDG_CONFIG_DIRS", (dir.path() / "xdg-high").string() + ":" + (dir.path() / "xdg-low").string()},
+      {"XDG_CURRENT_DESKTOP", "ubuntu:GNOME"}};
+
+  void SetUp() override { makeBundleAt(bundle); }
+  void makeBundleAt(const fs::path& path) {
+    Testing::makeBundle({path, "com.brenwick.vantor", "/bin/true"});
+    const fs::path inside = path / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+    fs::create_directories(inside.parent_path());
+    fs::copy_file("/bin/true", inside);
+  }
+  ToolRun loginItem(const std::string& command, const fs::path& which) {
+    return run({VANTOR_LOGIN_ITEM_BINARY, command, which.string()}, environment);
+  }
+  ToolRun loginItem(const std::string& command) { return loginItem(command, bundle); }
+  std::string status() {
+    const ToolRun reported = loginItem("status");
+    EXPECT_EQ(reported.status, 0) << reported.err;
+    return reported.out;
+  }
+  void expectValid(const fs::path& entry) {
+    const ToolRun validated = run({"desktop-file-validate", entry.string()});
+    EXPECT_EQ(validated.status, 0) << contentsOf(entry) << validated.out << validated.err;
+    EXPECT_EQ(validated.out, "") << contentsOf(entry);  // not even a hint
+  }
+  void writeSystemEntry(const std::string& extra) {
+    writeFile(systemEntry, "[Desktop Entry]\nType=Application\nName=Vantor\nExec=" + launcher.string() + "\n" + extra);
+  }
+};
+
+TEST_F(LoginItemTest, EnableWritesAValidEntryAndDisableRemovesIt) {
+  EXPECT_EQ(status(), "disabled: there is neither a user nor a system autostart entry\n");
+  const ToolRun enabled = loginItem("enable");
+  EXPECT_EQ(enabled.status, 0) << enabled.err;
+  EXPECT_EQ(enabled.out, "enabled: wrote " + userEntry.string() + "\n");
+  expectValid(userEntry);
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + "\n");
+  // The autostart folder holds nothing but the entry: no temporary file left.
+  EXPECT_EQ(std::distance(fs::directory_iterator(userEntry.parent_path()), fs::directory_iterator()), 1);
+
+  const ToolRun disabled = loginItem("disable");
+  EXPECT_EQ(disabled.status, 0) << disabled.err;
+  EXPECT_EQ(disabled.out, "disabled: removed " + userEntry.string() + "\n");
+  EXPECT_FALSE(fs::exists(userEntry));
+  EXPECT_EQ(status(), "disabled: there is neither a user nor a system autostart entry\n");
+  EXPECT_EQ(loginItem("disable").out, "disabled: there was no autostart entry\n");
+}
+
+TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {
+  writeSystemEntry("");
+  EXPECT_EQ(status(), "enabled by the system entry " + systemEntry.string() + "\n");
+
+  const ToolRun disabled = loginItem("disable");
+  EXPECT_EQ(disabled.status, 0) << disabled.err;
+  EXPECT_TRUE(fs::exists(systemEntry));
+  expectValid(userEntry);
+  EXPECT_EQ(status(), "disabled by the user entry " + userEntry.string() +
+                          " (Hidden=true), which overrides the system entry " + systemEntry.string() + "\n");
+
+  EXPECT_EQ(loginItem("enable").status, 0);
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + ", which overrides the system entry " +
+                          systemEntry.string() + "\n");
+
+  // The more important system folder's entry is the one in effect.
+  const fs::path higher = dir.path() / "xdg-high/autostart/com.brenwick.vantor.launcher.desktop";
+  writeFile(higher, "[Desktop Entry]\nType=Application\nExec=/bin/true\nHidden=true\n");
+  fs::remove(userEntry);
+  EXPECT_EQ(status(), "disabled by the system entry " + higher.string() + " (Hidden=true)\n");
+}
+
+TEST_F(LoginItemTest, StatusAppliesTheSessionsRules) {
+  writeSystemEntry("OnlyShowIn=KDE;\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (OnlyShowIn=KDE, and the current desktop is ubuntu, GNOME)\n");
+  environment["XDG_CURRENT_DESKTOP"] = "KDE";
+  EXPECT_EQ(status(), "enabled by the system entry " + systemEntry.string() + "\n");
+  writeSystemEntry("NotShowIn=KDE;\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (NotShowIn=KDE, and the current desktop is KDE)\n");
+  writeSystemEntry("TryExec=/no/such/program\n");
+  EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +
+                          " (its TryExec program /no/such/program is not installed)\n");
+
+  // An entry that starts something else is reported as such.
+  writeFile(userEntry, "[Desktop Entry]\nType=Application\nName=Old\nExec=\"/old place/VantorLauncher\" %U\n");
+  EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + ", which overrides the system entry " +
+                          systemEntry.string() +
+                          "\nnote: that entry starts /old place/VantorLauncher, not this bundle's launcher " +
+                          launcher.string() + "\n");
+}
+
+// GLib's desktop-entry reader, as sessions and "gio launch" use it, undoes
+// our quoting independently: the launcher must start from its own path.
+TEST_F(LoginItemTest, ASessionStartsTheLauncherAtAPathThatNeedsQuoting) {
+  const fs::path odd = dir.path() / "Apps \"quoted\" $HOME \\ `x` it's" / "Vantor.app";
+  makeBundleAt(odd);
+  const fs::path oddLauncher = odd / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+  const fs::path ran = dir.path() / "ran";
+  fs::remove(oddLauncher);
+  writeFile(oddLauncher, "#!/bin/sh\nprintf '%s' \"$0\" > '" + ran.string() + "'\n");
+  fs::permissions(oddLauncher, fs::perms::owner_all);
+  ASSERT_EQ(loginItem("enable", odd).status, 0);
+  expectValid(userEntry);
+  EXPECT_EQ(loginItem("status", odd).out, "enabled by the user entry " + userEntry.string() + "\n");  // no note
+  const ToolRun launched = run({"gio", "launch", userEntry.string()}, {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}});
+  EXPECT_EQ(launched.status, 0) << launched.err;
+  ASSERT_TRUE(Testing::waitUntil([&] { return contentsOf(ran) == oddLauncher.string(); }, 10s)) << contentsOf(ran);
+}
+
+TEST_F(LoginItemTest, APercentInThePathIsWrittenAsTheFormatSaysAndNoted) {
+  const fs::path odd = dir.path() / "100% Apps" / "Vantor.app";
+  makeBundleAt(odd);
+  const ToolRun enabled = loginItem("enable", odd);
+  EXPECT_EQ(enabled.status, 0) << enabled.err;
+  EXPECT_NE(enabled.out.find("\nnote: the launcher's path holds \"%\""), std::string::npos) << enabled.out;
+  expectValid(userEntry);
+  EXPECT_NE(contentsOf(userEntry).find("Exec=\"" + (dir.path() / "100%% Apps").string()), std::string::npos);
+}
+
+TEST_F(LoginItemTest, RefusesWhatIsNoBundleOrHasNoLauncher) {
+  expectOneErrorLine(loginItem("status", dir.path() / "missing.app"), 1, "vantor-login-item: ");
+  fs::create_directories(dir.path() / "Plain.app");
+  expectOneErrorLine(loginItem("enable", dir.path() / "Plain.app"), 1, "vantor-login-item: ");
+  fs::remove(launcher);
+  expectOneErrorLine(loginItem("enable"), 1, "vantor-login-item: the bundle has no launcher executable at ");
+  EXPECT_FALSE(fs::exists(userEntry));
+  environment = {{"XDG_CONFIG_HOME", std::nullopt}, {"HOME", std::nullopt}};
+  expectOneErrorLine(loginItem("status"), 1, "vantor-login-item: cannot find the configuration folder");
+}
+
+}  // namespace
+}  // namespace Vantor::Tools
