@@ -296,6 +296,9 @@ class DispatchQueue {
 
   // Schedules `body` and returns without waiting. The body is moved into the
   // queue and runs on a pool thread (the main loop for the main queue).
+  // An exception that escapes an async body ends the process
+  // (std::terminate), as one escaping any thread's function does: nobody is
+  // left to receive it. Catch inside the body.
   template <typename F>
   void async(F&& body) const {
     core_->submit(makeItem(std::forward<F>(body)), false);
