@@ -8,26 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "Keel/core/descriptor_linux.h"
 #include "Keel/core/file_contents.h"
 
 namespace Keel {
-namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-}  // namespace
 
 std::optional<std::vector<std::uint8_t>> readRegularFile(const std::filesystem::path& path, std::size_t maxBytes) {
   // O_PATH resolves the path (links included) without opening the file

@@ -16,24 +16,11 @@
 #include <cstring>
 #include <vector>
 
+#include "Keel/core/descriptor_linux.h"
 #include "Keel/services/reachability.h"
 
 namespace Keel::detail {
 namespace {
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  [[nodiscard]] int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 constexpr std::size_t align(std::size_t n) { return (n + 3) & ~std::size_t{3}; }
 
