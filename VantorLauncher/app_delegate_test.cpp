@@ -32,7 +32,9 @@ struct FakeWorkspace : Plinth::Workspace {
 struct FakeScopes : Plinth::SessionScopes {
   explicit FakeScopes(Log& l) : log(l) {}
   Log& log;
-  void moveToScope(int pid, const std::string& id) override { log.push_back("scope " + id + " " + std::to_string(pid)); }
+  void moveToScope(int pid, const std::string& id) override {
+    log.push_back("scope " + id + " " + std::to_string(pid));
+  }
   void waitForPendingMoves() override { log.push_back("wait"); }
 };
 

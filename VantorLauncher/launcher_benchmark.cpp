@@ -37,13 +37,14 @@ std::string binary(const char* variable, const char* built) {
 void BM_LauncherToMainApplicationStarted(benchmark::State& state) {
   static Vantor::Testing::PrivateSessionBus bus;
   Vantor::Testing::TempDir dir;
-  Vantor::Testing::LauncherTree tree(dir.path(), {.launcherBinary = binary("VANTOR_LAUNCHER_BINARY", VANTOR_LAUNCHER_BINARY),
-                                                  .sampleBinary = binary("VANTOR_SAMPLE_BINARY", VANTOR_SAMPLE_BINARY)});
+  Vantor::Testing::LauncherTree tree(dir.path(),
+                                     {.launcherBinary = binary("VANTOR_LAUNCHER_BINARY", VANTOR_LAUNCHER_BINARY),
+                                      .sampleBinary = binary("VANTOR_SAMPLE_BINARY", VANTOR_SAMPLE_BINARY)});
   for (auto _ : state) {
     std::filesystem::remove(tree.startedFile());
     const long long before = monotonicNowNs();
-    ChildProcess launcher({.argv = {tree.launcherExecutable().string()},
-                           .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
+    ChildProcess launcher(
+        {.argv = {tree.launcherExecutable().string()}, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
     if (!Vantor::Testing::waitUntil([&] { return tree.started().has_value(); }, 20s)) {
       state.SkipWithError("the main application did not start");
       break;
@@ -57,14 +58,19 @@ void BM_LauncherToMainApplicationStarted(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_LauncherToMainApplicationStarted)
-    ->Iterations(1)->Repetitions(kRepetitions)->UseManualTime()->ReportAggregatesOnly(true)->Unit(benchmark::kMillisecond);
+    ->Iterations(1)
+    ->Repetitions(kRepetitions)
+    ->UseManualTime()
+    ->ReportAggregatesOnly(true)
+    ->Unit(benchmark::kMillisecond);
 
 // The floor the main application sets itself: the same sample started
 // directly, until its main(). What the launcher adds is the difference.
 void BM_MainApplicationStartedDirectly(benchmark::State& state) {
   Vantor::Testing::TempDir dir;
-  Vantor::Testing::LauncherTree tree(dir.path(), {.launcherBinary = binary("VANTOR_LAUNCHER_BINARY", VANTOR_LAUNCHER_BINARY),
-                                                  .sampleBinary = binary("VANTOR_SAMPLE_BINARY", VANTOR_SAMPLE_BINARY)});
+  Vantor::Testing::LauncherTree tree(dir.path(),
+                                     {.launcherBinary = binary("VANTOR_LAUNCHER_BINARY", VANTOR_LAUNCHER_BINARY),
+                                      .sampleBinary = binary("VANTOR_SAMPLE_BINARY", VANTOR_SAMPLE_BINARY)});
   for (auto _ : state) {
     std::filesystem::remove(tree.startedFile());
     const long long before = monotonicNowNs();
@@ -77,7 +83,11 @@ void BM_MainApplicationStartedDirectly(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_MainApplicationStartedDirectly)
-    ->Iterations(1)->Repetitions(kRepetitions)->UseManualTime()->ReportAggregatesOnly(true)->Unit(benchmark::kMillisecond);
+    ->Iterations(1)
+    ->Repetitions(kRepetitions)
+    ->UseManualTime()
+    ->ReportAggregatesOnly(true)
+    ->Unit(benchmark::kMillisecond);
 
 // The peer: starting /bin/true and waiting for it to end.
 void BM_SpawnBinTrue(benchmark::State& state) {
@@ -89,7 +99,11 @@ void BM_SpawnBinTrue(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_SpawnBinTrue)
-    ->Iterations(1)->Repetitions(kRepetitions)->UseManualTime()->ReportAggregatesOnly(true)->Unit(benchmark::kMillisecond);
+    ->Iterations(1)
+    ->Repetitions(kRepetitions)
+    ->UseManualTime()
+    ->ReportAggregatesOnly(true)
+    ->Unit(benchmark::kMillisecond);
 
 // 2,000 extra processes (sleep, outside any bundle) alive for the running-check
 // benchmarks; started once, ended when the benchmark binary exits.

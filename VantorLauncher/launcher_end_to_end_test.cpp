@@ -61,14 +61,14 @@ class LauncherEndToEnd : public ::testing::Test {
 
   std::unique_ptr<ChildProcess> startLauncher(std::map<std::string, std::optional<std::string>> env = {}) {
     if (!env.contains("DBUS_SESSION_BUS_ADDRESS")) env["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
-    return std::make_unique<ChildProcess>(Vantor::Testing::ChildOptions{
-        {tree.launcherExecutable().string()}, env, {}, dir.path() / "launcher.stderr"});
+    return std::make_unique<ChildProcess>(
+        Vantor::Testing::ChildOptions{{tree.launcherExecutable().string()}, env, {}, dir.path() / "launcher.stderr"});
   }
 
   // Starts the main application by hand, as if the user had opened it.
   std::unique_ptr<ChildProcess> startMainDirectly() {
-    auto main = std::make_unique<ChildProcess>(Vantor::Testing::ChildOptions{
-        {tree.mainExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
+    auto main = std::make_unique<ChildProcess>(
+        Vantor::Testing::ChildOptions{{tree.mainExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
     EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
     std::filesystem::remove(tree.startedFile());
     return main;
@@ -134,7 +134,8 @@ TEST_F(LauncherEndToEnd, KillmeWithAnotherObjectOrNoneLeavesItRunning) {
 
 TEST_F(LauncherEndToEnd, MainApplicationPostingKillmeAtOnceEndsTheLauncher) {
   // The sample posts first thing in main(): the launcher must already listen.
-  LauncherTree posting(dir.path() / "posting", {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 0});
+  LauncherTree posting(dir.path() / "posting",
+                       {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 0});
   auto launcher = std::make_unique<ChildProcess>(Vantor::Testing::ChildOptions{
       {posting.launcherExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
   EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
@@ -163,9 +164,8 @@ TEST_F(LauncherEndToEnd, IdentifierDifferingOnlyInCaseCountsAsNotRunning) {
 }
 
 TEST_F(LauncherEndToEnd, WithoutASessionBusItOpensTheMainApplicationAndFails) {
-  auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
-                                 {"DISPLAY", std::nullopt},
-                                 {"XDG_RUNTIME_DIR", std::nullopt}});
+  auto launcher = startLauncher(
+      {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"DISPLAY", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
   const auto status = launcher->waitForExit(kTimeout);
   ASSERT_TRUE(status.has_value());
   EXPECT_EQ(*status, 1);
@@ -192,8 +192,8 @@ TEST_F(LauncherEndToEnd, KeepsWorkingWhenCopiedAwayFromTheBuildTree) {
   // The launcher in the tree is already a copy; a second copy elsewhere with
   // the build folder out of reach behaves the same.
   LauncherTree moved(dir.path() / "elsewhere", {tree.launcherExecutable(), VANTOR_SAMPLE_BINARY});
-  ChildProcess launcher({{moved.launcherExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()},
-                                                                   {"LD_LIBRARY_PATH", std::nullopt}}});
+  ChildProcess launcher({{moved.launcherExecutable().string()},
+                         {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}, {"LD_LIBRARY_PATH", std::nullopt}}});
   ASSERT_TRUE(waitUntil([&] { return moved.started().has_value(); }, kTimeout));
   center.post("killme", "com.brenwick.vantor");
   EXPECT_EQ(launcher.waitForExit(kTimeout), 0);
@@ -279,7 +279,8 @@ TEST_F(LauncherEndToEnd, ExecutablesOutsideContentsMacOSAreNeverRun) {
   // Each target would leave a marker if it ran.
   const auto target = [&](const fs::path& path) {
     fs::create_directories(path.parent_path());
-    std::ofstream(path) << "#!/bin/sh\ntouch " << dir.path() / "ran" << "\n";
+    std::ofstream(path) << "#!/bin/sh\ntouch " << dir.path() / "ran"
+                        << "\n";
     fs::permissions(path, fs::perms::owner_all);
   };
   const fs::path root = dir.path() / "trees";
@@ -287,15 +288,17 @@ TEST_F(LauncherEndToEnd, ExecutablesOutsideContentsMacOSAreNeverRun) {
   target(dir.path() / "bin" / "sh");
   target(dir.path() / "absolute.sh");
   int trees = 0;
-  for (const std::string& executable : std::vector<std::string>{
-           "../../../outside.sh", "../../../../bin/sh", (dir.path() / "absolute.sh").string(), "", "Linked"}) {
+  for (const std::string& executable : std::vector<std::string>{"../../../outside.sh", "../../../../bin/sh",
+                                                                (dir.path() / "absolute.sh").string(), "", "Linked"}) {
     LauncherTree escaping(root / std::to_string(trees++), {VANTOR_LAUNCHER_BINARY, VANTOR_SAMPLE_BINARY});
     const fs::path contents = escaping.mainBundle() / "Contents";
     std::ofstream(contents / "Info.plist", std::ios::trunc) << Vantor::Testing::infoPlist(
         {{"CFBundleIdentifier", "com.brenwick.vantor"}, {"CFBundleExecutable", executable}}, false);
     fs::create_symlink(root / "outside.sh", contents / "MacOS" / "Linked");
     ChildProcess launcher({{escaping.launcherExecutable().string()},
-                           {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}, {}, dir.path() / "launcher.stderr"});
+                           {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}},
+                           {},
+                           dir.path() / "launcher.stderr"});
     EXPECT_EQ(killmeUntilExit(launcher), 0) << executable;
     EXPECT_EQ(launcherStderr(), "") << executable;
   }

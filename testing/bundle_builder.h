@@ -8,11 +8,11 @@
 namespace Vantor::Testing {
 
 struct BundleSpec {
-  std::filesystem::path path = {};           // the Name.app folder to create
-  std::string identifier = {};               // CFBundleIdentifier
-  std::filesystem::path executable = {};     // copied (not linked) into Contents/MacOS
+  std::filesystem::path path = {};                    // the Name.app folder to create
+  std::string identifier = {};                        // CFBundleIdentifier
+  std::filesystem::path executable = {};              // copied (not linked) into Contents/MacOS
   std::map<std::string, std::string> extraInfo = {};  // further text keys of Info.plist
-  bool binaryPlist = false;              // write Info.plist in the binary format
+  bool binaryPlist = false;                           // write Info.plist in the binary format
 };
 
 // Creates the bundle: Contents/Info.plist (CFBundleIdentifier,

@@ -88,7 +88,8 @@ std::optional<int> ChildProcess::waitForExit(std::chrono::milliseconds timeout) 
       status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
       return status_;
     }
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return std::nullopt;
     if (pidfd_ >= 0) {
       pollfd p{pidfd_, POLLIN, 0};

@@ -18,7 +18,7 @@ struct ChildOptions {
   std::map<std::string, std::optional<std::string>> environment = {};
   std::filesystem::path stdoutFile = {};  // empty: /dev/null
   std::filesystem::path stderrFile = {};  // empty: /dev/null
-  bool newProcessGroup = false;      // lead a process group of its own (see killGroup)
+  bool newProcessGroup = false;           // lead a process group of its own (see killGroup)
 };
 
 class ChildProcess {

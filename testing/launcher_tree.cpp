@@ -15,9 +15,11 @@ LauncherTree::LauncherTree(const std::filesystem::path& root, const LauncherTree
                                           {"CFBundleShortVersionString", "1.0"}};
   if (options.killmeDelayMs) info["VantorSampleKillmeDelayMs"] = std::to_string(*options.killmeDelayMs);
   mainExecutable_ = makeBundle({mainBundle_, options.mainIdentifier, options.sampleBinary, info, false});
-  launcherExecutable_ =
-      makeBundle({mainBundle_ / "Contents" / "Library" / "LoginItems" / "VantorLauncher.app",
-                  options.mainIdentifier + ".launcher", options.launcherBinary, {}, true});
+  launcherExecutable_ = makeBundle({mainBundle_ / "Contents" / "Library" / "LoginItems" / "VantorLauncher.app",
+                                    options.mainIdentifier + ".launcher",
+                                    options.launcherBinary,
+                                    {},
+                                    true});
 }
 
 std::optional<LauncherTree::Started> LauncherTree::started() const {

@@ -16,7 +16,7 @@ struct LauncherTreeOptions {
   std::filesystem::path sampleBinary = {};
   std::string mainIdentifier = "com.brenwick.vantor";
   std::optional<long> killmeDelayMs = {};  // the sample posts "killme" after this long
-  long lifetimeMs = 60000;            // the sample quits after this long
+  long lifetimeMs = 60000;                 // the sample quits after this long
 };
 
 class LauncherTree {

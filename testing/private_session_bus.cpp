@@ -21,8 +21,8 @@ PrivateSessionBus::PrivateSessionBus() {
   if (mkfifo(fifo.c_str(), 0600) != 0) throw std::runtime_error("mkfifo failed");
   const int fd = open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) throw std::runtime_error("cannot open the address fifo");
-  daemon_ = std::make_unique<ChildProcess>(ChildOptions{
-      {"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"}, {}, fifo, {}});
+  daemon_ = std::make_unique<ChildProcess>(
+      ChildOptions{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"}, {}, fifo, {}});
   std::string text;
   char buffer[512];
   pollfd p{fd, POLLIN, 0};

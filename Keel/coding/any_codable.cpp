@@ -27,7 +27,8 @@ bool normalizeOwned(AnyValue& node, std::size_t depth) {
     case K::boolean:
     case K::int64:
     case K::float64:
-    case K::text: return true;
+    case K::text:
+      return true;
     case K::int8:
     case K::int16:
     case K::int32:
@@ -45,7 +46,9 @@ bool normalizeOwned(AnyValue& node, std::size_t depth) {
       }
       return true;
     }
-    case K::float32: node = static_cast<double>(node.as<float>()); return true;
+    case K::float32:
+      node = static_cast<double>(node.as<float>());
+      return true;
     case K::array:
       if (depth >= maxCodingDepth) return false;
       for (AnyValue& element : node.as<AnyValue::Array>()) {
@@ -58,7 +61,8 @@ bool normalizeOwned(AnyValue& node, std::size_t depth) {
         if (!normalizeOwned(entry.second, depth + 1)) return false;
       }
       return true;
-    default: return false;
+    default:
+      return false;
   }
 }
 
@@ -162,20 +166,34 @@ CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder) {
     case K::boxedNumber:
       if (const BoxedNumber* boxed = value.boxedNumber()) return encodeBoxed(*boxed, value, encoder);
       break;
-    case K::null: return single.encodeNil();
-    case K::boolean: return single.encode(value.as<bool>());
-    case K::int8: return single.encode(value.as<std::int8_t>());
-    case K::int16: return single.encode(value.as<std::int16_t>());
-    case K::int32: return single.encode(value.as<std::int32_t>());
-    case K::int64: return single.encode(value.as<std::int64_t>());
-    case K::uint8: return single.encode(value.as<std::uint8_t>());
-    case K::uint16: return single.encode(value.as<std::uint16_t>());
-    case K::uint32: return single.encode(value.as<std::uint32_t>());
-    case K::uint64: return single.encode(value.as<std::uint64_t>());
-    case K::float32: return single.encode(value.as<float>());
-    case K::float64: return single.encode(value.as<double>());
-    case K::text: return single.encode(value.as<std::string>());
-    case K::date: return single.encode(value.as<Date>());
+    case K::null:
+      return single.encodeNil();
+    case K::boolean:
+      return single.encode(value.as<bool>());
+    case K::int8:
+      return single.encode(value.as<std::int8_t>());
+    case K::int16:
+      return single.encode(value.as<std::int16_t>());
+    case K::int32:
+      return single.encode(value.as<std::int32_t>());
+    case K::int64:
+      return single.encode(value.as<std::int64_t>());
+    case K::uint8:
+      return single.encode(value.as<std::uint8_t>());
+    case K::uint16:
+      return single.encode(value.as<std::uint16_t>());
+    case K::uint32:
+      return single.encode(value.as<std::uint32_t>());
+    case K::uint64:
+      return single.encode(value.as<std::uint64_t>());
+    case K::float32:
+      return single.encode(value.as<float>());
+    case K::float64:
+      return single.encode(value.as<double>());
+    case K::text:
+      return single.encode(value.as<std::string>());
+    case K::date:
+      return single.encode(value.as<Date>());
     case K::url:
       if (const URL* url = value.url()) return single.encode(*url);
       break;
@@ -213,7 +231,8 @@ CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       }
       return {};
     }
-    case K::data: break;
+    case K::data:
+      break;
   }
   return cannotEncode(value, encoder, "AnyEncodable value cannot be encoded");
 }

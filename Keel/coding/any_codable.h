@@ -6,9 +6,9 @@
 #include <initializer_list>
 #include <utility>
 
-#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/any_value.h"
 
 namespace Keel {
 
@@ -37,8 +37,8 @@ struct AnyLiteral {
 
   AnyLiteral() = default;
   template <class T>
-    requires std::constructible_from<AnyValue, T&&>
-  AnyLiteral(T&& v) : value(std::forward<T>(v)) {}  // NOLINT: literals convert implicitly
+  requires std::constructible_from<AnyValue, T&&> AnyLiteral(T&& v)
+      : value(std::forward<T>(v)) {}  // NOLINT: literals convert implicitly
   // An array literal: {1, "a", nullptr}.
   AnyLiteral(std::initializer_list<AnyValue> elements) : value(AnyValue::Array(elements)) {}
   // A dictionary literal: {{"a", 1}, {2, "b"}}, keyed by any value. A key

@@ -1,7 +1,11 @@
 // Decoding a large JSON document into untyped values, against simdjson alone
 // on the same bytes and against Python's json.loads; encoding it back.
+#include "Keel/coding/any_codable.h"
+
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 #include <simdjson.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -9,10 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <malloc.h>
-#include <unistd.h>
 
-#include "Keel/coding/any_codable.h"
 #include "Keel/coding/json.h"
 
 namespace {
@@ -33,10 +34,10 @@ std::string makeDocument(std::size_t minBytes) {
     if (i != 0) out += ',';
     const std::uint64_t r = next();
     out += "{\"id\":" + std::to_string(i) + ",\"name\":\"user_" + std::to_string(r % 100000) +
-           (r % 7 == 0 ? "\\n\\\"quoted\\\" \\u00e9" : "") + "\",\"score\":" + std::to_string(static_cast<double>(r % 1000000) / 1e3) +
-           ",\"delta\":-" + std::to_string(r % 5000) + ",\"active\":" + (r % 2 ? "true" : "false") +
-           ",\"tags\":[\"alpha\",\"beta\",\"" + std::string(r % 24, 'x') + "\"],\"big\":" +
-           std::to_string(9223372036854775808ULL + r % 1000) +
+           (r % 7 == 0 ? "\\n\\\"quoted\\\" \\u00e9" : "") +
+           "\",\"score\":" + std::to_string(static_cast<double>(r % 1000000) / 1e3) + ",\"delta\":-" +
+           std::to_string(r % 5000) + ",\"active\":" + (r % 2 ? "true" : "false") + ",\"tags\":[\"alpha\",\"beta\",\"" +
+           std::string(r % 24, 'x') + "\"],\"big\":" + std::to_string(9223372036854775808ULL + r % 1000) +
            ",\"nested\":{\"ratio\":" + std::to_string(static_cast<double>(r % 977) / 7.0) +
            ",\"points\":[1,2,3,4.5,-6],\"note\":null,\"label\":\"a rather longer text value that needs the heap\"}}";
   }
@@ -123,11 +124,12 @@ void BM_PythonJsonLoads(benchmark::State& state) {
   }
   close(fd);
   std::ofstream(path, std::ios::binary) << doc;
-  const std::string command = std::string("/usr/bin/python3 -c 'import json,sys,time\n"
-                                          "b=open(sys.argv[1],\"rb\").read()\n"
-                                          "t=min((lambda s:(json.loads(b),time.perf_counter()-s)[1])(time.perf_counter()) "
-                                          "for _ in range(3))\n"
-                                          "print(len(b)/t/1e6)' ") +
+  const std::string command = std::string(
+                                  "/usr/bin/python3 -c 'import json,sys,time\n"
+                                  "b=open(sys.argv[1],\"rb\").read()\n"
+                                  "t=min((lambda s:(json.loads(b),time.perf_counter()-s)[1])(time.perf_counter()) "
+                                  "for _ in range(3))\n"
+                                  "print(len(b)/t/1e6)' ") +
                               path;
   for (auto _ : state) {
     FILE* pipe = popen(command.c_str(), "r");

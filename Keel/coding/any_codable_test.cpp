@@ -47,8 +47,7 @@ TEST(AnyDecodableTest, DecodesFromABorrowedTreeWithoutChangingIt) {
   ASSERT_TRUE(decoded.ok());
   EXPECT_EQ(tree, before);
   // Integers of any width come out as the first integer kind that holds them.
-  EXPECT_EQ(decoded->value,
-            AnyValue(AnyValue::Array{std::int64_t{5}, "x", TextDictionary{{"n", std::int64_t{-2}}}}));
+  EXPECT_EQ(decoded->value, AnyValue(AnyValue::Array{std::int64_t{5}, "x", TextDictionary{{"n", std::int64_t{-2}}}}));
 }
 
 TEST(AnyDecodableTest, OwnedAndBorrowedTreesDecodeAlike) {
@@ -81,7 +80,8 @@ TEST(AnyDecodableTest, UndecodableValueReportsTheOuterPath) {
   // A date is none of the kinds the order tries; failing inside the nested
   // array makes the array attempt fail, and the error surfaces at the
   // dictionary entry that holds the array.
-  AnyValue tree = TextDictionary{{"outer", AnyValue::Array{std::int64_t{1}, Date::withTimeIntervalSinceReferenceDate(5)}}};
+  AnyValue tree =
+      TextDictionary{{"outer", AnyValue::Array{std::int64_t{1}, Date::withTimeIntervalSinceReferenceDate(5)}}};
   Decoder decoder(tree);
   auto keyed = decoder.container();
   ASSERT_TRUE(keyed.ok());

@@ -12,10 +12,14 @@ namespace Keel {
 
 std::string_view AppleHardwareDetails::stringValue(CodingKeys key) {
   switch (key) {
-    case CodingKeys::processor: return "processor";
-    case CodingKeys::description: return "description";
-    case CodingKeys::marketingModel: return "marketingModel";
-    case CodingKeys::model: return "model";
+    case CodingKeys::processor:
+      return "processor";
+    case CodingKeys::description:
+      return "description";
+    case CodingKeys::marketingModel:
+      return "marketingModel";
+    case CodingKeys::model:
+      return "model";
   }
   return {};
 }
@@ -36,10 +40,9 @@ CodingResult<AppleHardwareDetails> AppleHardwareDetails::decode(Decoder& decoder
   auto container = decoder.container();
   if (!container) return container.error();
   AppleHardwareDetails details;
-  for (auto [key, field] : {std::pair{CodingKeys::processor, &details.processor},
-                            std::pair{CodingKeys::description, &details.description},
-                            std::pair{CodingKeys::marketingModel, &details.marketingModel},
-                            std::pair{CodingKeys::model, &details.model}}) {
+  for (auto [key, field] :
+       {std::pair{CodingKeys::processor, &details.processor}, std::pair{CodingKeys::description, &details.description},
+        std::pair{CodingKeys::marketingModel, &details.marketingModel}, std::pair{CodingKeys::model, &details.model}}) {
     auto value = container->decodeIfPresent<std::string>(stringValue(key));
     if (!value) return value.error();
     *field = std::move(value).value();
@@ -49,10 +52,9 @@ CodingResult<AppleHardwareDetails> AppleHardwareDetails::decode(Decoder& decoder
 
 CodingStatus AppleHardwareDetails::encode(Encoder& encoder) const {
   auto container = encoder.container();
-  for (auto [key, field] : {std::pair{CodingKeys::processor, &processor},
-                            std::pair{CodingKeys::description, &description},
-                            std::pair{CodingKeys::marketingModel, &marketingModel},
-                            std::pair{CodingKeys::model, &model}}) {
+  for (auto [key, field] :
+       {std::pair{CodingKeys::processor, &processor}, std::pair{CodingKeys::description, &description},
+        std::pair{CodingKeys::marketingModel, &marketingModel}, std::pair{CodingKeys::model, &model}}) {
     if (CodingStatus s = container.encodeIfPresent(stringValue(key), *field); !s) return s;
   }
   return {};

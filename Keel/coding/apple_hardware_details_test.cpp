@@ -120,8 +120,8 @@ TEST_F(HardwareLookupTest, ReadsTheLocalisedEntryOfTheModel) {
 TEST_F(HardwareLookupTest, EachFailingStepGivesNothing) {
   writeList("en", list("MacBookPro16,1", texts({{"processor", "P"}})), false);
   EXPECT_EQ(lookup(std::nullopt, "MacBookPro16,1"), std::nullopt);  // no language code
-  EXPECT_EQ(lookup("de", "MacBookPro16,1"), std::nullopt);           // no folder, no fallback to en
-  EXPECT_EQ(lookup("en", "Unknown1,1"), std::nullopt);               // model not listed
+  EXPECT_EQ(lookup("de", "MacBookPro16,1"), std::nullopt);          // no folder, no fallback to en
+  EXPECT_EQ(lookup("en", "Unknown1,1"), std::nullopt);              // model not listed
 
   writeFile("xx", "not a property list");
   EXPECT_EQ(lookup("xx", "MacBookPro16,1"), std::nullopt);

@@ -9,8 +9,7 @@ namespace Keel {
 CodingPath materialize(const CodingPathLink* link) {
   CodingPath path;
   for (const CodingPathLink* l = link; l != nullptr; l = l->parent) {
-    path.push_back(l->isIndex ? CodingPathElement::ofIndex(l->index)
-                              : CodingPathElement::ofKey(std::string(l->key)));
+    path.push_back(l->isIndex ? CodingPathElement::ofIndex(l->index) : CodingPathElement::ofKey(std::string(l->key)));
   }
   return CodingPath(path.rbegin(), path.rend());
 }
@@ -26,7 +25,8 @@ CodingError atEnd(const CodingPathLink* link) {
 CodingError keyNotFound(const CodingPathLink* link, std::string_view key) {
   CodingPath path = materialize(link);
   path.push_back(CodingPathElement::ofKey(std::string(key)));
-  return {CodingError::Kind::keyNotFound, std::move(path), "No value associated with key \"" + std::string(key) + "\"."};
+  return {CodingError::Kind::keyNotFound, std::move(path),
+          "No value associated with key \"" + std::string(key) + "\"."};
 }
 }  // namespace detail
 
@@ -35,19 +35,38 @@ namespace {
 const char* kindName(const AnyValue& v) {
   using K = AnyValue::Kind;
   switch (v.kind()) {
-    case K::null: return "null";
-    case K::boolean: return "a boolean";
-    case K::int8: case K::int16: case K::int32: case K::int64:
-    case K::uint8: case K::uint16: case K::uint32: case K::uint64: return "an integer";
-    case K::float32: case K::float64: return "a floating-point number";
-    case K::text: return "a text";
-    case K::array: return "an array";
-    case K::dictionary: return "a dictionary";
-    case K::hashedDictionary: return "a dictionary with non-text keys";
-    case K::boxedNumber: return "a boxed number";
-    case K::date: return "a date";
-    case K::url: return "a URL";
-    case K::data: return "data";
+    case K::null:
+      return "null";
+    case K::boolean:
+      return "a boolean";
+    case K::int8:
+    case K::int16:
+    case K::int32:
+    case K::int64:
+    case K::uint8:
+    case K::uint16:
+    case K::uint32:
+    case K::uint64:
+      return "an integer";
+    case K::float32:
+    case K::float64:
+      return "a floating-point number";
+    case K::text:
+      return "a text";
+    case K::array:
+      return "an array";
+    case K::dictionary:
+      return "a dictionary";
+    case K::hashedDictionary:
+      return "a dictionary with non-text keys";
+    case K::boxedNumber:
+      return "a boxed number";
+    case K::date:
+      return "a date";
+    case K::url:
+      return "a URL";
+    case K::data:
+      return "data";
   }
   return "a value";
 }
@@ -64,15 +83,24 @@ std::optional<IntegerValue> integerOf(const AnyValue& v) {
   auto sv = [](std::int64_t x) { return IntegerValue{x < 0, x, static_cast<std::uint64_t>(x)}; };
   auto uv = [](std::uint64_t x) { return IntegerValue{false, static_cast<std::int64_t>(x), x}; };
   switch (v.kind()) {
-    case K::int8: return sv(v.as<std::int8_t>());
-    case K::int16: return sv(v.as<std::int16_t>());
-    case K::int32: return sv(v.as<std::int32_t>());
-    case K::int64: return sv(v.as<std::int64_t>());
-    case K::uint8: return uv(v.as<std::uint8_t>());
-    case K::uint16: return uv(v.as<std::uint16_t>());
-    case K::uint32: return uv(v.as<std::uint32_t>());
-    case K::uint64: return uv(v.as<std::uint64_t>());
-    default: return std::nullopt;
+    case K::int8:
+      return sv(v.as<std::int8_t>());
+    case K::int16:
+      return sv(v.as<std::int16_t>());
+    case K::int32:
+      return sv(v.as<std::int32_t>());
+    case K::int64:
+      return sv(v.as<std::int64_t>());
+    case K::uint8:
+      return uv(v.as<std::uint8_t>());
+    case K::uint16:
+      return uv(v.as<std::uint16_t>());
+    case K::uint32:
+      return uv(v.as<std::uint32_t>());
+    case K::uint64:
+      return uv(v.as<std::uint64_t>());
+    default:
+      return std::nullopt;
   }
 }
 

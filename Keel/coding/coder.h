@@ -9,8 +9,8 @@
 // built in.
 #pragma once
 
-#include <cstddef>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -20,8 +20,8 @@
 #include <utility>
 #include <vector>
 
-#include "Keel/core/any_value.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/any_value.h"
 
 namespace Keel {
 
@@ -258,8 +258,8 @@ inline CodingPathLink childLink(const CodingPathLink* parent, std::size_t index)
 }
 
 template <class T>
-concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> ||
-                        std::is_same_v<T, Date> || std::is_same_v<T, URL> || std::is_same_v<T, Data>;
+concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || std::is_same_v<T, Date> ||
+    std::is_same_v<T, URL> || std::is_same_v<T, Data>;
 }  // namespace detail
 
 // Built-in decodings.
@@ -283,14 +283,15 @@ struct Decoding<std::uint64_t> {
 // read through the 64-bit form of their signedness; a value that does not fit
 // is a dataCorrupted error, never a silent truncation.
 template <class T>
-  requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, std::int64_t> &&
-           !std::is_same_v<T, std::uint64_t>)
-struct Decoding<T> {
+requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, std::int64_t> &&
+         !std::is_same_v<T, std::uint64_t>) struct Decoding<T> {
   static CodingResult<T> decode(Decoder& d) {
     const SingleValueDecodingContainer single = d.singleValueContainer();
     auto wide = [&] {
-      if constexpr (std::is_signed_v<T>) return single.decodeInt64();
-      else return single.decodeUInt64();
+      if constexpr (std::is_signed_v<T>)
+        return single.decodeInt64();
+      else
+        return single.decodeUInt64();
     }();
     if (!wide) return wide.error();
     if (!std::in_range<T>(wide.value())) {

@@ -20,10 +20,14 @@ std::string codingPathText(const CodingPath& path) {
 
 const char* codingErrorKindName(CodingError::Kind kind) {
   switch (kind) {
-    case CodingError::Kind::dataCorrupted: return "dataCorrupted";
-    case CodingError::Kind::invalidValue: return "invalidValue";
-    case CodingError::Kind::typeMismatch: return "typeMismatch";
-    case CodingError::Kind::keyNotFound: return "keyNotFound";
+    case CodingError::Kind::dataCorrupted:
+      return "dataCorrupted";
+    case CodingError::Kind::invalidValue:
+      return "invalidValue";
+    case CodingError::Kind::typeMismatch:
+      return "typeMismatch";
+    case CodingError::Kind::keyNotFound:
+      return "keyNotFound";
   }
   return "unknown";
 }
@@ -40,7 +44,8 @@ const CodingError& CodingStatus::error() const {
 
 namespace detail {
 void badResultAccess(bool wantedValue) {
-  fatalError(wantedValue ? "CodingResult: value read from a failed result" : "CodingResult: error read from a successful result");
+  fatalError(wantedValue ? "CodingResult: value read from a failed result"
+                         : "CodingResult: error read from a successful result");
 }
 }  // namespace detail
 

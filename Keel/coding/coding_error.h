@@ -16,8 +16,8 @@ namespace Keel {
 
 // One step of a coding path: a dictionary key or an array index.
 struct CodingPathElement {
-  std::string key;           // the key, or empty for an index
-  std::size_t index = 0;     // the index when `isIndex`
+  std::string key;        // the key, or empty for an index
+  std::size_t index = 0;  // the index when `isIndex`
   bool isIndex = false;
 
   static CodingPathElement ofKey(std::string k) { return {std::move(k), 0, false}; }
@@ -65,7 +65,7 @@ namespace detail {
 template <class T>
 class [[nodiscard]] CodingResult {
  public:
-  CodingResult(T value) : storage_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit by design
+  CodingResult(T value) : storage_(std::in_place_index<0>, std::move(value)) {}            // NOLINT: implicit by design
   CodingResult(CodingError error) : storage_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
 
   [[nodiscard]] bool ok() const { return storage_.index() == 0; }

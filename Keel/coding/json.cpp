@@ -13,7 +13,6 @@
 namespace Keel::JSON {
 namespace {
 
-
 simdjson::dom::parser makeParser() {
   simdjson::dom::parser parser;
   // On failure the parser allocates on first use instead, with simdjson's
@@ -37,12 +36,23 @@ simdjson::dom::parser& threadParser() {
 void build(simdjson::dom::element element, AnyValue& into) {
   using T = simdjson::dom::element_type;
   switch (element.type()) {
-    case T::NULL_VALUE: return;
-    case T::BOOL: into.emplace<bool>(element.get_bool().value_unsafe()); return;
-    case T::INT64: into.emplace<std::int64_t>(element.get_int64().value_unsafe()); return;
-    case T::UINT64: into.emplace<std::uint64_t>(element.get_uint64().value_unsafe()); return;
-    case T::DOUBLE: into.emplace<double>(element.get_double().value_unsafe()); return;
-    case T::STRING: into.emplace<std::string>(element.get_string().value_unsafe()); return;
+    case T::NULL_VALUE:
+      return;
+    case T::BOOL:
+      into.emplace<bool>(element.get_bool().value_unsafe());
+      return;
+    case T::INT64:
+      into.emplace<std::int64_t>(element.get_int64().value_unsafe());
+      return;
+    case T::UINT64:
+      into.emplace<std::uint64_t>(element.get_uint64().value_unsafe());
+      return;
+    case T::DOUBLE:
+      into.emplace<double>(element.get_double().value_unsafe());
+      return;
+    case T::STRING:
+      into.emplace<std::string>(element.get_string().value_unsafe());
+      return;
     case T::ARRAY: {
       const simdjson::dom::array array = element.get_array().value_unsafe();
       auto& out = into.emplace<AnyValue::Array>();
@@ -55,8 +65,8 @@ void build(simdjson::dom::element element, AnyValue& into) {
       std::vector<TextDictionary::Entry> entries;
       entries.reserve(object.size());
       for (simdjson::dom::key_value_pair field : object) {
-        auto& entry = entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key),
-                                           std::forward_as_tuple());
+        auto& entry =
+            entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key), std::forward_as_tuple());
         build(field.value, entry.second);
       }
       into.emplace<TextDictionary>(TextDictionary::fromEntries(std::move(entries)));
@@ -99,20 +109,36 @@ class Writer {
     using K = AnyValue::Kind;
     if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
-      case K::null: out_ += "null"; return {};
-      case K::boolean: out_ += v.as<bool>() ? "true" : "false"; return {};
-      case K::int8: return integer(v.as<std::int8_t>());
-      case K::int16: return integer(v.as<std::int16_t>());
-      case K::int32: return integer(v.as<std::int32_t>());
-      case K::int64: return integer(v.as<std::int64_t>());
-      case K::uint8: return integer(v.as<std::uint8_t>());
-      case K::uint16: return integer(v.as<std::uint16_t>());
-      case K::uint32: return integer(v.as<std::uint32_t>());
-      case K::uint64: return integer(v.as<std::uint64_t>());
-      case K::float32: return floating(v.as<float>(), path);
-      case K::float64: return floating(v.as<double>(), path);
-      case K::text: return text(v.as<std::string>(), path);
-      case K::url: return text(urlText(v), path);
+      case K::null:
+        out_ += "null";
+        return {};
+      case K::boolean:
+        out_ += v.as<bool>() ? "true" : "false";
+        return {};
+      case K::int8:
+        return integer(v.as<std::int8_t>());
+      case K::int16:
+        return integer(v.as<std::int16_t>());
+      case K::int32:
+        return integer(v.as<std::int32_t>());
+      case K::int64:
+        return integer(v.as<std::int64_t>());
+      case K::uint8:
+        return integer(v.as<std::uint8_t>());
+      case K::uint16:
+        return integer(v.as<std::uint16_t>());
+      case K::uint32:
+        return integer(v.as<std::uint32_t>());
+      case K::uint64:
+        return integer(v.as<std::uint64_t>());
+      case K::float32:
+        return floating(v.as<float>(), path);
+      case K::float64:
+        return floating(v.as<double>(), path);
+      case K::text:
+        return text(v.as<std::string>(), path);
+      case K::url:
+        return text(urlText(v), path);
       case K::date: {
         const Date& date = v.as<Date>();
         return floating(options_.dateStrategy == DateStrategy::secondsSince1970 ? date.timeIntervalSince1970()
@@ -144,9 +170,12 @@ class Writer {
         out_ += '}';
         return {};
       }
-      case K::hashedDictionary: return invalid(path, "Dictionary keys must be texts to be written as JSON.");
-      case K::boxedNumber: return invalid(path, "Boxed numbers are written through their encoding.");
-      case K::data: return invalid(path, "Data has no JSON form.");
+      case K::hashedDictionary:
+        return invalid(path, "Dictionary keys must be texts to be written as JSON.");
+      case K::boxedNumber:
+        return invalid(path, "Boxed numbers are written through their encoding.");
+      case K::data:
+        return invalid(path, "Data has no JSON form.");
     }
     return invalid(path, "Value has no JSON form.");
   }
@@ -190,13 +219,27 @@ class Writer {
       out_.append(s.data() + start, i - start);
       start = i + 1;
       switch (c) {
-        case '"': out_ += "\\\""; break;
-        case '\\': out_ += "\\\\"; break;
-        case '\n': out_ += "\\n"; break;
-        case '\r': out_ += "\\r"; break;
-        case '\t': out_ += "\\t"; break;
-        case '\b': out_ += "\\b"; break;
-        case '\f': out_ += "\\f"; break;
+        case '"':
+          out_ += "\\\"";
+          break;
+        case '\\':
+          out_ += "\\\\";
+          break;
+        case '\n':
+          out_ += "\\n";
+          break;
+        case '\r':
+          out_ += "\\r";
+          break;
+        case '\t':
+          out_ += "\\t";
+          break;
+        case '\b':
+          out_ += "\\b";
+          break;
+        case '\f':
+          out_ += "\\f";
+          break;
         default: {
           const char escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 15]};
           out_.append(escape, sizeof escape);

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/any_value.h"
 
 namespace Keel {
 

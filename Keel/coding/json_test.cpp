@@ -55,8 +55,8 @@ TEST(JSONTest, InvalidCorpusGivesADecodingError) {
       "[1] x",  // trailing garbage
       "01",
       "NaN",
-      "\"\xff\"",            // invalid UTF-8
-      "\"\\ud83d\"",          // lone surrogate
+      "\"\xff\"",     // invalid UTF-8
+      "\"\\ud83d\"",  // lone surrogate
       "\"\\x\"",
       "\"a\nb\"",  // raw control character
       "{\"a\":}",
@@ -97,7 +97,8 @@ TEST(JSONTest, TextsAreEscapedAndMustBeUTF8) {
   auto bad = JSON::write(TextDictionary{{"k", std::string("\xc3")}});
   ASSERT_FALSE(bad.ok());
   EXPECT_EQ(codingPathText(bad.error().codingPath), "k");
-  EXPECT_EQ(JSON::write(Date::withTimeIntervalSinceReferenceDate(0), {JSON::DateStrategy::secondsSince1970}).value(), "978307200.0");
+  EXPECT_EQ(JSON::write(Date::withTimeIntervalSinceReferenceDate(0), {JSON::DateStrategy::secondsSince1970}).value(),
+            "978307200.0");
 }
 
 TEST(JSONTest, WritingRefusesTreesNestedTooDeeply) {

@@ -55,7 +55,7 @@ class MulticastDelegate {
   // do not change it, so one removed during the walk is still called if it
   // comes later. Does nothing when there are no live listeners.
   template <typename Function>
-    requires std::invocable<Function&, T&>
+  requires std::invocable<Function&, T&>
   void invoke(Function&& function) {
     std::vector<std::shared_ptr<T>> snapshot;
     snapshot.reserve(entries_.size());

@@ -14,8 +14,8 @@ namespace Keel::PropertyList {
 CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes) {
   ReadResult tree = read(bytes);
   if (!tree) {
-    return CodingError{CodingError::Kind::dataCorrupted, {},
-                       "The given data was not a valid property list: " + std::move(tree.error)};
+    return CodingError{
+        CodingError::Kind::dataCorrupted, {}, "The given data was not a valid property list: " + std::move(tree.error)};
   }
   return std::move(*tree.value);
 }
@@ -77,22 +77,40 @@ class XMLWriter {
     const bool container = v.kind() == K::array || v.kind() == K::dictionary;
     if (depth + (container ? 1 : 0) > maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
-      case K::null: return invalid(path, "Property lists have no null value.");
-      case K::boolean: out_ += v.as<bool>() ? "<true/>" : "<false/>"; return {};
-      case K::int8: return integer(v.as<std::int8_t>());
-      case K::int16: return integer(v.as<std::int16_t>());
-      case K::int32: return integer(v.as<std::int32_t>());
-      case K::int64: return integer(v.as<std::int64_t>());
-      case K::uint8: return integer(v.as<std::uint8_t>());
-      case K::uint16: return integer(v.as<std::uint16_t>());
-      case K::uint32: return integer(v.as<std::uint32_t>());
-      case K::uint64: return integer(v.as<std::uint64_t>());
-      case K::float32: return real(static_cast<double>(v.as<float>()));
-      case K::float64: return real(v.as<double>());
-      case K::text: return text("string", v.as<std::string>(), path);
-      case K::url: return text("string", urlText(v), path);
-      case K::date: return date(v.as<Date>().timeIntervalSinceReferenceDate(), path);
-      case K::data: data(v.as<Data>()); return {};
+      case K::null:
+        return invalid(path, "Property lists have no null value.");
+      case K::boolean:
+        out_ += v.as<bool>() ? "<true/>" : "<false/>";
+        return {};
+      case K::int8:
+        return integer(v.as<std::int8_t>());
+      case K::int16:
+        return integer(v.as<std::int16_t>());
+      case K::int32:
+        return integer(v.as<std::int32_t>());
+      case K::int64:
+        return integer(v.as<std::int64_t>());
+      case K::uint8:
+        return integer(v.as<std::uint8_t>());
+      case K::uint16:
+        return integer(v.as<std::uint16_t>());
+      case K::uint32:
+        return integer(v.as<std::uint32_t>());
+      case K::uint64:
+        return integer(v.as<std::uint64_t>());
+      case K::float32:
+        return real(static_cast<double>(v.as<float>()));
+      case K::float64:
+        return real(v.as<double>());
+      case K::text:
+        return text("string", v.as<std::string>(), path);
+      case K::url:
+        return text("string", urlText(v), path);
+      case K::date:
+        return date(v.as<Date>().timeIntervalSinceReferenceDate(), path);
+      case K::data:
+        data(v.as<Data>());
+        return {};
       case K::array: {
         const auto& array = v.as<AnyValue::Array>();
         if (array.empty()) {
@@ -122,8 +140,10 @@ class XMLWriter {
         out_ += "</dict>";
         return {};
       }
-      case K::hashedDictionary: return invalid(path, "Dictionary keys must be texts in a property list.");
-      case K::boxedNumber: return invalid(path, "Boxed numbers are written through their encoding.");
+      case K::hashedDictionary:
+        return invalid(path, "Dictionary keys must be texts in a property list.");
+      case K::boxedNumber:
+        return invalid(path, "Boxed numbers are written through their encoding.");
     }
     return invalid(path, "Value has no property-list form.");
   }
@@ -176,11 +196,20 @@ class XMLWriter {
         return invalid(path, "Text holds a character that XML cannot hold.");
       }
       switch (c) {
-        case '&': out_ += "&amp;"; break;
-        case '<': out_ += "&lt;"; break;
-        case '>': out_ += "&gt;"; break;
-        case '\r': out_ += "&#13;"; break;
-        default: out_.append(s.data(), n);
+        case '&':
+          out_ += "&amp;";
+          break;
+        case '<':
+          out_ += "&lt;";
+          break;
+        case '>':
+          out_ += "&gt;";
+          break;
+        case '\r':
+          out_ += "&#13;";
+          break;
+        default:
+          out_.append(s.data(), n);
       }
       s.remove_prefix(n);
     }
@@ -192,7 +221,8 @@ class XMLWriter {
 
   CodingStatus date(double seconds, const CodingPathLink* path) {
     const std::optional<std::string> text = dateText(seconds);
-    if (!text) return invalid(path, "Date is not finite or lies outside the years 1 to 9999 that XML property lists hold.");
+    if (!text)
+      return invalid(path, "Date is not finite or lies outside the years 1 to 9999 that XML property lists hold.");
     out_ += "<date>";
     out_ += *text;
     out_ += "</date>";

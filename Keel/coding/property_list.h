@@ -9,9 +9,9 @@
 #include <string>
 #include <string_view>
 
-#include "Keel/core/any_value.h"
 #include "Keel/coding/coder.h"
 #include "Keel/coding/coding_error.h"
+#include "Keel/core/any_value.h"
 #include "Keel/core/property_list_reader.h"
 
 namespace Keel {
@@ -36,7 +36,6 @@ namespace PropertyList {
 // numbers, dictionaries with non-text keys and nesting deeper than
 // maxCodingDepth.
 [[nodiscard]] CodingResult<std::string> writeXML(const AnyValue& tree);
-
 
 }  // namespace PropertyList
 

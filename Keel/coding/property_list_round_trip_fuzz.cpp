@@ -5,13 +5,13 @@
 // writes must read back as the same tree in the reader's normal forms
 // (integers as int64, or uint64 above the int64 range; float32 as double;
 // URLs as texts).
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -39,8 +39,24 @@ class Source {
   }
   // Text from pieces that matter to XML, or raw bytes.
   std::string text() {
-    static const char* const pieces[] = {"a", " ", "\t", "\n", "\r", "&", "<", ">", "]]>", "\"", "'", "\xC3\xA9",
-                                         "\xF0\x9F\x98\x80", "\xEF\xBF\xBD", "\xEF\xBF\xBE", "\x7F", "\x01", "&amp;"};
+    static const char* const pieces[] = {"a",
+                                         " ",
+                                         "\t",
+                                         "\n",
+                                         "\r",
+                                         "&",
+                                         "<",
+                                         ">",
+                                         "]]>",
+                                         "\"",
+                                         "'",
+                                         "\xC3\xA9",
+                                         "\xF0\x9F\x98\x80",
+                                         "\xEF\xBF\xBD",
+                                         "\xEF\xBF\xBE",
+                                         "\x7F",
+                                         "\x01",
+                                         "&amp;"};
     const std::uint8_t n = byte();
     if (n & 0x80) return bytes(n & 0x7F);
     std::string out;
@@ -57,27 +73,41 @@ class Source {
 AnyValue build(Source& s, std::size_t depth) {
   const std::uint8_t op = s.byte();
   switch (op % 17) {
-    case 0: return (op & 0x10) != 0;
-    case 1: return static_cast<std::int64_t>(s.bits(8));
-    case 2: return s.bits(8);
-    case 3: return static_cast<std::int8_t>(s.byte());
-    case 4: return static_cast<std::uint32_t>(s.bits(4));
-    case 5: return std::bit_cast<double>(s.bits(8));
-    case 6: return std::bit_cast<float>(static_cast<std::uint32_t>(s.bits(4)));
-    case 7: return s.text();
-    case 8: return Date::withTimeIntervalSinceReferenceDate(std::bit_cast<double>(s.bits(8)));
+    case 0:
+      return (op & 0x10) != 0;
+    case 1:
+      return static_cast<std::int64_t>(s.bits(8));
+    case 2:
+      return s.bits(8);
+    case 3:
+      return static_cast<std::int8_t>(s.byte());
+    case 4:
+      return static_cast<std::uint32_t>(s.bits(4));
+    case 5:
+      return std::bit_cast<double>(s.bits(8));
+    case 6:
+      return std::bit_cast<float>(static_cast<std::uint32_t>(s.bits(4)));
+    case 7:
+      return s.text();
+    case 8:
+      return Date::withTimeIntervalSinceReferenceDate(std::bit_cast<double>(s.bits(8)));
     // Mostly within the years the XML form holds, with a fraction.
-    case 9: return Date::withTimeIntervalSinceReferenceDate(static_cast<double>(static_cast<std::int64_t>(s.bits(5)) - (std::int64_t{1} << 39)) +
-                                                            static_cast<double>(s.bits(2)) / 65536.0);
+    case 9:
+      return Date::withTimeIntervalSinceReferenceDate(
+          static_cast<double>(static_cast<std::int64_t>(s.bits(5)) - (std::int64_t{1} << 39)) +
+          static_cast<double>(s.bits(2)) / 65536.0);
     case 10: {
       const std::string raw = s.bytes(s.byte());
       return Keel::Data(raw.begin(), raw.end());
     }
-    case 11: return Keel::URL{s.text()};
-    case 12: return nullptr;
+    case 11:
+      return Keel::URL{s.text()};
+    case 12:
+      return nullptr;
     case 13: {
       // A chain of single-element arrays, up to a little past the limit.
-      const std::size_t levels = std::min<std::size_t>(s.bits(2) % 600, Keel::maxValueDepth + 8 - std::min(depth, Keel::maxValueDepth));
+      const std::size_t levels =
+          std::min<std::size_t>(s.bits(2) % 600, Keel::maxValueDepth + 8 - std::min(depth, Keel::maxValueDepth));
       AnyValue v = build(s, depth + levels);
       for (std::size_t i = 0; i < levels; ++i) {
         AnyValue::Array wrapper;  // not Array{v}: an initializer list copies
@@ -110,7 +140,11 @@ AnyValue build(Source& s, std::size_t depth) {
 bool xmlText(std::string_view s) {
   for (std::size_t i = 0; i < s.size();) {
     const auto b = static_cast<unsigned char>(s[i]);
-    const std::size_t n = b < 0x80 ? 1 : b >= 0xC2 && b <= 0xDF ? 2 : b >= 0xE0 && b <= 0xEF ? 3 : b >= 0xF0 && b <= 0xF4 ? 4 : 0;
+    const std::size_t n = b < 0x80                 ? 1
+                          : b >= 0xC2 && b <= 0xDF ? 2
+                          : b >= 0xE0 && b <= 0xEF ? 3
+                          : b >= 0xF0 && b <= 0xF4 ? 4
+                                                   : 0;
     if (n == 0 || i + n > s.size()) return false;
     std::uint32_t c = n == 1 ? b : b & (0x7F >> n);
     for (std::size_t k = 1; k < n; ++k) {
@@ -130,9 +164,12 @@ bool xmlText(std::string_view s) {
 bool writable(const AnyValue& v, std::size_t levels) {
   using K = AnyValue::Kind;
   switch (v.kind()) {
-    case K::null: return false;
-    case K::text: return xmlText(v.as<std::string>());
-    case K::url: return xmlText(v.url()->absoluteString);
+    case K::null:
+      return false;
+    case K::text:
+      return xmlText(v.as<std::string>());
+    case K::url:
+      return xmlText(v.url()->absoluteString);
     case K::date: {
       // 0001-01-01T00:00:00Z and 10000-01-01T00:00:00Z.
       const double t = v.as<Date>().timeIntervalSinceReferenceDate();
@@ -150,7 +187,8 @@ bool writable(const AnyValue& v, std::size_t levels) {
         if (!xmlText(key) || !writable(child, levels + 1)) return false;
       }
       return true;
-    default: return true;
+    default:
+      return true;
   }
 }
 
@@ -158,15 +196,20 @@ bool writable(const AnyValue& v, std::size_t levels) {
 AnyValue normal(const AnyValue& v) {
   using K = AnyValue::Kind;
   switch (v.kind()) {
-    case K::int8: return std::int64_t{v.as<std::int8_t>()};
-    case K::uint32: return std::int64_t{v.as<std::uint32_t>()};
+    case K::int8:
+      return std::int64_t{v.as<std::int8_t>()};
+    case K::uint32:
+      return std::int64_t{v.as<std::uint32_t>()};
     case K::uint64: {
       const std::uint64_t u = v.as<std::uint64_t>();
-      return u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()) ? AnyValue(u)
-                                                                                      : AnyValue(static_cast<std::int64_t>(u));
+      return u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())
+                 ? AnyValue(u)
+                 : AnyValue(static_cast<std::int64_t>(u));
     }
-    case K::float32: return static_cast<double>(v.as<float>());
-    case K::url: return v.url()->absoluteString;
+    case K::float32:
+      return static_cast<double>(v.as<float>());
+    case K::url:
+      return v.url()->absoluteString;
     case K::array: {
       AnyValue::Array out;
       for (const AnyValue& child : v.as<AnyValue::Array>()) out.push_back(normal(child));
@@ -177,7 +220,8 @@ AnyValue normal(const AnyValue& v) {
       for (const auto& [key, child] : v.as<TextDictionary>()) out.insertOrAssign(key, normal(child));
       return out;
     }
-    default: return v;
+    default:
+      return v;
   }
 }
 

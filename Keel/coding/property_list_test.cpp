@@ -70,10 +70,10 @@ TEST(PropertyListTest, WrittenXMLReadsBackAsTheSameTree) {
       {"u64", UINT64_MAX},
       {"reals", AnyValue::Array{1.0 / 3.0, 1e300, -0.0, 2.0, std::nan(""), -HUGE_VAL, 5e-324}},
       {"text", "a&b<c>\"d\"\ttab\nline\r\nreturn \xf0\x9f\x98\x80"},
-      {"when", AnyValue::Array{Date::withTimeIntervalSinceReferenceDate(-86400.0 * 365),
-                               Date::withTimeIntervalSinceReferenceDate(-0.25),
-                               Date::withTimeIntervalSinceReferenceDate(1e-9),
-                               Date::withTimeIntervalSinceReferenceDate(-6e10)}},
+      {"when",
+       AnyValue::Array{Date::withTimeIntervalSinceReferenceDate(-86400.0 * 365),
+                       Date::withTimeIntervalSinceReferenceDate(-0.25), Date::withTimeIntervalSinceReferenceDate(1e-9),
+                       Date::withTimeIntervalSinceReferenceDate(-6e10)}},
       {"empty", AnyValue::Array{}},
       {"blobs", AnyValue::Array{Data{}, Data{0xff}, Data{1, 2}, Data{1, 2, 3, 4}}},
       {"dict", TextDictionary{}},
@@ -125,7 +125,7 @@ TEST(PropertyListTest, WritingRefusesWhatPropertyListsCannotHold) {
 
 TEST(PropertyListTest, UnreadableBytesGiveADecodingError) {
   for (const std::string& bytes : {std::string(), std::string("not a plist"), std::string("bplist00garbage"),
-                                  std::string("<plist><dict><key>a</key></plist>")}) {
+                                   std::string("<plist><dict><key>a</key></plist>")}) {
     auto tree = PropertyList::parse(bytes);
     ASSERT_FALSE(tree.ok()) << bytes;
     EXPECT_EQ(tree.error().kind, CodingError::Kind::dataCorrupted);
@@ -159,9 +159,9 @@ TEST(PropertyListTest, TopLevelStringReadsTextValuesOnly) {
   }
   plist_free(dict);
   const std::string array = serialize(plist_new_array(), Format::xml);
-  EXPECT_EQ(PropertyList::topLevelString(
-                std::span(reinterpret_cast<const std::uint8_t*>(array.data()), array.size()), "a"),
-            std::nullopt);
+  EXPECT_EQ(
+      PropertyList::topLevelString(std::span(reinterpret_cast<const std::uint8_t*>(array.data()), array.size()), "a"),
+      std::nullopt);
 }
 
 }  // namespace

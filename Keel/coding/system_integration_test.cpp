@@ -1,11 +1,12 @@
 // The running machine's facts: every query works and gives plausible values.
+#include "Keel/coding/system.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <iostream>
 
 #include "Keel/coding/apple_hardware_details.h"
-#include "Keel/coding/system.h"
 
 namespace Keel {
 namespace {
@@ -32,8 +33,8 @@ TEST(SystemOnThisMachine, FactsArePlausible) {
 
   // Model and processor name may be absent (containers, arm64), but never
   // fail; show what this machine says.
-  std::cout << "model: '" << System::model() << "', processor: '" << System::processorName() << "', "
-            << os << ", " << System::architecture() << ", up " << System::uptime() << "\n";
+  std::cout << "model: '" << System::model() << "', processor: '" << System::processorName() << "', " << os << ", "
+            << System::architecture() << ", up " << System::uptime() << "\n";
 }
 
 TEST(AppleHardwareDetailsOnLinux, IsAbsentWithoutTheMachineAttributesList) {

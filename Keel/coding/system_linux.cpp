@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstring>
-
 #include <set>
 #include <span>
 #include <system_error>

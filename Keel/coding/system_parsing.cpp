@@ -23,9 +23,8 @@ std::string_view trim(std::string_view text) {
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return lower(x) == lower(y);
-         });
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower(x) == lower(y); });
 }
 
 // Calls `visit(line)` for each line of `text`, without its line break.
@@ -49,12 +48,26 @@ std::optional<Integer> parseInteger(std::string_view text) {
 }
 
 // Texts vendors leave in firmware fields they never filled in.
-constexpr std::array<std::string_view, 20> kPlaceholders{
-    "To Be Filled By O.E.M.", "To Be Filled By OEM", "Default string", "System Product Name",
-    "System Serial Number",   "System Version",      "System Name",    "Not Specified",
-    "Not Applicable",         "None",                "O.E.M.",         "OEM",
-    "Unknown",                "Undefined",           "Invalid",        "N/A",
-    "x.x",                    "0123456789",          "123456789",      "Type1ProductConfigId"};
+constexpr std::array<std::string_view, 20> kPlaceholders{"To Be Filled By O.E.M.",
+                                                         "To Be Filled By OEM",
+                                                         "Default string",
+                                                         "System Product Name",
+                                                         "System Serial Number",
+                                                         "System Version",
+                                                         "System Name",
+                                                         "Not Specified",
+                                                         "Not Applicable",
+                                                         "None",
+                                                         "O.E.M.",
+                                                         "OEM",
+                                                         "Unknown",
+                                                         "Undefined",
+                                                         "Invalid",
+                                                         "N/A",
+                                                         "x.x",
+                                                         "0123456789",
+                                                         "123456789",
+                                                         "Type1ProductConfigId"};
 
 bool isZeros(std::string_view text) {
   bool sawZero = false;
@@ -165,7 +178,8 @@ std::map<std::string, std::string> osRelease(std::string_view text) {
           closed = true;
           break;
         }
-        if (quote == '"' && c == '\\' && i + 1 < raw.size() && std::string_view("\"\\$`").find(raw[i + 1]) != std::string_view::npos) {
+        if (quote == '"' && c == '\\' && i + 1 < raw.size() &&
+            std::string_view("\"\\$`").find(raw[i + 1]) != std::string_view::npos) {
           value += raw[++i];
         } else {
           value += c;

@@ -1,13 +1,13 @@
 // Feeds arbitrary bytes to every machine-fact parser: none may crash or hang,
 // and their results must keep their stated shapes.
+#include "Keel/coding/system_parsing.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <span>
 #include <string_view>
-
-#include "Keel/coding/system_parsing.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Keel::SystemParsing;

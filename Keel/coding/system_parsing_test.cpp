@@ -14,9 +14,9 @@ TEST(FirmwareText, KeepsRealNamesAndDropsPlaceholders) {
   EXPECT_EQ(firmwareText("MacBookPro16,1\n"), "MacBookPro16,1");
   EXPECT_EQ(firmwareText(std::string_view("Raspberry Pi 4 Model B Rev 1.4\0", 31)), "Raspberry Pi 4 Model B Rev 1.4");
   EXPECT_EQ(firmwareText("Standard PC (i440FX + PIIX, 1996)\n"), "Standard PC (i440FX + PIIX, 1996)");
-  for (const char* placeholder : {"To Be Filled By O.E.M.\n", "to be filled by o.e.m.", "Default string\n",
-                                  "System Product Name", "System Serial Number", "0000000000", "00000000-0000",
-                                  "", " \n"}) {
+  for (const char* placeholder :
+       {"To Be Filled By O.E.M.\n", "to be filled by o.e.m.", "Default string\n", "System Product Name",
+        "System Serial Number", "0000000000", "00000000-0000", "", " \n"}) {
     EXPECT_EQ(firmwareText(placeholder), std::nullopt) << placeholder;
   }
   EXPECT_EQ(firmwareText(std::string_view("\0\0", 2)), std::nullopt);

@@ -18,9 +18,7 @@ constexpr bool isDigit(unsigned char c) noexcept { return c >= '0' && c <= '9'; 
 // bytes above every other byte gives UTF-16 order. The first differing byte is
 // always at a character start or inside characters that share a lead byte,
 // because everything before it was equal and digit runs end on ASCII.
-constexpr unsigned codeUnitKey(unsigned char c) noexcept {
-  return (c == 0xEE || c == 0xEF) ? c + 0x100u : c;
-}
+constexpr unsigned codeUnitKey(unsigned char c) noexcept { return (c == 0xEE || c == 0xEF) ? c + 0x100u : c; }
 
 VersionOrder fromDifference(int difference) noexcept {
   if (difference < 0) return VersionOrder::ascending;

@@ -1,5 +1,7 @@
 // Cost of ordering version texts, beside plain text ordering and glibc's
 // strverscmp on the same million pairs.
+#include "Keel/coding/version.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstring>
@@ -7,8 +9,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "Keel/coding/version.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // Checks the version ordering on arbitrary texts: it must be a consistent
 // strict weak order and agree with a simple token-by-token reference.
+#include "Keel/coding/version.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "Keel/coding/version.h"
 
 namespace {
 

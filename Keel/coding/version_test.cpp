@@ -160,9 +160,7 @@ TEST_F(ApplicationVersion, MissingKeyOrNonTextValueIsUnknown) {
   EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
 }
 
-TEST_F(ApplicationVersion, MissingInfoPlistIsUnknown) {
-  EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
-}
+TEST_F(ApplicationVersion, MissingInfoPlistIsUnknown) { EXPECT_EQ(applicationVersion(bundle()), "Unknown Version"); }
 
 TEST(ApplicationVersionOfProcess, TheTestBinaryHasNoBundleVersion) {
   // The test executable lies in no bundle, so its folder has no Info.plist.

@@ -132,8 +132,10 @@ bool sameFloat(F a, F b) {
 bool operator==(const AnyValue& a, const AnyValue& b) {
   if (a.kind() != b.kind()) return false;
   switch (a.kind()) {
-    case AnyValue::Kind::float32: return sameFloat(a.as<float>(), b.as<float>());
-    case AnyValue::Kind::float64: return sameFloat(a.as<double>(), b.as<double>());
+    case AnyValue::Kind::float32:
+      return sameFloat(a.as<float>(), b.as<float>());
+    case AnyValue::Kind::float64:
+      return sameFloat(a.as<double>(), b.as<double>());
     case AnyValue::Kind::date: {
       // Dates are instants: -0 and +0 seconds are the same one.
       const double x = a.as<Date>().timeIntervalSinceReferenceDate();
@@ -169,7 +171,8 @@ bool operator==(const AnyValue& a, const AnyValue& b) {
       const URL* y = b.url();
       return x != nullptr && y != nullptr && *x == *y;
     }
-    default: return a.storage_ == b.storage_;
+    default:
+      return a.storage_ == b.storage_;
   }
 }
 
@@ -185,27 +188,45 @@ std::string numberText(T v) {
 std::string describe(const AnyValue& value) {
   using K = AnyValue::Kind;
   switch (value.kind()) {
-    case K::null: return "nil";
-    case K::boolean: return value.as<bool>() ? "true" : "false";
-    case K::int8: return numberText(value.as<std::int8_t>());
-    case K::int16: return numberText(value.as<std::int16_t>());
-    case K::int32: return numberText(value.as<std::int32_t>());
-    case K::int64: return numberText(value.as<std::int64_t>());
-    case K::uint8: return numberText(value.as<std::uint8_t>());
-    case K::uint16: return numberText(value.as<std::uint16_t>());
-    case K::uint32: return numberText(value.as<std::uint32_t>());
-    case K::uint64: return numberText(value.as<std::uint64_t>());
-    case K::float32: return numberText(value.as<float>());
-    case K::float64: return numberText(value.as<double>());
-    case K::text: return value.as<std::string>();
-    case K::array: return "[...]";
+    case K::null:
+      return "nil";
+    case K::boolean:
+      return value.as<bool>() ? "true" : "false";
+    case K::int8:
+      return numberText(value.as<std::int8_t>());
+    case K::int16:
+      return numberText(value.as<std::int16_t>());
+    case K::int32:
+      return numberText(value.as<std::int32_t>());
+    case K::int64:
+      return numberText(value.as<std::int64_t>());
+    case K::uint8:
+      return numberText(value.as<std::uint8_t>());
+    case K::uint16:
+      return numberText(value.as<std::uint16_t>());
+    case K::uint32:
+      return numberText(value.as<std::uint32_t>());
+    case K::uint64:
+      return numberText(value.as<std::uint64_t>());
+    case K::float32:
+      return numberText(value.as<float>());
+    case K::float64:
+      return numberText(value.as<double>());
+    case K::text:
+      return value.as<std::string>();
+    case K::array:
+      return "[...]";
     case K::dictionary:
-    case K::hashedDictionary: return "{...}";
+    case K::hashedDictionary:
+      return "{...}";
     case K::boxedNumber:
       return std::visit([](auto n) { return numberText(n); }, value.boxedNumber()->number);
-    case K::date: return numberText(value.as<Date>().timeIntervalSinceReferenceDate());
-    case K::url: return value.url()->absoluteString;
-    case K::data: return std::to_string(value.as<Data>().size()) + " bytes";
+    case K::date:
+      return numberText(value.as<Date>().timeIntervalSinceReferenceDate());
+    case K::url:
+      return value.url()->absoluteString;
+    case K::data:
+      return std::to_string(value.as<Data>().size()) + " bytes";
   }
   return {};
 }

@@ -82,40 +82,54 @@ using HashedDictionary = std::vector<std::pair<AnyValue, AnyValue>>;
 class AnyValue {
  public:
   enum class Kind : std::uint8_t {
-    null, boolean,
-    int8, int16, int32, int64,
-    uint8, uint16, uint32, uint64,
-    float32, float64,
-    text, array, dictionary, hashedDictionary,
-    boxedNumber, date, url, data,
+    null,
+    boolean,
+    int8,
+    int16,
+    int32,
+    int64,
+    uint8,
+    uint16,
+    uint32,
+    uint64,
+    float32,
+    float64,
+    text,
+    array,
+    dictionary,
+    hashedDictionary,
+    boxedNumber,
+    date,
+    url,
+    data,
   };
   using Array = std::vector<AnyValue>;
   using Dictionary = TextDictionary;
 
   AnyValue() = default;
-  AnyValue(std::nullptr_t) {}  // NOLINT: the null literal is a value
+  AnyValue(std::nullptr_t) {}        // NOLINT: the null literal is a value
   AnyValue(bool v) : storage_(v) {}  // NOLINT
   template <class T>
-    requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
-             !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t> &&
-             !std::is_same_v<T, wchar_t>)
-  AnyValue(T v) : storage_(widen(v)) {}  // NOLINT: each width keeps its own kind
+  requires(std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+           !std::is_same_v<T, char8_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t> &&
+           !std::is_same_v<T, wchar_t>) AnyValue(T v)
+      : storage_(widen(v)) {}  // NOLINT: each width keeps its own kind
   // A character literal is text ('a' is "a"; U'\u00e9' is its UTF-8 form);
   // signed char and unsigned char are the 8-bit integers.
-  AnyValue(char v) : storage_(std::string(1, v)) {}  // NOLINT
-  AnyValue(char32_t v);  // NOLINT
-  AnyValue(float v) : storage_(v) {}  // NOLINT
-  AnyValue(double v) : storage_(v) {}  // NOLINT
-  AnyValue(const char* v) : storage_(std::string(v)) {}  // NOLINT
-  AnyValue(std::string_view v) : storage_(std::string(v)) {}  // NOLINT
-  AnyValue(std::string v) : storage_(std::move(v)) {}  // NOLINT
-  AnyValue(Array v) : storage_(std::move(v)) {}  // NOLINT
-  AnyValue(Dictionary v) : storage_(std::move(v)) {}  // NOLINT
+  AnyValue(char v) : storage_(std::string(1, v)) {}                                                   // NOLINT
+  AnyValue(char32_t v);                                                                               // NOLINT
+  AnyValue(float v) : storage_(v) {}                                                                  // NOLINT
+  AnyValue(double v) : storage_(v) {}                                                                 // NOLINT
+  AnyValue(const char* v) : storage_(std::string(v)) {}                                               // NOLINT
+  AnyValue(std::string_view v) : storage_(std::string(v)) {}                                          // NOLINT
+  AnyValue(std::string v) : storage_(std::move(v)) {}                                                 // NOLINT
+  AnyValue(Array v) : storage_(std::move(v)) {}                                                       // NOLINT
+  AnyValue(Dictionary v) : storage_(std::move(v)) {}                                                  // NOLINT
   AnyValue(HashedDictionary v) : storage_(std::make_shared<const HashedDictionary>(std::move(v))) {}  // NOLINT
-  AnyValue(BoxedNumber v) : storage_(std::make_shared<const BoxedNumber>(std::move(v))) {}  // NOLINT
-  AnyValue(Date v) : storage_(v) {}  // NOLINT
-  AnyValue(URL v) : storage_(std::make_shared<const URL>(std::move(v))) {}  // NOLINT
-  AnyValue(Data v) : storage_(std::move(v)) {}  // NOLINT
+  AnyValue(BoxedNumber v) : storage_(std::make_shared<const BoxedNumber>(std::move(v))) {}            // NOLINT
+  AnyValue(Date v) : storage_(v) {}                                                                   // NOLINT
+  AnyValue(URL v) : storage_(std::make_shared<const URL>(std::move(v))) {}                            // NOLINT
+  AnyValue(Data v) : storage_(std::move(v)) {}                                                        // NOLINT
 
   // Replaces the value with a T built in place from `args`; returns it.
   template <class T, class... Args>
@@ -129,9 +143,13 @@ class AnyValue {
   // The stored value when it is of exactly type T (bool, std::int8_t, ...,
   // float, double, std::string, Array, Dictionary, Date, Data), else null.
   template <class T>
-  [[nodiscard]] const T* getIf() const { return std::get_if<T>(&storage_); }
+  [[nodiscard]] const T* getIf() const {
+    return std::get_if<T>(&storage_);
+  }
   template <class T>
-  [[nodiscard]] T* getIf() { return std::get_if<T>(&storage_); }
+  [[nodiscard]] T* getIf() {
+    return std::get_if<T>(&storage_);
+  }
   // The stored value of type T; a value of another kind is a programming
   // error that stops the process (check kind() or getIf first).
   template <class T>
@@ -160,20 +178,28 @@ class AnyValue {
   template <class T>
   static auto widen(T v) {
     if constexpr (std::is_signed_v<T>) {
-      if constexpr (sizeof(T) == 1) return static_cast<std::int8_t>(v);
-      else if constexpr (sizeof(T) == 2) return static_cast<std::int16_t>(v);
-      else if constexpr (sizeof(T) == 4) return static_cast<std::int32_t>(v);
-      else return static_cast<std::int64_t>(v);
+      if constexpr (sizeof(T) == 1)
+        return static_cast<std::int8_t>(v);
+      else if constexpr (sizeof(T) == 2)
+        return static_cast<std::int16_t>(v);
+      else if constexpr (sizeof(T) == 4)
+        return static_cast<std::int32_t>(v);
+      else
+        return static_cast<std::int64_t>(v);
     } else {
-      if constexpr (sizeof(T) == 1) return static_cast<std::uint8_t>(v);
-      else if constexpr (sizeof(T) == 2) return static_cast<std::uint16_t>(v);
-      else if constexpr (sizeof(T) == 4) return static_cast<std::uint32_t>(v);
-      else return static_cast<std::uint64_t>(v);
+      if constexpr (sizeof(T) == 1)
+        return static_cast<std::uint8_t>(v);
+      else if constexpr (sizeof(T) == 2)
+        return static_cast<std::uint16_t>(v);
+      else if constexpr (sizeof(T) == 4)
+        return static_cast<std::uint32_t>(v);
+      else
+        return static_cast<std::uint64_t>(v);
     }
   }
 
-  std::variant<std::monostate, bool, std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
-               std::uint16_t, std::uint32_t, std::uint64_t, float, double, std::string, Array, Dictionary,
+  std::variant<std::monostate, bool, std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t, std::uint16_t,
+               std::uint32_t, std::uint64_t, float, double, std::string, Array, Dictionary,
                std::shared_ptr<const HashedDictionary>, std::shared_ptr<const BoxedNumber>, Date,
                std::shared_ptr<const URL>, Data>
       storage_;

@@ -97,7 +97,8 @@ void ByteBuffer::shrinkToFit() {
 }
 
 bool operator==(const ByteBuffer& buffer, std::span<const std::uint8_t> bytes) noexcept {
-  return buffer.size() == bytes.size() && (bytes.empty() || std::memcmp(buffer.data(), bytes.data(), bytes.size()) == 0);
+  return buffer.size() == bytes.size() &&
+         (bytes.empty() || std::memcmp(buffer.data(), bytes.data(), bytes.size()) == 0);
 }
 
 namespace {
@@ -120,9 +121,9 @@ enum class StreamStatus { ok, end, error };
 class RawDeflateStream {
  public:
   explicit RawDeflateStream(StreamOperation operation) : operation_(operation) {
-    const int result = operation == StreamOperation::encode
-                           ? deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawWindowBits, kMemoryLevel, Z_DEFAULT_STRATEGY)
-                           : inflateInit2(&stream_, kRawWindowBits);
+    const int result = operation == StreamOperation::encode ? deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawWindowBits,
+                                                                           kMemoryLevel, Z_DEFAULT_STRATEGY)
+                                                            : inflateInit2(&stream_, kRawWindowBits);
     initialised_ = result == Z_OK;
   }
   ~RawDeflateStream() {
@@ -221,9 +222,7 @@ std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, Stre
 
 }  // namespace
 
-GunzipBufferPlan gunzipBufferPlan(std::size_t inputLength) noexcept {
-  return {inputLength * 2, inputLength / 2};
-}
+GunzipBufferPlan gunzipBufferPlan(std::size_t inputLength) noexcept { return {inputLength * 2, inputLength / 2}; }
 
 std::size_t streamScratchSize(std::size_t inputLength) noexcept {
   return std::clamp<std::size_t>(inputLength, 64, 65536);

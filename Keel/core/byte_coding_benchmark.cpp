@@ -1,5 +1,7 @@
 // Codec throughput on 64 MiB of text-like data, each beside zlib used
 // directly into a preallocated buffer (the best the engine can do).
+#include "Keel/core/byte_coding.h"
+
 #include <benchmark/benchmark.h>
 #include <zlib.h>
 
@@ -8,8 +10,6 @@
 #include <span>
 #include <string>
 #include <vector>
-
-#include "Keel/core/byte_coding.h"
 
 namespace {
 

@@ -1,5 +1,7 @@
 // Byte-buffer codecs against independent producers and consumers: the gzip
 // tool and Python's zlib module, run as child processes.
+#include "Keel/core/byte_coding.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -12,7 +14,6 @@
 #include <string>
 #include <vector>
 
-#include "Keel/core/byte_coding.h"
 #include "Keel/core/file_contents.h"
 
 namespace Keel {
@@ -55,8 +56,8 @@ class ByteCodingInterop : public ::testing::Test {
 
   static void write(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
   static void write(const fs::path& path, std::span<const std::uint8_t> bytes) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
   static bool run(const std::string& command) { return std::system(command.c_str()) == 0; }
   static std::string quoted(const fs::path& path) { return "'" + path.string() + "'"; }
@@ -72,8 +73,8 @@ class ByteCodingInterop : public ::testing::Test {
   // `packed` decompressed by Python's zlib, or nothing if it refused.
   std::optional<Bytes> pythonDecompressed(std::span<const std::uint8_t> packed, int windowBits) {
     write(folder_ / "packed", packed);
-    if (!run(std::string(kPython) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") +
-             " " + quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
+    if (!run(std::string(kPython) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") + " " +
+             quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
       return std::nullopt;
     }
     return readFileBytes(folder_ / "plain");

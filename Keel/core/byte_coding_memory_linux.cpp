@@ -1,10 +1,10 @@
 // Prefaulting on Linux: madvise(MADV_POPULATE_WRITE), Linux 5.14 and later.
+#include "Keel/core/byte_coding_memory.h"
+
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
-
-#include "Keel/core/byte_coding_memory.h"
 
 namespace Keel::detail {
 

@@ -131,7 +131,9 @@ Date Date::startOfWeek(const LocaleSettings& settings) const {
   return dayOfMondayWeek(timeIntervalSince1970(), UCAL_MONDAY, settings);
 }
 
-Date Date::endOfWeek(const LocaleSettings& settings) const { return dayOfMondayWeek(timeIntervalSince1970(), UCAL_SUNDAY, settings); }
+Date Date::endOfWeek(const LocaleSettings& settings) const {
+  return dayOfMondayWeek(timeIntervalSince1970(), UCAL_SUNDAY, settings);
+}
 
 Date Date::startOfMonth(const LocaleSettings& settings) const {
   if (!isRepresentable(timeIntervalSince1970())) return *this;

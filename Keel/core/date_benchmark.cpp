@@ -1,11 +1,12 @@
 // Cost of building an ICU calendar or formatter per call (what Keel does, for
 // thread safety) against reusing one (the single-threaded peer).
+#include "Keel/core/date.h"
+
 #include <benchmark/benchmark.h>
 #include <unicode/gregocal.h>
 #include <unicode/numberformatter.h>
 #include <unicode/smpdtfmt.h>
 
-#include "Keel/core/date.h"
 #include "Keel/core/number_formatting.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Parses arbitrary bytes as a date and runs the boundary operations on the
 // result: none may crash or stop the process, whatever the text.
+#include "Keel/core/date.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-
-#include "Keel/core/date.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Keel::LocaleSettings berlin{"de_DE", "Europe/Berlin", 2, 4};

@@ -115,8 +115,7 @@ class WorkerPool {
   }
 
  private:
-  WorkerPool()
-      : target_(std::max(2U, std::thread::hardware_concurrency())), cap_(std::max(64U, 4 * target_)) {}
+  WorkerPool() : target_(std::max(2U, std::thread::hardware_concurrency())), cap_(std::max(64U, 4 * target_)) {}
 
   void spawnLocked() {
     ++threads_;
@@ -149,11 +148,11 @@ class WorkerPool {
   const unsigned cap_;
   std::mutex mutex_;
   std::condition_variable wake_;
-  std::deque<Job> jobs_;      // guarded by mutex_, as are the counts below
-  unsigned threads_ = 0;      // workers alive
-  unsigned blocked_ = 0;      // workers waiting in a sync call
-  unsigned sleeping_ = 0;     // workers waiting for jobs
-  unsigned wakeTokens_ = 0;   // wake-ups sent and not yet taken
+  std::deque<Job> jobs_;     // guarded by mutex_, as are the counts below
+  unsigned threads_ = 0;     // workers alive
+  unsigned blocked_ = 0;     // workers waiting in a sync call
+  unsigned sleeping_ = 0;    // workers waiting for jobs
+  unsigned wakeTokens_ = 0;  // wake-ups sent and not yet taken
 };
 
 // Waits on a condition while letting the pool replace a blocked worker.
@@ -188,9 +187,7 @@ struct OwnerCall : WorkItem {
   std::condition_variable_any finished;
   bool isFinished = false;  // guarded by *mutex
 
-  OwnerCall(FunctionRef b, QueueCore* c, QueueLock* m) : body(b), core(c), mutex(m) {
-    perform = &OwnerCall::run;
-  }
+  OwnerCall(FunctionRef b, QueueCore* c, QueueLock* m) : body(b), core(c), mutex(m) { perform = &OwnerCall::run; }
   static void run(WorkItem* item) {
     auto* self = static_cast<OwnerCall*>(item);
     self->body();
@@ -214,8 +211,7 @@ constinit std::atomic<FreeBlock*> sharedBlocks{nullptr};
 
 void shareBlocks(FreeBlock* first, FreeBlock* last) noexcept {
   last->next = sharedBlocks.load(std::memory_order_relaxed);
-  while (!sharedBlocks.compare_exchange_weak(last->next, first, std::memory_order_release,
-                                             std::memory_order_relaxed)) {
+  while (!sharedBlocks.compare_exchange_weak(last->next, first, std::memory_order_release, std::memory_order_relaxed)) {
   }
 }
 
@@ -336,8 +332,7 @@ struct QueueRunner {
         batch = nullptr;
       } else {
         core->collectInboxLocked();
-        if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket &&
-            ++rounds < kMaxDrainRounds) {
+        if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket && ++rounds < kMaxDrainRounds) {
           batch = core->head_;
           batchTail = core->tail_;
           core->head_ = core->tail_ = nullptr;
@@ -373,10 +368,7 @@ void QueueLock::lockSlow() noexcept {
 }
 
 QueueCore::QueueCore(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers)
-    : label_(std::move(label)),
-      concurrent_(concurrent),
-      threadBound_(threadBound),
-      ignoresBarriers_(ignoresBarriers) {}
+    : label_(std::move(label)), concurrent_(concurrent), threadBound_(threadBound), ignoresBarriers_(ignoresBarriers) {}
 
 QueueCore::~QueueCore() = default;
 
@@ -479,8 +471,8 @@ void QueueCore::leaveSlow(bool exclusive) noexcept {
 void QueueCore::collectInboxLocked() noexcept {
   std::uint64_t s = state_.load(std::memory_order_acquire);
   if ((s & kInbox) == 0) return;  // only collectors clear it, and they hold the lock
-  while (!state_.compare_exchange_weak(s, (s | kQueued) & ~kInbox, std::memory_order_acq_rel,
-                                       std::memory_order_acquire)) {
+  while (
+      !state_.compare_exchange_weak(s, (s | kQueued) & ~kInbox, std::memory_order_acq_rel, std::memory_order_acquire)) {
   }
   WorkItem* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~kAnnounced);
   WorkItem* oldest = nullptr;
@@ -512,8 +504,7 @@ void QueueCore::releaseExclusiveLocked() noexcept {
     if ((s & kInbox) != 0) {
       collectInboxLocked();
       s = state_.load(std::memory_order_acquire);
-    } else if (state_.compare_exchange_weak(s, s & ~kExclusive, std::memory_order_acq_rel,
-                                            std::memory_order_acquire)) {
+    } else if (state_.compare_exchange_weak(s, s & ~kExclusive, std::memory_order_acq_rel, std::memory_order_acquire)) {
       break;
     }
   }
@@ -594,9 +585,7 @@ void QueueCore::start(WorkItem* item) {
   }
   const auto function = item->exclusive ? &QueueRunner::drainExclusive : &QueueRunner::runShared;
   if (threadBound_) {
-    RunLoop::main().perform([function, core = shared_from_this(), item]() mutable {
-      function(std::move(core), item);
-    });
+    RunLoop::main().perform([function, core = shared_from_this(), item]() mutable { function(std::move(core), item); });
   } else {
     WorkerPool::shared().submit({function, shared_from_this(), item});
   }

@@ -69,8 +69,7 @@ struct FunctionItem final : WorkItem {
 class FunctionRef {
  public:
   template <typename F>
-    requires(!std::is_same_v<std::remove_cv_t<F>, FunctionRef>)
-  explicit FunctionRef(F& f) noexcept
+  requires(!std::is_same_v<std::remove_cv_t<F>, FunctionRef>) explicit FunctionRef(F& f) noexcept
       : object_(&f), call_([](void* object) { (*static_cast<F*>(object))(); }) {}
   void operator()() const { call_(object_); }
 
@@ -131,17 +130,15 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   QueueCore(const QueueCore&) = delete;
   QueueCore& operator=(const QueueCore&) = delete;
 
-  [[nodiscard]] bool isExclusive(bool barrier) const noexcept {
-    return !concurrent_ || (barrier && !ignoresBarriers_);
-  }
+  [[nodiscard]] bool isExclusive(bool barrier) const noexcept { return !concurrent_ || (barrier && !ignoresBarriers_); }
 
   // Claims the queue for work that may start at once: exclusive work on an
   // idle queue, shared work when nothing exclusive runs or waits.
   [[nodiscard]] bool tryEnter(bool exclusive) noexcept {
     std::uint64_t s = state_.load(std::memory_order_relaxed);
     if (exclusive) {
-      return s == 0 && state_.compare_exchange_strong(s, kExclusive, std::memory_order_acquire,
-                                                      std::memory_order_relaxed);
+      return s == 0 &&
+             state_.compare_exchange_strong(s, kExclusive, std::memory_order_acquire, std::memory_order_relaxed);
     }
     while ((s & (kExclusive | kWaiting)) == 0) {
       if (state_.compare_exchange_weak(s, s + 1, std::memory_order_acquire, std::memory_order_relaxed)) {

@@ -32,8 +32,6 @@ std::optional<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::pa
   return readAll<std::vector<std::uint8_t>>(path);
 }
 
-std::optional<std::string> readFileText(const std::filesystem::path& path) {
-  return readAll<std::string>(path);
-}
+std::optional<std::string> readFileText(const std::filesystem::path& path) { return readAll<std::string>(path); }
 
 }  // namespace Keel

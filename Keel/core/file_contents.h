@@ -34,6 +34,6 @@ namespace Keel {
 // takes; only a file system that itself stalls (a dead network mount) can
 // hold it longer. Never throws.
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> readRegularFile(const std::filesystem::path& path,
-                                                                      std::size_t maxBytes);
+                                                                       std::size_t maxBytes);
 
 }  // namespace Keel

@@ -1,5 +1,7 @@
 // Bounded reads of regular files: the type and size are checked on a
 // path-only descriptor before anything is opened for reading.
+#include "Keel/core/file_contents.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,7 +11,6 @@
 #include <cstdio>
 
 #include "Keel/core/descriptor_linux.h"
-#include "Keel/core/file_contents.h"
 
 namespace Keel {
 

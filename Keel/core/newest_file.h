@@ -15,8 +15,7 @@ using ModificationTimeReader =
 // The file system's content-modification time of `path` (following symbolic
 // links, with the file system's full sub-second precision), or nothing when
 // the file is missing or unreadable. Never throws.
-[[nodiscard]] std::optional<std::filesystem::file_time_type> contentModificationTime(
-    const std::filesystem::path& path);
+[[nodiscard]] std::optional<std::filesystem::file_time_type> contentModificationTime(const std::filesystem::path& path);
 
 // The entry of `paths` with the latest modification time as given by
 // `readTime`; an entry whose time cannot be read counts as the earliest
@@ -24,7 +23,7 @@ using ModificationTimeReader =
 // so a list of which no file exists gives its first entry. Nothing only for an
 // empty list. Never fails otherwise.
 [[nodiscard]] std::optional<std::filesystem::path> newestFile(const std::vector<std::filesystem::path>& paths,
-                                                             const ModificationTimeReader& readTime);
+                                                              const ModificationTimeReader& readTime);
 
 // The same, reading the times from the file system.
 [[nodiscard]] std::optional<std::filesystem::path> newestFile(const std::vector<std::filesystem::path>& paths);

@@ -110,9 +110,9 @@ class BinaryReader {
  private:
   struct Object {
     std::uint64_t index = 0;
-    std::uint8_t type = 0;   // the marker's high nibble
-    std::uint8_t info = 0;   // its low nibble
-    std::size_t start = 0;   // the first byte after the marker and any count
+    std::uint8_t type = 0;  // the marker's high nibble
+    std::uint8_t info = 0;  // its low nibble
+    std::size_t start = 0;  // the first byte after the marker and any count
     std::uint64_t count = 0;
     std::uint64_t available = 0;  // bytes from `start` to the offset table
   };
@@ -169,9 +169,9 @@ class BinaryReader {
 
   // Finds object `index` and reads its marker and count.
   bool locate(std::uint64_t index, Object& object) {
-    if (index >= objectCount_) return fail("reference to object " + std::to_string(index) + " of " + std::to_string(objectCount_));
-    const std::uint64_t offset =
-        bigEndian(bytes_.data() + tableStart_ + index * offsetSize_, offsetSize_);
+    if (index >= objectCount_)
+      return fail("reference to object " + std::to_string(index) + " of " + std::to_string(objectCount_));
+    const std::uint64_t offset = bigEndian(bytes_.data() + tableStart_ + index * offsetSize_, offsetSize_);
     if (offset < kHeaderSize || offset >= tableStart_) return fail("object offset outside the object area");
     const std::uint8_t marker = bytes_[offset];
     object.index = index;
@@ -179,8 +179,8 @@ class BinaryReader {
     object.info = marker & 0xF;
     object.start = offset + 1;
     object.count = object.info;
-    const bool counted = object.type == 0x4 || object.type == 0x5 || object.type == 0x6 || object.type == 0xA ||
-                         object.type == 0xD;
+    const bool counted =
+        object.type == 0x4 || object.type == 0x5 || object.type == 0x6 || object.type == 0xA || object.type == 0xD;
     if (counted && object.info == 0xF) {
       if (object.start >= tableStart_ || (bytes_[object.start] >> 4) != 0x1 || (bytes_[object.start] & 0xF) > 3) {
         return fail("object count is not an integer");
@@ -204,7 +204,8 @@ class BinaryReader {
       if (!charge(object.count)) return false;
       const std::uint8_t* p = bytes_.data() + object.start;
       for (std::uint64_t i = 0; i < object.count; ++i) {
-        if (p[i] == 0 || p[i] >= 0x80) return fail(p[i] == 0 ? "text holds a NUL character" : "ASCII text holds a byte above 0x7F");
+        if (p[i] == 0 || p[i] >= 0x80)
+          return fail(p[i] == 0 ? "text holds a NUL character" : "ASCII text holds a byte above 0x7F");
       }
       out.assign(reinterpret_cast<const char*>(p), object.count);
       return true;
@@ -292,8 +293,10 @@ class BinaryReader {
         out = std::move(s);
         return true;
       }
-      case 0x8: return fail("UID object (keyed archives are not read as property lists)");
-      default: return fail("unsupported object type");
+      case 0x8:
+        return fail("UID object (keyed archives are not read as property lists)");
+      default:
+        return fail("unsupported object type");
     }
   }
 

@@ -99,8 +99,9 @@ std::optional<double> parseDateText(std::string_view text) {
     fraction.remove_prefix(1);
     if (fraction.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
   }
-  const std::int64_t whole = daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * kSecondsPerDay +
-                             hour * 3600 + minute * 60 + second - kReferenceSince1970;
+  const std::int64_t whole =
+      daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * kSecondsPerDay + hour * 3600 +
+      minute * 60 + second - kReferenceSince1970;
   if (fraction.find_first_not_of('0') == std::string_view::npos) return static_cast<double>(whole);  // exact
 
   std::string decimal;
@@ -159,9 +160,9 @@ std::optional<std::string> dateText(double seconds) {
   unsigned day = 0;
   civilFromDays(days, year, month, day);
   char head[32];
-  const int n = std::snprintf(head, sizeof head, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(year), month, day,
-                              static_cast<int>(rest / 3600), static_cast<int>(rest / 60 % 60),
-                              static_cast<int>(rest % 60));
+  const int n =
+      std::snprintf(head, sizeof head, "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(year), month, day,
+                    static_cast<int>(rest / 3600), static_cast<int>(rest / 60 % 60), static_cast<int>(rest % 60));
   std::string out(head, static_cast<std::size_t>(n));
   if (!fraction.empty()) {
     out += '.';

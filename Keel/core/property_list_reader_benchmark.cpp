@@ -1,13 +1,13 @@
 // Property-list reading: about 20 MB of binary and of XML list, read by our
 // reader and by libplist 2.2 (parse and free) from the same bytes, and the
 // time to refuse a list nested a million levels deep in each format.
+#include "Keel/core/property_list_reader.h"
+
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
 
 #include <cstdlib>
 #include <string>
-
-#include "Keel/core/property_list_reader.h"
 
 namespace {
 

@@ -199,9 +199,10 @@ TEST(PropertyListReaderTest, IntegersAreSigned64BitOrUnsignedAbove) {
       {"9223372036854775807", std::numeric_limits<std::int64_t>::max()},
       {"18446744073709551615", std::numeric_limits<std::uint64_t>::max()},
   };
-  for (const auto& c : good) EXPECT_EQ(read(xmlList(std::string("<integer>") + c.text + "</integer>")).value, c.value) << c.text;
-  for (const char* bad : {"not integer", "", "18446744073709551616", "-9223372036854775809", "0x", "1.0", "--1",
-                          "+-1", "0o17", "1 2"}) {
+  for (const auto& c : good)
+    EXPECT_EQ(read(xmlList(std::string("<integer>") + c.text + "</integer>")).value, c.value) << c.text;
+  for (const char* bad :
+       {"not integer", "", "18446744073709551616", "-9223372036854775809", "0x", "1.0", "--1", "+-1", "0o17", "1 2"}) {
     EXPECT_FALSE(read(xmlList(std::string("<integer>") + bad + "</integer>"))) << bad;
   }
 
@@ -221,43 +222,48 @@ TEST(PropertyListReaderTest, IntegersAreSigned64BitOrUnsignedAbove) {
 }
 
 TEST(PropertyListReaderTest, XMLFollowsThePropertyListGrammar) {
-  const auto tree = read(xmlList(
-      "<dict><key>list</key><array><true/><false/><real> -2.5e3 </real><real>-inf</real><string/>"
-      "<data>AQID\nBA==</data><data>AQ</data></array><key>dup</key><integer>1</integer>"
-      "<key>text</key><string>&lt;x&#13;\xC3\xA9</string><key>dup</key><integer>2</integer></dict>"));
+  const auto tree =
+      read(xmlList("<dict><key>list</key><array><true/><false/><real> -2.5e3 </real><real>-inf</real><string/>"
+                   "<data>AQID\nBA==</data><data>AQ</data></array><key>dup</key><integer>1</integer>"
+                   "<key>text</key><string>&lt;x&#13;\xC3\xA9</string><key>dup</key><integer>2</integer></dict>"));
   ASSERT_TRUE(tree) << tree.error;
-  const AnyValue::Array list{true, false, -2500.0, -std::numeric_limits<double>::infinity(), "",
-                             Data{1, 2, 3, 4}, Data{1}};
+  const AnyValue::Array list{true,   false, -2500.0, -std::numeric_limits<double>::infinity(), "", Data{1, 2, 3, 4},
+                             Data{1}};
   // A repeated key keeps its last value.
   EXPECT_EQ(*tree.value, AnyValue(TextDictionary{{"list", list}, {"dup", std::int64_t{2}}, {"text", "<x\r\xC3\xA9"}}));
   // A byte-order mark may start the document.
   EXPECT_EQ(read("\xEF\xBB\xBF" + xmlList("<string>x</string>")).value, AnyValue("x"));
 
   for (const char* bad : {
-           "<array><key>k</key></array>",            // <key> outside a dictionary
-           "<key>k</key>",                           //
-           "<dict><key>k</key></dict>",              // key without value
-           "<dict><string>v</string></dict>",        // value without key
+           "<array><key>k</key></array>",      // <key> outside a dictionary
+           "<key>k</key>",                     //
+           "<dict><key>k</key></dict>",        // key without value
+           "<dict><string>v</string></dict>",  // value without key
            "<dict><key>a</key><key>b</key><true/></dict>",
-           "<array><date/></array>",                 //
-           "<vector/>",                              // unknown element
-           "<string>a<b/></string>",                 // element inside a text
-           "<true>yes</true>",                       //
-           "<array>text</array>",                    // text outside a value
-           "<true/><false/>",                        // two values
-           "",                                       // none
-           "<real>1e999</real>", "<real>0x1p3</real>", "<real></real>",
-           "<data>AQI=A</data>", "<data>A===</data>", "<data>A</data>", "<data>*</data>",
+           "<array><date/></array>",  //
+           "<vector/>",               // unknown element
+           "<string>a<b/></string>",  // element inside a text
+           "<true>yes</true>",        //
+           "<array>text</array>",     // text outside a value
+           "<true/><false/>",         // two values
+           "",                        // none
+           "<real>1e999</real>",
+           "<real>0x1p3</real>",
+           "<real></real>",
+           "<data>AQI=A</data>",
+           "<data>A===</data>",
+           "<data>A</data>",
+           "<data>*</data>",
        }) {
     const auto result = read(xmlList(bad));
     EXPECT_FALSE(result) << bad;
     EXPECT_FALSE(result.error.empty());
   }
   for (const std::string& bad : std::vector<std::string>{
-           xmlList("<true/>") + "<plist/>",      // trailing garbage
-           std::string("<array/>"),              // root is not <plist>
-           xmlList("<string>\x80</string>"),     // not UTF-8
-           xmlList("<string>&#0;</string>"),     // NUL
+           xmlList("<true/>") + "<plist/>",           // trailing garbage
+           std::string("<array/>"),                   // root is not <plist>
+           xmlList("<string>\x80</string>"),          // not UTF-8
+           xmlList("<string>&#0;</string>"),          // NUL
            xmlList("<string>\xEF\xBF\xBF</string>"),  // U+FFFF
            xmlList("<string>&undeclared;</string>"),
            "<!DOCTYPE plist SYSTEM \"x.dtd\">" + xmlList("<string>&undeclared;</string>").substr(39),
@@ -303,26 +309,28 @@ TEST(PropertyListReaderTest, BinaryLayoutIsCheckedBeforeUse) {
     return out;
   };
   const std::string bad[] = {
-      good.substr(0, good.size() - 1),                         // truncated trailer
-      "bplist01" + good.substr(8),                             // another version
-      patched(26, std::string(1, '\0')),                       // offset size 0
-      patched(25, std::string(1, '\x09')),                     // reference size 9
-      patched(24, std::string(8, '\xFF')),                     // 2^64 - 1 objects
-      patched(16, BinaryList::bigEndian(1, 8)),                // top object beyond the count
-      patched(8, BinaryList::bigEndian(good.size(), 8)),       // table beyond the end
-      patched(8, BinaryList::bigEndian(3, 8)),                 // table inside the header
-      patched(33, std::string(1, '\x40')),                     // object offset into the table
-      binaryScalar("\x00"s), binaryScalar("\x0F"),             // null, fill
-      binaryScalar("\x80\x01"),                                // UID
-      binaryScalar("\xC1\x00"s),                               // set
-      binaryScalar("\x71\x61"),                                // UTF-8 text (a later version)
-      binaryScalar("\x15" + std::string(32, '\0')),            // 32-byte integer
-      binaryScalar("\x13\x01"),                                // integer past the objects
-      binaryScalar("\x4F\x13" + std::string(8, '\xFF')),       // huge data length
-      binaryScalar("\x4F\x41"),                                // length not an integer
-      binaryScalar("\xAF\x12\x7F\xFF\xFF\xFF\x00"),            // array past the objects
-      binaryScalar("\xA1\x05"),                                // reference beyond the objects
-      binaryScalar("\x21\x00\x00"s), binaryScalar("\x32\x00"s),  // odd real and date sizes
+      good.substr(0, good.size() - 1),                    // truncated trailer
+      "bplist01" + good.substr(8),                        // another version
+      patched(26, std::string(1, '\0')),                  // offset size 0
+      patched(25, std::string(1, '\x09')),                // reference size 9
+      patched(24, std::string(8, '\xFF')),                // 2^64 - 1 objects
+      patched(16, BinaryList::bigEndian(1, 8)),           // top object beyond the count
+      patched(8, BinaryList::bigEndian(good.size(), 8)),  // table beyond the end
+      patched(8, BinaryList::bigEndian(3, 8)),            // table inside the header
+      patched(33, std::string(1, '\x40')),                // object offset into the table
+      binaryScalar("\x00"s),
+      binaryScalar("\x0F"),                               // null, fill
+      binaryScalar("\x80\x01"),                           // UID
+      binaryScalar("\xC1\x00"s),                          // set
+      binaryScalar("\x71\x61"),                           // UTF-8 text (a later version)
+      binaryScalar("\x15" + std::string(32, '\0')),       // 32-byte integer
+      binaryScalar("\x13\x01"),                           // integer past the objects
+      binaryScalar("\x4F\x13" + std::string(8, '\xFF')),  // huge data length
+      binaryScalar("\x4F\x41"),                           // length not an integer
+      binaryScalar("\xAF\x12\x7F\xFF\xFF\xFF\x00"),       // array past the objects
+      binaryScalar("\xA1\x05"),                           // reference beyond the objects
+      binaryScalar("\x21\x00\x00"s),
+      binaryScalar("\x32\x00"s),  // odd real and date sizes
   };
   for (std::size_t i = 0; i < std::size(bad); ++i) {
     const auto result = read(bad[i]);

@@ -25,7 +25,11 @@ inline void checkText(std::string_view s) {
   for (std::size_t i = 0; i < s.size();) {
     const auto b = static_cast<unsigned char>(s[i]);
     if (b == 0) violated("text holds NUL");
-    const std::size_t n = b < 0x80 ? 1 : b >= 0xC2 && b <= 0xDF ? 2 : b >= 0xE0 && b <= 0xEF ? 3 : b >= 0xF0 && b <= 0xF4 ? 4 : 0;
+    const std::size_t n = b < 0x80                 ? 1
+                          : b >= 0xC2 && b <= 0xDF ? 2
+                          : b >= 0xE0 && b <= 0xEF ? 3
+                          : b >= 0xF0 && b <= 0xF4 ? 4
+                                                   : 0;
     if (n == 0 || i + n > s.size()) violated("text is not UTF-8");
     std::uint32_t c = n == 1 ? b : b & (0x7F >> n);
     for (std::size_t k = 1; k < n; ++k) {
@@ -45,7 +49,8 @@ inline void checkTree(const AnyValue& v, std::size_t depth = 0) {
     case K::boolean:
     case K::int64:
     case K::float64:
-    case K::data: return;
+    case K::data:
+      return;
     case K::uint64:
       if (v.as<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
         violated("unsigned integer within the signed range");
@@ -54,7 +59,8 @@ inline void checkTree(const AnyValue& v, std::size_t depth = 0) {
     case K::date:
       if (!std::isfinite(v.as<Date>().timeIntervalSinceReferenceDate())) violated("date is not finite");
       return;
-    case K::text: return checkText(v.as<std::string>());
+    case K::text:
+      return checkText(v.as<std::string>());
     case K::array:
       if (depth >= maxValueDepth) violated("nested too deep");
       for (const AnyValue& child : v.as<AnyValue::Array>()) checkTree(child, depth + 1);
@@ -69,7 +75,8 @@ inline void checkTree(const AnyValue& v, std::size_t depth = 0) {
       }
       return;
     }
-    default: violated("a kind property lists do not hold");
+    default:
+      violated("a kind property lists do not hold");
   }
 }
 

@@ -35,9 +35,9 @@ enum class Tag : std::uint8_t { plist, array, dict, key, string, integer, real, 
 
 std::optional<Tag> tagNamed(std::string_view name) {
   static constexpr std::pair<std::string_view, Tag> tags[] = {
-      {"plist", Tag::plist}, {"array", Tag::array},     {"dict", Tag::dict}, {"key", Tag::key},
+      {"plist", Tag::plist},   {"array", Tag::array},     {"dict", Tag::dict}, {"key", Tag::key},
       {"string", Tag::string}, {"integer", Tag::integer}, {"real", Tag::real}, {"date", Tag::date},
-      {"data", Tag::data},   {"true", Tag::yes},        {"false", Tag::no},
+      {"data", Tag::data},     {"true", Tag::yes},        {"false", Tag::no},
   };
   for (const auto& [n, tag] : tags) {
     if (n == name) return tag;
@@ -231,8 +231,7 @@ class XMLReader {
     XMLReader& r = self(data);
     r.guarded([&] { r.fail(std::string("reference to the undeclared entity ") + name); });
   }
-  static int XMLCALL externalEntity(XML_Parser, const XML_Char*, const XML_Char*, const XML_Char*,
-                                    const XML_Char*) {
+  static int XMLCALL externalEntity(XML_Parser, const XML_Char*, const XML_Char*, const XML_Char*, const XML_Char*) {
     return XML_STATUS_ERROR;
   }
 
@@ -258,7 +257,8 @@ class XMLReader {
         if (*tag == Tag::key && top.hasKey) return fail("two keys without a value between them");
         if (*tag != Tag::key && !top.hasKey) return fail("a dictionary value without a key");
         break;
-      default: break;
+      default:
+        break;
     }
     if (*tag == Tag::array || *tag == Tag::dict) {
       if (stack_.size() > maxValueDepth) {  // the <plist> frame is not a level
@@ -298,7 +298,8 @@ class XMLReader {
       case Tag::dict:
         if (done.hasKey) return fail("<key> without a value");
         return deliver(TextDictionary::fromEntries(std::move(done.entries)));
-      default: return deliver(std::move(done.items));
+      default:
+        return deliver(std::move(done.items));
     }
   }
 
@@ -328,9 +329,12 @@ class XMLReader {
       case Tag::data:
         if (auto v = parseData(text_)) return deliver(std::move(*v));
         return fail("<data> does not hold base64");
-      case Tag::yes: return deliver(true);
-      case Tag::no: return deliver(false);
-      default: return;
+      case Tag::yes:
+        return deliver(true);
+      case Tag::no:
+        return deliver(false);
+      default:
+        return;
     }
   }
 

@@ -1,6 +1,8 @@
 // Polyline simplification on a million points: points per second and the
 // memory simplify() allocates beyond its input, counted by a replaced
 // operator new/delete.
+#include "Keel/core/ramer_douglas_peucker.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -10,8 +12,6 @@
 #include <new>
 #include <random>
 #include <vector>
-
-#include "Keel/core/ramer_douglas_peucker.h"
 
 namespace {
 

@@ -25,8 +25,7 @@ struct RunLoop::Impl {
   std::function<void()> terminationHandler;  // touched on the loop's thread only
   guint signalSources[3] = {0, 0, 0};
 
-  explicit Impl(GMainContext* ctx, bool owns)
-      : context(ctx), loop(g_main_loop_new(ctx, FALSE)), ownsContext(owns) {}
+  explicit Impl(GMainContext* ctx, bool owns) : context(ctx), loop(g_main_loop_new(ctx, FALSE)), ownsContext(owns) {}
 
   ~Impl() {
     {

@@ -1,12 +1,12 @@
 // Cost of ThreadedDictionary reads and writes beside a std::unordered_map
 // guarded by a std::shared_mutex, on one and two threads.
+#include "Keel/core/threaded_dictionary.h"
+
 #include <benchmark/benchmark.h>
 
 #include <mutex>
 #include <shared_mutex>
 #include <unordered_map>
-
-#include "Keel/core/threaded_dictionary.h"
 
 namespace {
 

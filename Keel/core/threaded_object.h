@@ -35,10 +35,10 @@ class ThreadedObject {
   ThreadedObject(T value, ThreadingType threadingType)
       : threadingType_(threadingType),
         state_(new State{std::move(value),
-                         DispatchQueue(LabelDispatch::shared().nextLabel(),
-                                       threadingType == ThreadingType::concurrent
-                                           ? DispatchQueue::Attributes::concurrent
-                                           : DispatchQueue::Attributes::serial)}) {}
+                         DispatchQueue(LabelDispatch::shared().nextLabel(), threadingType == ThreadingType::concurrent
+                                                                                ? DispatchQueue::Attributes::concurrent
+                                                                                : DispatchQueue::Attributes::serial)}) {
+  }
 
   ~ThreadedObject() {
     State* state = state_;

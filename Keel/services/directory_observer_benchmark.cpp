@@ -3,11 +3,12 @@
 // measured in the same run. Each iteration creates one file (opened
 // read-only, so the only change event is its creation); p50 and p99 are
 // reported as counters in microseconds.
+#include "Keel/services/directory_observer.h"
+
+#include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <sys/inotify.h>
 #include <unistd.h>
-
-#include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,7 +17,6 @@
 #include <string>
 #include <vector>
 
-#include "Keel/services/directory_observer.h"
 #include "testing/temp_dir.h"
 
 namespace {
@@ -32,7 +32,9 @@ void createFile(const std::filesystem::path& path) {
 void reportPercentiles(benchmark::State& state, std::vector<double>& micros) {
   if (micros.empty()) return;
   std::sort(micros.begin(), micros.end());
-  const auto at = [&](double q) { return micros[static_cast<std::size_t>(q * static_cast<double>(micros.size() - 1))]; };
+  const auto at = [&](double q) {
+    return micros[static_cast<std::size_t>(q * static_cast<double>(micros.size() - 1))];
+  };
   state.counters["p50_us"] = at(0.50);
   state.counters["p99_us"] = at(0.99);
 }

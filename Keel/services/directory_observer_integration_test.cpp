@@ -1,9 +1,10 @@
 // Directory observers against real inotify: what wakes them, what does not,
 // and how they end.
-#include <fcntl.h>
-#include <unistd.h>
+#include "Keel/services/directory_observer.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -14,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "Keel/services/directory_observer.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {

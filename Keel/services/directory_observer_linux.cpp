@@ -1,10 +1,11 @@
 // Directory observers on Linux: a watch on the object itself through the
 // process's shared inotify watcher.
+#include "Keel/services/directory_observer.h"
+
 #include <sys/inotify.h>
 
 #include <string_view>
 
-#include "Keel/services/directory_observer.h"
 #include "Keel/services/inotify_watcher.h"
 
 namespace Keel::detail {

@@ -1,13 +1,13 @@
 // The run rules of one observer, driven by hand: coalescing, no overlap, and
 // what stopping waits for.
+#include "Keel/services/directory_observer.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-
-#include "Keel/services/directory_observer.h"
 
 namespace Keel::detail {
 namespace {

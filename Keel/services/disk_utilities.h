@@ -55,8 +55,8 @@ class DecimalFormatter {
   // fraction digits: 2.345 with 2 gives "2.34" in en_US and "2,34" in de_DE;
   // 7 with 2 gives "7". Stops the process when ICU gives no text.
   template <typename T>
-    requires(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>)
-  [[nodiscard]] static std::string text(T number, int maximumFractionDigits) {
+  requires(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>) [[nodiscard]] static std::string
+      text(T number, int maximumFractionDigits) {
     if constexpr (std::is_floating_point_v<T>) {
       return format(static_cast<double>(number), maximumFractionDigits);
     } else if constexpr (std::is_signed_v<T>) {

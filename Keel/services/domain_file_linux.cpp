@@ -2,6 +2,8 @@
 // fsync of the folder), flock on a sidecar lock file, and a watch on the
 // folder (through the process's shared inotify watcher) that tells stores
 // when their file changed.
+#include "Keel/services/domain_file.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
@@ -20,7 +22,6 @@
 #include <thread>
 #include <vector>
 
-#include "Keel/services/domain_file.h"
 #include "Keel/services/inotify_watcher.h"
 
 namespace Keel {

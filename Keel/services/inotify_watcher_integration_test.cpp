@@ -1,10 +1,11 @@
 // The shared inotify watcher's own promises: lost events reach every
 // listener once, whatever the object it watches.
+#include "Keel/services/inotify_watcher.h"
+
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/inotify.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
@@ -13,7 +14,6 @@
 #include <mutex>
 #include <string>
 
-#include "Keel/services/inotify_watcher.h"
 #include "testing/temp_dir.h"
 
 namespace Keel::detail {

@@ -1,5 +1,7 @@
 // The shared inotify reader: one instance, one thread, reference-counted
 // kernel watches.
+#include "Keel/services/inotify_watcher.h"
+
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
@@ -8,8 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
-
-#include "Keel/services/inotify_watcher.h"
 
 namespace Keel::detail {
 

@@ -18,8 +18,7 @@ NotificationCenter& NotificationCenter::defaultCenter() {
   return *center;
 }
 
-void NotificationCenter::addObserver(const void* observer, Selector selector, std::string name,
-                                     const void* object) {
+void NotificationCenter::addObserver(const void* observer, Selector selector, std::string name, const void* object) {
   auto registration = std::make_shared<Registration>();
   registration->observer = observer;
   registration->object = object;

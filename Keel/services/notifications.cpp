@@ -20,7 +20,7 @@ std::string randomUUIDString() {
     high = engine();
     low = engine();
   }
-  high = (high & ~std::uint64_t{0xF000}) | 0x4000;                       // version 4
+  high = (high & ~std::uint64_t{0xF000}) | 0x4000;                         // version 4
   low = (low & ~(std::uint64_t{0xC} << 60)) | (std::uint64_t{0x8} << 60);  // RFC 4122 variant
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
@@ -58,16 +58,16 @@ void Notifications::deliver(const std::string& title, const std::string& body,
 
 void Notifications::deliver(UserNotificationCenter& center, const std::string& title, const std::string& body,
                             UserNotificationCenter::AddCompletion completion) {
-  center.getNotificationSettings([&center, title, body, completion = std::move(completion)](
-                                     NotificationSettings settings) mutable {
-    // Not allowed: nothing is shown, and on purpose the caller hears nothing.
-    if (settings.authorizationStatus != AuthorizationStatus::authorized &&
-        settings.authorizationStatus != AuthorizationStatus::provisional) {
-      return;
-    }
-    NotificationRequest request{randomUUIDString(), NotificationContent{title, body, true}};
-    center.add(std::move(request), std::move(completion));
-  });
+  center.getNotificationSettings(
+      [&center, title, body, completion = std::move(completion)](NotificationSettings settings) mutable {
+        // Not allowed: nothing is shown, and on purpose the caller hears nothing.
+        if (settings.authorizationStatus != AuthorizationStatus::authorized &&
+            settings.authorizationStatus != AuthorizationStatus::provisional) {
+          return;
+        }
+        NotificationRequest request{randomUUIDString(), NotificationContent{title, body, true}};
+        center.add(std::move(request), std::move(completion));
+      });
 }
 
 }  // namespace Keel

@@ -1,5 +1,7 @@
 // User notifications against a notification server on a private session bus
 // (python3-dbusmock's notification daemon, which records every call).
+#include "Keel/services/notifications.h"
+
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
@@ -8,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "Keel/services/notifications.h"
 #include "Keel/services/user_notification_center_linux.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
@@ -47,18 +48,17 @@ class DesktopNotificationsTest : public ::testing::Test {
   }
 
   void startServer() {
-    server_ = std::make_unique<ChildProcess>(ChildOptions{
-        {"/usr/bin/python3", "-m", "dbusmock", "--template", "notification_daemon"},
-        {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
+    server_ = std::make_unique<ChildProcess>(
+        ChildOptions{{"/usr/bin/python3", "-m", "dbusmock", "--template", "notification_daemon"},
+                     {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
     ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return serverOnBus(); }, 30s)) << "the mock server never came up";
   }
 
   bool serverOnBus() {
-    GVariant* reply = g_dbus_connection_call_sync(observer_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                  "org.freedesktop.DBus", "NameHasOwner",
-                                                  g_variant_new("(s)", "org.freedesktop.Notifications"),
-                                                  G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-                                                  nullptr);
+    GVariant* reply =
+        g_dbus_connection_call_sync(observer_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                    "NameHasOwner", g_variant_new("(s)", "org.freedesktop.Notifications"),
+                                    G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
     if (reply == nullptr) return false;
     gboolean owned = FALSE;
     g_variant_get(reply, "(b)", &owned);
@@ -122,9 +122,8 @@ class DesktopNotificationsTest : public ::testing::Test {
   // queued in turn, has run: its queue is serial.
   static void drain(UserNotificationCenter& center) {
     std::promise<void> done;
-    center.getNotificationSettings([&](NotificationSettings) {
-      center.getNotificationSettings([&](NotificationSettings) { done.set_value(); });
-    });
+    center.getNotificationSettings(
+        [&](NotificationSettings) { center.getNotificationSettings([&](NotificationSettings) { done.set_value(); }); });
     ASSERT_EQ(done.get_future().wait_for(30s), std::future_status::ready);
   }
 

@@ -67,12 +67,16 @@ TEST(NotificationHub, AnObserverRemovedDuringAPostIsNotCalledAfterwards) {
   NotificationCenter center;
   int calls = 0;
   int second = 0;
-  center.addObserver(&calls, [&](const Notification&) {
-    ++calls;
-    center.removeObserver(&second, "n");
-    center.post("unrelated");  // posting from inside an observer is fine
-  }, "n");
-  center.addObserver(&second, [&](const Notification&) { ++second; }, "n");
+  center.addObserver(
+      &calls,
+      [&](const Notification&) {
+        ++calls;
+        center.removeObserver(&second, "n");
+        center.post("unrelated");  // posting from inside an observer is fine
+      },
+      "n");
+  center.addObserver(
+      &second, [&](const Notification&) { ++second; }, "n");
   center.post("n");
   EXPECT_EQ(calls, 1);
   EXPECT_EQ(second, 0);
@@ -96,7 +100,8 @@ TEST(NotificationHub, ConcurrentRegistrationAndPosting) {
     threads.emplace_back([&, t] {
       int identity = t;
       for (int i = 0; i < 500; ++i) {
-        center.addObserver(&identity, [&](const Notification&) { heard.fetch_add(1); }, "n");
+        center.addObserver(
+            &identity, [&](const Notification&) { heard.fetch_add(1); }, "n");
         center.post("n");
         center.removeObserver(&identity, "n");
       }

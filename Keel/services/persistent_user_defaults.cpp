@@ -65,11 +65,11 @@ struct PersistentUserDefaults::Core {
   std::unique_ptr<DomainFile> file;
   Options options;
 
-  std::mutex mutex;                    // guards everything below but writeMutex
+  std::mutex mutex;                         // guards everything below but writeMutex
   SharedValues fileValues = emptyValues();  // the file as last read or written
-  FileStamp seen;                      // its stamp
-  bool seenIntact = true;              // false when it did not read as a domain
-  bool recheck = true;                 // compare stamps on the next read
+  FileStamp seen;                           // its stamp
+  bool seenIntact = true;                   // false when it did not read as a domain
+  bool recheck = true;                      // compare stamps on the next read
   Changes pending;
   std::uint64_t nextSequence = 1;
   bool writeScheduled = false;

@@ -26,9 +26,9 @@ inline constexpr std::uint32_t isWWAN = 1u << 18;
 // What the system's routing state says about the IPv4 default route, the
 // route that traffic to the any-address 0.0.0.0 would take.
 struct DefaultRouteState {
-  bool routeExists = false;           // a unicast default route is installed
-  bool interfaceUp = false;           // one of the interfaces it leaves through is up and running
-  bool connectivityLimited = false;   // the system knows it leads only to a portal or the local network
+  bool routeExists = false;          // a unicast default route is installed
+  bool interfaceUp = false;          // one of the interfaces it leaves through is up and running
+  bool connectivityLimited = false;  // the system knows it leads only to a portal or the local network
 };
 
 class Reachability {

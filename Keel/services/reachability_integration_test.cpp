@@ -1,6 +1,8 @@
 // Reachability against the kernel's real routing state, in a network
 // namespace of its own so that no traffic leaves it and the host's own
 // routes do not matter.
+#include "Keel/services/reachability.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,7 +12,6 @@
 #include <sstream>
 #include <string>
 
-#include "Keel/services/reachability.h"
 #include "testing/child_process.h"
 #include "testing/temp_dir.h"
 

@@ -4,6 +4,8 @@
 // route leaves through. The kernel knows nothing of captive portals, so
 // `connectivityLimited` is never set here: a route through an interface that
 // is up counts as a path.
+#include "Keel/services/reachability.h"
+
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
@@ -17,7 +19,6 @@
 #include <vector>
 
 #include "Keel/core/descriptor_linux.h"
-#include "Keel/services/reachability.h"
 
 namespace Keel::detail {
 namespace {
@@ -83,8 +84,8 @@ std::optional<std::vector<int>> defaultRouteInterfaces() {
   request.route.rtm_family = AF_INET;
   sockaddr_nl kernel{};
   kernel.nl_family = AF_NETLINK;
-  if (::sendto(socket.get(), &request, sizeof request, 0, reinterpret_cast<const sockaddr*>(&kernel),
-               sizeof kernel) < 0) {
+  if (::sendto(socket.get(), &request, sizeof request, 0, reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) <
+      0) {
     return std::nullopt;
   }
 

@@ -1,8 +1,8 @@
 // The answer as a function of the flag word, and the flag word as a function
 // of the routing state.
-#include <gtest/gtest.h>
-
 #include "Keel/services/reachability.h"
+
+#include <gtest/gtest.h>
 
 namespace Keel {
 namespace {
@@ -12,12 +12,12 @@ namespace Flag = ReachabilityFlag;
 TEST(Reachability, OnlyReachableWithoutConnectionRequiredIsConnected) {
   EXPECT_TRUE(Reachability::isConnected(Flag::reachable));
   EXPECT_TRUE(Reachability::isConnected(Flag::reachable | Flag::isDirect | Flag::isLocalAddress |
-                                         Flag::transientConnection | Flag::isWWAN));
+                                        Flag::transientConnection | Flag::isWWAN));
   EXPECT_FALSE(Reachability::isConnected(Flag::reachable | Flag::connectionRequired));
   // Traffic (or demand) would bring the connection up, but it is not up yet.
   EXPECT_FALSE(Reachability::isConnected(Flag::reachable | Flag::connectionRequired | Flag::connectionOnTraffic));
   EXPECT_FALSE(Reachability::isConnected(Flag::reachable | Flag::connectionRequired | Flag::connectionOnDemand |
-                                          Flag::interventionRequired));
+                                         Flag::interventionRequired));
   EXPECT_FALSE(Reachability::isConnected(0u));
   EXPECT_FALSE(Reachability::isConnected(Flag::connectionRequired));
   EXPECT_FALSE(Reachability::isConnected(~(Flag::reachable)));

@@ -1,5 +1,7 @@
 // The default rating prompt hands the appstream:// page to whatever the
 // desktop registered for that scheme: here a handler of the test's own.
+#include "Keel/services/review_controller.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,7 +10,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "Keel/services/review_controller.h"
 #include "testing/child_process.h"
 #include "testing/temp_dir.h"
 
@@ -38,8 +39,8 @@ TEST(ReviewControllerPrompt, OpensTheApplicationsPageWithTheSchemesDefaultHandle
     s << in.rdbuf();
     return s.str();
   };
-  EXPECT_TRUE(Vantor::Testing::waitUntil([&] { return read() == "appstream://com.brenwick.vantor"; },
-                                         std::chrono::seconds(10)))
+  EXPECT_TRUE(
+      Vantor::Testing::waitUntil([&] { return read() == "appstream://com.brenwick.vantor"; }, std::chrono::seconds(10)))
       << read();
 }
 

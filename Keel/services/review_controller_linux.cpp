@@ -1,9 +1,10 @@
 // The default rating prompt on Linux: the software centre's page of the
 // application, through GIO's default handler of appstream:// URIs.
+#include "Keel/services/review_controller.h"
+
 #include <gio/gio.h>
 
 #include "Keel/core/bundle.h"
-#include "Keel/services/review_controller.h"
 
 namespace Keel {
 

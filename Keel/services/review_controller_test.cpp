@@ -73,7 +73,8 @@ TEST_F(ReviewControllerTest, AClockSetBackWaitsUntilItPassesThreeDaysAgain) {
 TEST(ReviewControllerWithoutStore, NeverPromptsAndAnswersFalse) {
   int prompts = 0;
   double now = T;
-  ReviewController controller(nullptr, [&] { return Date(now); }, [&] { ++prompts; });
+  ReviewController controller(
+      nullptr, [&] { return Date(now); }, [&] { ++prompts; });
   EXPECT_FALSE(controller.shouldRequestReview("K"));
   for (double t : {T, T + 259200, T + 10 * 259200}) {
     now = t;

@@ -40,21 +40,31 @@ std::optional<AnyValue> normalised(const AnyValue& value, std::size_t depth) {
     case K::null:
     case K::hashedDictionary:
       return std::nullopt;
-    case K::boolean: return value;
-    case K::int8: return AnyValue(std::int64_t{value.as<std::int8_t>()});
-    case K::int16: return AnyValue(std::int64_t{value.as<std::int16_t>()});
-    case K::int32: return AnyValue(std::int64_t{value.as<std::int32_t>()});
-    case K::int64: return value;
-    case K::uint8: return AnyValue(std::int64_t{value.as<std::uint8_t>()});
-    case K::uint16: return AnyValue(std::int64_t{value.as<std::uint16_t>()});
-    case K::uint32: return AnyValue(std::int64_t{value.as<std::uint32_t>()});
+    case K::boolean:
+      return value;
+    case K::int8:
+      return AnyValue(std::int64_t{value.as<std::int8_t>()});
+    case K::int16:
+      return AnyValue(std::int64_t{value.as<std::int16_t>()});
+    case K::int32:
+      return AnyValue(std::int64_t{value.as<std::int32_t>()});
+    case K::int64:
+      return value;
+    case K::uint8:
+      return AnyValue(std::int64_t{value.as<std::uint8_t>()});
+    case K::uint16:
+      return AnyValue(std::int64_t{value.as<std::uint16_t>()});
+    case K::uint32:
+      return AnyValue(std::int64_t{value.as<std::uint32_t>()});
     case K::uint64: {
       const std::uint64_t u = value.as<std::uint64_t>();
       if (u > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return std::nullopt;
       return AnyValue(static_cast<std::int64_t>(u));
     }
-    case K::float32: return AnyValue(static_cast<double>(value.as<float>()));
-    case K::float64: return value;
+    case K::float32:
+      return AnyValue(static_cast<double>(value.as<float>()));
+    case K::float64:
+      return value;
     case K::text:
       if (!isPropertyListText(value.as<std::string>())) return std::nullopt;
       return value;
@@ -71,7 +81,8 @@ std::optional<AnyValue> normalised(const AnyValue& value, std::size_t depth) {
       if (!PropertyList::dateText(seconds)) return std::nullopt;
       return value;
     }
-    case K::data: return value;
+    case K::data:
+      return value;
     case K::array: {
       AnyValue::Array out;
       out.reserve(value.as<AnyValue::Array>().size());

@@ -1,6 +1,8 @@
 // Cost of the file-backed user defaults: a set followed by synchronize (one
 // merged, durable file replacement) beside GLib writing the same bytes
 // durably, and reading a key beside the memory-only store.
+#include "Keel/services/user_defaults.h"
+
 #include <benchmark/benchmark.h>
 #include <glib.h>
 
@@ -8,7 +10,6 @@
 
 #include "Keel/coding/property_list.h"
 #include "Keel/services/persistent_user_defaults.h"
-#include "Keel/services/user_defaults.h"
 #include "testing/temp_dir.h"
 
 namespace {

@@ -1,9 +1,10 @@
 // The standard domain's name on Linux: the main bundle's identifier, or the
 // name of the executable that /proc/self/exe names.
+#include "Keel/services/user_defaults.h"
+
 #include <system_error>
 
 #include "Keel/core/bundle.h"
-#include "Keel/services/user_defaults.h"
 
 namespace Keel {
 

@@ -1,6 +1,8 @@
 // The user-defaults stores: value forms and typed reads on the memory store,
 // and the file-backed store against real files in a temporary folder and
 // against a scripted file whose failures the test chooses.
+#include "Keel/services/user_defaults.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,7 +17,6 @@
 
 #include "Keel/core/property_list_reader.h"
 #include "Keel/services/persistent_user_defaults.h"
-#include "Keel/services/user_defaults.h"
 #include "testing/child_process.h"
 #include "testing/temp_dir.h"
 
@@ -70,8 +71,8 @@ TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
   d.set("kept", "k");
   EXPECT_FALSE(d.set(std::numeric_limits<std::uint64_t>::max(), "k"));
   EXPECT_FALSE(d.set("bell\a", "k"));
-  EXPECT_FALSE(d.set(std::string("\xC0\x80"), "k"));       // overlong
-  EXPECT_FALSE(d.set(std::string("\xED\xA0\x80"), "k"));   // surrogate
+  EXPECT_FALSE(d.set(std::string("\xC0\x80"), "k"));      // overlong
+  EXPECT_FALSE(d.set(std::string("\xED\xA0\x80"), "k"));  // surrogate
   EXPECT_FALSE(d.set(AnyValue::Array{nullptr}, "k"));
   EXPECT_FALSE(d.set(HashedDictionary{{1, 2}}, "k"));
   EXPECT_FALSE(d.set(1, "key\x01"));
@@ -90,8 +91,14 @@ TEST(UserDefaultsValues, AbsentOrNullRemovesTheKey) {
 }
 
 TEST(UserDefaultsValues, TypedReads) {
-  MemoryUserDefaults d(TextDictionary{{"real", 2.5}, {"int", 3}, {"yes", "YES"}, {"numberText", "4.5"},
-                                      {"true", true}, {"zero", 0}, {"data", Data{1, 2}}, {"text", "t"}});
+  MemoryUserDefaults d(TextDictionary{{"real", 2.5},
+                                      {"int", 3},
+                                      {"yes", "YES"},
+                                      {"numberText", "4.5"},
+                                      {"true", true},
+                                      {"zero", 0},
+                                      {"data", Data{1, 2}},
+                                      {"text", "t"}});
   EXPECT_EQ(d.doubleValue("missing"), 0.0);
   EXPECT_EQ(d.doubleValue("real"), 2.5);
   EXPECT_EQ(d.doubleValue("int"), 3.0);

@@ -42,8 +42,7 @@ bool gnomeTurnedOff(const std::string& applicationId) {
   GSettingsSchema* schema =
       g_settings_schema_source_lookup(source, "org.gnome.desktop.notifications.application", TRUE);
   if (schema == nullptr) return false;  // not a GNOME desktop: no switch to read
-  GSettings* settings =
-      g_settings_new_full(schema, nullptr, gnomeNotificationPolicyPath(applicationId).c_str());
+  GSettings* settings = g_settings_new_full(schema, nullptr, gnomeNotificationPolicyPath(applicationId).c_str());
   const bool enabled = g_settings_get_boolean(settings, "enable") != FALSE;
   g_object_unref(settings);
   g_settings_schema_unref(schema);
@@ -103,9 +102,9 @@ struct DesktopNotificationCenter::State {
     GError* error = nullptr;
     GDBusConnection* bus = connect(&error);
     if (bus == nullptr) return errorOf(error, "There is no session bus.");
-    GVariant* reply = g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "GetServerInformation", nullptr,
-                                                  G_VARIANT_TYPE("(ssss)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs,
-                                                  nullptr, &error);
+    GVariant* reply =
+        g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "GetServerInformation", nullptr,
+                                    G_VARIANT_TYPE("(ssss)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &error);
     if (reply == nullptr) return errorOf(error, "No notification server answers.");
     g_variant_unref(reply);
     return std::nullopt;
@@ -128,13 +127,13 @@ struct DesktopNotificationCenter::State {
                           g_variant_new_string(validUtf8(options.applicationId).c_str()));
     g_variant_builder_add(&hints, "{sv}", "x-keel-request-identifier",
                           g_variant_new_string(validUtf8(request.identifier).c_str()));
-    GVariant* parameters = g_variant_new("(susssas@a{sv}i)", validUtf8(options.applicationName).c_str(), 0u, "",
-                                         validUtf8(request.content.title).c_str(),
-                                         validUtf8(request.content.body).c_str(), nullptr,
-                                         g_variant_builder_end(&hints), -1);
-    GVariant* reply = g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "Notify", parameters,
-                                                  G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs,
-                                                  nullptr, &error);
+    GVariant* parameters =
+        g_variant_new("(susssas@a{sv}i)", validUtf8(options.applicationName).c_str(), 0u, "",
+                      validUtf8(request.content.title).c_str(), validUtf8(request.content.body).c_str(), nullptr,
+                      g_variant_builder_end(&hints), -1);
+    GVariant* reply =
+        g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "Notify", parameters, G_VARIANT_TYPE("(u)"),
+                                    G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &error);
     if (reply == nullptr) return errorOf(error, "The notification server did not answer.");
     guint32 id = 0;
     g_variant_get(reply, "(u)", &id);
@@ -194,8 +193,8 @@ UserNotificationCenter& UserNotificationCenter::current() {
     DesktopNotificationOptions options;
     options.applicationId = standardDomainName();
     const auto bundle = Bundle::main();
-    options.applicationName = bundle ? bundle->infoString("CFBundleName").value_or(options.applicationId)
-                                     : options.applicationId;
+    options.applicationName =
+        bundle ? bundle->infoString("CFBundleName").value_or(options.applicationId) : options.applicationId;
     return new DesktopNotificationCenter(std::move(options));
   }();
   return *center;

@@ -16,15 +16,30 @@ bool isAlphaNumeric(unsigned char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-bool isHexDigit(unsigned char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
+bool isHexDigit(unsigned char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 bool isQueryAllowed(unsigned char c) {
   if (isAlphaNumeric(c)) return true;
   switch (c) {
-    case '!': case '$': case '&': case '\'': case '(': case ')': case '*': case '+': case ',':
-    case '-': case '.': case '/': case ':': case ';': case '=': case '?': case '@': case '_': case '~':
+    case '!':
+    case '$':
+    case '&':
+    case '\'':
+    case '(':
+    case ')':
+    case '*':
+    case '+':
+    case ',':
+    case '-':
+    case '.':
+    case '/':
+    case ':':
+    case ';':
+    case '=':
+    case '?':
+    case '@':
+    case '_':
+    case '~':
       return true;
     default:
       return false;
@@ -67,9 +82,28 @@ std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
 bool isURLCharacter(unsigned char c) {
   if (isAlphaNumeric(c)) return true;
   switch (c) {
-    case '-': case '.': case '_': case '~':
-    case ':': case '/': case '?': case '#': case '[': case ']': case '@':
-    case '!': case '$': case '&': case '\'': case '(': case ')': case '*': case '+': case ',': case ';': case '=':
+    case '-':
+    case '.':
+    case '_':
+    case '~':
+    case ':':
+    case '/':
+    case '?':
+    case '#':
+    case '[':
+    case ']':
+    case '@':
+    case '!':
+    case '$':
+    case '&':
+    case '\'':
+    case '(':
+    case ')':
+    case '*':
+    case '+':
+    case ',':
+    case ';':
+    case '=':
       return true;
     default:
       return false;
@@ -177,8 +211,7 @@ bool isValidURL(std::string_view text) {
 
 WebClient::WebClient(std::shared_ptr<WebTransport> transport) : transport_(std::move(transport)) {}
 
-void WebClient::post(std::string_view urlString, std::optional<std::string> form,
-                     WebDataCompletion completion) const {
+void WebClient::post(std::string_view urlString, std::optional<std::string> form, WebDataCompletion completion) const {
   auto encoded = percentEncodedForURLQuery(urlString);
   if (!encoded) return deliverNothing(std::move(completion));
   if (!isValidURL(*encoded)) return;  // deliberately silent, see the header

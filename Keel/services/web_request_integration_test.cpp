@@ -1,11 +1,12 @@
 // WebRequest over libcurl against an HTTP server on 127.0.0.1 that the test
 // starts, so that what goes over the wire can be checked byte for byte.
+#include "Keel/services/web_request.h"
+
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <httplib.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
@@ -14,7 +15,6 @@
 #include <mutex>
 #include <thread>
 
-#include "Keel/services/web_request.h"
 #include "Keel/services/web_request_linux.h"
 #include "testing/child_process.h"
 
@@ -86,8 +86,8 @@ class TestServer {
       int listening = 0;
       socklen_t flagLength = sizeof listening;
       if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0 || address.sin_family != AF_INET ||
-          ntohs(address.sin_port) != port_ ||
-          getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &flagLength) != 0 || listening == 0) {
+          ntohs(address.sin_port) != port_ || getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &flagLength) != 0 ||
+          listening == 0) {
         continue;
       }
       listen(fd, 1024);
@@ -119,10 +119,10 @@ class Completions {
     };
   }
   WebFullCompletion full(std::size_t index = 0) {
-    return [this, index](std::optional<WebData> data, std::optional<WebResponse> response,
-                         std::optional<WebError> error) {
-      put(index, Outcome{std::move(data), std::move(response), std::move(error)});
-    };
+    return
+        [this, index](std::optional<WebData> data, std::optional<WebResponse> response, std::optional<WebError> error) {
+          put(index, Outcome{std::move(data), std::move(response), std::move(error)});
+        };
   }
   [[nodiscard]] bool waitFor(int total, std::chrono::milliseconds limit = 20s) {
     std::unique_lock lock(mutex_);
@@ -169,8 +169,8 @@ class WebRequestOverHTTP : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     // The machine's proxy settings must not route loopback requests away.
-    for (const char* name : {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY",
-                             "no_proxy", "NO_PROXY"}) {
+    for (const char* name :
+         {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"}) {
       unsetenv(name);
     }
   }
@@ -222,8 +222,7 @@ TEST_F(WebRequestOverHTTP, PostSendsTheFormBytesExactlyOrNoBodyAtAll) {
   EXPECT_EQ(seen[0].method, "POST");
   EXPECT_EQ(seen[0].body, "a=1&b=2");
   EXPECT_EQ(seen[0].headers.count("Content-Type"), 1u);
-  EXPECT_EQ(header(seen[0].headers, "Content-Type"),
-            "application/x-www-form-urlencoded");
+  EXPECT_EQ(header(seen[0].headers, "Content-Type"), "application/x-www-form-urlencoded");
   EXPECT_EQ(header(seen[0].headers, "Content-Length"), "7");
   EXPECT_EQ(seen[1].method, "POST");
   EXPECT_EQ(seen[1].body, "");

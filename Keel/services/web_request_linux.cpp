@@ -1,22 +1,22 @@
 // The libcurl transport: one worker thread owns a multi handle and drives
 // every transfer, so that a burst of requests costs sockets, not threads.
+#include "Keel/services/web_request_linux.h"
+
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <optional>
-#include <string_view>
-#include <cstddef>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <unordered_map>
 #include <utility>
 #include <vector>
-
-#include "Keel/services/web_request_linux.h"
 
 namespace Keel {
 namespace {
@@ -42,22 +42,37 @@ WebError errorFor(CURLcode code, const char* detail) {
   using C = WebError::Code;
   C kind = C::other;
   switch (code) {
-    case CURLE_URL_MALFORMAT: kind = C::badURL; break;
-    case CURLE_UNSUPPORTED_PROTOCOL: kind = C::unsupportedURL; break;
-    case CURLE_OPERATION_TIMEDOUT: kind = C::timedOut; break;
+    case CURLE_URL_MALFORMAT:
+      kind = C::badURL;
+      break;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+      kind = C::unsupportedURL;
+      break;
+    case CURLE_OPERATION_TIMEDOUT:
+      kind = C::timedOut;
+      break;
     case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_RESOLVE_PROXY: kind = C::cannotFindHost; break;
-    case CURLE_COULDNT_CONNECT: kind = C::cannotConnectToHost; break;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      kind = C::cannotFindHost;
+      break;
+    case CURLE_COULDNT_CONNECT:
+      kind = C::cannotConnectToHost;
+      break;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_CERTPROBLEM:
     case CURLE_SSL_CIPHER:
-    case CURLE_SSL_CACERT_BADFILE: kind = C::secureConnectionFailed; break;
+    case CURLE_SSL_CACERT_BADFILE:
+      kind = C::secureConnectionFailed;
+      break;
     case CURLE_RECV_ERROR:
     case CURLE_SEND_ERROR:
     case CURLE_PARTIAL_FILE:
-    case CURLE_GOT_NOTHING: kind = C::networkConnectionLost; break;
-    default: break;
+    case CURLE_GOT_NOTHING:
+      kind = C::networkConnectionLost;
+      break;
+    default:
+      break;
   }
   std::string message = (detail != nullptr && detail[0] != '\0') ? detail : curl_easy_strerror(code);
   return WebError{kind, std::move(message)};

@@ -136,10 +136,9 @@ TEST(WebClient, GetWithHeadersAppendsThemAndPassesTheResponseOn) {
   transport->answer.response = WebResponse{500, {{"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}}, "http://h/"};
   using Full = std::tuple<std::optional<WebData>, std::optional<WebResponse>, std::optional<WebError>>;
   auto delivery = std::make_shared<Delivery<Full>>();
-  WebClient(transport).get("http://h/", {{"X-B", "2"}, {"X-A", "1"}},
-                           [delivery](auto data, auto response, auto error) {
-                             delivery->put({std::move(data), std::move(response), std::move(error)});
-                           });
+  WebClient(transport).get("http://h/", {{"X-B", "2"}, {"X-A", "1"}}, [delivery](auto data, auto response, auto error) {
+    delivery->put({std::move(data), std::move(response), std::move(error)});
+  });
 
   ASSERT_EQ(transport->transfers.size(), 1u);
   EXPECT_EQ(headersToSend(transport->transfers[0].request),

@@ -97,13 +97,13 @@ class DistributedNotifications {
   DistributedNotifications() = delete;
 
   template <typename T, typename Method>
-  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
-                          const std::string& name, const std::optional<std::string>& object = std::nullopt) {
+  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector, const std::string& name,
+                          const std::optional<std::string>& object = std::nullopt) {
     center.addObserver(observer, makeSelector(observer, selector), name, object);
   }
   template <typename T, typename Method>
-  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector,
-                          const std::string& name, const std::optional<std::string>& object,
+  static void addObserver(DistributedNotificationCenter& center, T* observer, Method selector, const std::string& name,
+                          const std::optional<std::string>& object,
                           DistributedNotificationCenter::Registered registered) {
     center.addObserver(observer, makeSelector(observer, selector), name, object, std::move(registered));
   }

@@ -120,10 +120,10 @@ TEST_F(BusNotificationCenterTest, ForeignSignalsOfTheWrongShapeAreIgnored) {
   observe(r, "killme", std::nullopt);
   observe(marker, "marker", std::nullopt);
   // Another program emitting on our interface with the wrong signature.
-  Vantor::Testing::ChildProcess gdbus({.argv = {"gdbus", "emit", "--session", "--object-path",
-                                                kNotificationBusPath, "--signal",
-                                                std::string(kNotificationBusInterface) + ".Notification", "'killme'"},
-                                       .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
+  Vantor::Testing::ChildProcess gdbus(
+      {.argv = {"gdbus", "emit", "--session", "--object-path", kNotificationBusPath, "--signal",
+                std::string(kNotificationBusInterface) + ".Notification", "'killme'"},
+       .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
   EXPECT_EQ(gdbus.waitForExit(10s), 0);
   posting.post("killme", "after");
   posting.post("marker", std::nullopt);
@@ -137,8 +137,7 @@ TEST_F(BusNotificationCenterTest, PostsFromGdbusFollowTheWireContract) {
   observe(r, "killme", "com.brenwick.vantor");
   Vantor::Testing::ChildProcess gdbus(
       {.argv = {"gdbus", "emit", "--session", "--object-path", kNotificationBusPath, "--signal",
-                std::string(kNotificationBusInterface) + ".Notification", "'killme'", "true",
-                "'com.brenwick.vantor'"},
+                std::string(kNotificationBusInterface) + ".Notification", "'killme'", "true", "'com.brenwick.vantor'"},
        .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
   EXPECT_EQ(gdbus.waitForExit(10s), 0);
   ASSERT_TRUE(r.waitFor(1));

@@ -138,13 +138,13 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   GCancellable* const cancellable;  // of the one connection attempt
   std::mutex mutex;
   std::condition_variable settled;
-  std::optional<std::string> address;     // guarded: as given, or the session bus's once known
-  State state = State::kIdle;             // guarded
-  Clock::time_point deadline;             // guarded: of the connection attempt
-  GDBusConnection* connection = nullptr;  // guarded: set once
-  gulong closedHandler = 0;               // guarded: set with `connection`
-  std::optional<std::string> failure;     // guarded
-  Waiters waiting;                        // guarded
+  std::optional<std::string> address;                        // guarded: as given, or the session bus's once known
+  State state = State::kIdle;                                // guarded
+  Clock::time_point deadline;                                // guarded: of the connection attempt
+  GDBusConnection* connection = nullptr;                     // guarded: set once
+  gulong closedHandler = 0;                                  // guarded: set with `connection`
+  std::optional<std::string> failure;                        // guarded
+  Waiters waiting;                                           // guarded
   std::vector<std::shared_ptr<Registration>> registrations;  // guarded
   std::function<void(const std::string&)> lostHandler;       // guarded
   bool shutDown = false;                                     // guarded
@@ -248,8 +248,8 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       GDBusConnection* made = nullptr;
       {
         Watchdog watchdog(cancellable, until);
-        gchar* found = given ? g_strdup(given->c_str())
-                             : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, &error);
+        gchar* found =
+            given ? g_strdup(given->c_str()) : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, cancellable, &error);
         if (found != nullptr) {
           {
             std::lock_guard named(mutex);
@@ -299,7 +299,8 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
           if (const auto self = static_cast<std::weak_ptr<Impl>*>(data)->lock()) self->giveUp();
           return G_SOURCE_REMOVE;
         },
-        new std::weak_ptr<Impl>(weak_from_this()), [](gpointer data) { delete static_cast<std::weak_ptr<Impl>*>(data); });
+        new std::weak_ptr<Impl>(weak_from_this()),
+        [](gpointer data) { delete static_cast<std::weak_ptr<Impl>*>(data); });
     g_source_attach(waiter->timer, waiter->context);
     bool waits = false;
     {
@@ -478,10 +479,9 @@ void BusNotificationCenter::addObserver(const void* observer, Selector selector,
   if (bus == nullptr) return;
   // A round trip to the bus: once it returns, the bus has the match rule, so
   // a post made after addObserver returns is never missed.
-  GVariant* reply = g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
-                                                G_DBUS_CALL_FLAGS_NONE, static_cast<gint>(impl_->timeout.count()),
-                                                nullptr, nullptr);
+  GVariant* reply = g_dbus_connection_call_sync(
+      bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr,
+      G_DBUS_CALL_FLAGS_NONE, static_cast<gint>(impl_->timeout.count()), nullptr, nullptr);
   if (reply != nullptr) g_variant_unref(reply);
 }
 
@@ -570,10 +570,9 @@ void BusNotificationCenter::post(const std::string& name, const std::optional<st
   if (connection == nullptr) return;
   // D-Bus texts must be UTF-8; anything else could not be delivered anyway.
   if (!isUtf8(name) || (object && !isUtf8(*object))) return;
-  g_dbus_connection_emit_signal(connection, nullptr, kNotificationBusPath, kNotificationBusInterface,
-                                kNotificationBusMember,
-                                g_variant_new("(sbs)", name.c_str(), object.has_value(), object ? object->c_str() : ""),
-                                nullptr);
+  g_dbus_connection_emit_signal(
+      connection, nullptr, kNotificationBusPath, kNotificationBusInterface, kNotificationBusMember,
+      g_variant_new("(sbs)", name.c_str(), object.has_value(), object ? object->c_str() : ""), nullptr);
   // Emitting only queues the message; deliver it now, even if we exit next.
   g_dbus_connection_flush_sync(connection, nullptr, nullptr);
 }

@@ -1,9 +1,8 @@
 // Moving an opened application into a scope of its own, against a stand-in
 // systemd user manager on a private bus.
 #include <gio/gio.h>
-#include <signal.h>
-
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <mutex>
 #include <stdexcept>
@@ -58,12 +57,12 @@ class FakeSystemdManager {
                                         nullptr, &error);
       g_dbus_node_info_unref(node);
     }
-    GVariant* owned = error == nullptr ? g_dbus_connection_call_sync(
-                                             connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                             "org.freedesktop.DBus", "RequestName",
-                                             g_variant_new("(su)", "org.freedesktop.systemd1", 4u),
-                                             G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &error)
-                                       : nullptr;
+    GVariant* owned = error == nullptr
+                          ? g_dbus_connection_call_sync(
+                                connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                "RequestName", g_variant_new("(su)", "org.freedesktop.systemd1", 4u),
+                                G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &error)
+                          : nullptr;
     g_main_context_pop_thread_default(context_);
     if (owned == nullptr) {
       const std::string message = error ? error->message : "unknown error";
@@ -152,9 +151,10 @@ TEST_F(SessionScopesTest, TheStartedApplicationIsAskedIntoAScopeNamedAfterItAndI
   FakeSystemdManager manager(bus.address());
   Vantor::Testing::TempDir dir;
   const auto app = dir.path() / "Sample.app";
-  const auto executable = Vantor::Testing::makeBundle(
-      {.path = app, .identifier = "org.example.sample", .executable = VANTOR_SAMPLE_BINARY,
-       .extraInfo = {{"VantorSampleLifetimeMs", "30000"}}});
+  const auto executable = Vantor::Testing::makeBundle({.path = app,
+                                                       .identifier = "org.example.sample",
+                                                       .executable = VANTOR_SAMPLE_BINARY,
+                                                       .extraInfo = {{"VantorSampleLifetimeMs", "30000"}}});
   LinuxWorkspace workspace;
   const auto pid = workspace.launchApplication(app);
   ASSERT_TRUE(pid.has_value());

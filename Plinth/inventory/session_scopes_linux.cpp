@@ -23,8 +23,7 @@ constexpr auto kConnectionFlags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNE
                                                                     G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
 
 bool allowedInUnitName(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ':' || c == '_' ||
-         c == '.';
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ':' || c == '_' || c == '.';
 }
 
 // One move, from connecting to the manager's answer, served on a context of
@@ -95,8 +94,8 @@ struct Move {
     g_dbus_connection_call(self->connection, "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
                            "org.freedesktop.systemd1.Manager", "StartTransientUnit",
                            g_variant_new("(ssa(sv)a(sa(sv)))", self->unit.c_str(), "fail", &properties, &aux),
-                           G_VARIANT_TYPE("(o)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, self->timeoutMs,
-                           self->cancellable, &Move::replied, self);
+                           G_VARIANT_TYPE("(o)"), G_DBUS_CALL_FLAGS_NO_AUTO_START, self->timeoutMs, self->cancellable,
+                           &Move::replied, self);
   }
 
   static void replied(GObject* source, GAsyncResult* result, gpointer data) {

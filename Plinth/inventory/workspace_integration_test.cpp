@@ -1,8 +1,7 @@
 // Opening applications and listing them on the real process table.
 #include <fcntl.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
@@ -26,9 +25,10 @@ class OpenApplicationTest : public ::testing::Test {
  protected:
   Vantor::Testing::TempDir dir;
   fs::path app = dir.path() / "Sample.app";
-  fs::path executable = Vantor::Testing::makeBundle(
-      {.path = app, .identifier = "org.example.sample", .executable = VANTOR_SAMPLE_BINARY,
-       .extraInfo = {{"VantorSampleLifetimeMs", "30000"}}});
+  fs::path executable = Vantor::Testing::makeBundle({.path = app,
+                                                     .identifier = "org.example.sample",
+                                                     .executable = VANTOR_SAMPLE_BINARY,
+                                                     .extraInfo = {{"VantorSampleLifetimeMs", "30000"}}});
   LinuxWorkspace workspace;
 
   ~OpenApplicationTest() override {
@@ -77,11 +77,11 @@ TEST(OpenScriptApplication, RunsWithEverySignalAtItsDefaultAndCountsAsRunning) {
   // The script's first command reports the signal state it inherited.
   const fs::path report = dir.path() / "signals";
   std::ofstream(app / "Contents" / "MacOS" / "run")
-      << "#!/bin/sh\ngrep -E '^Sig(Ign|Blk)' /proc/self/status > " << report << ".partial\nmv " << report
-      << ".partial " << report << "\nsleep 30\n";
+      << "#!/bin/sh\ngrep -E '^Sig(Ign|Blk)' /proc/self/status > " << report << ".partial\nmv " << report << ".partial "
+      << report << "\nsleep 30\n";
   fs::permissions(app / "Contents" / "MacOS" / "run", fs::perms::owner_all);
-  std::ofstream(app / "Contents" / "Info.plist")
-      << Vantor::Testing::infoPlist({{"CFBundleIdentifier", "org.example.script"}, {"CFBundleExecutable", "run"}}, false);
+  std::ofstream(app / "Contents" / "Info.plist") << Vantor::Testing::infoPlist(
+      {{"CFBundleIdentifier", "org.example.script"}, {"CFBundleExecutable", "run"}}, false);
   // What a launcher typically carries: ignored SIGPIPE, blocked signals.
   std::signal(SIGPIPE, SIG_IGN);
   sigset_t blocked;

@@ -65,7 +65,7 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
   if (n <= 0) return std::nullopt;
   std::string_view rest(buffer, static_cast<std::size_t>(n));
   rest.remove_prefix(std::min(rest.size(), rest.find('\0')));  // the program name
-  std::optional<std::string> folder;  // read once, when a relative argument needs it
+  std::optional<std::string> folder;                           // read once, when a relative argument needs it
   bool folderRead = false;
   constexpr std::string_view macos = "MacOS";
   while (rest.size() > 1) {
@@ -148,8 +148,9 @@ std::vector<RunningApplication> LinuxWorkspace::runningApplications() const {
     apps.push_back(std::move(app));
   }
   closedir(dir);
-  std::sort(apps.begin(), apps.end(),
-            [](const RunningApplication& a, const RunningApplication& b) { return a.processIdentifier < b.processIdentifier; });
+  std::sort(apps.begin(), apps.end(), [](const RunningApplication& a, const RunningApplication& b) {
+    return a.processIdentifier < b.processIdentifier;
+  });
   return apps;
 }
 

@@ -73,7 +73,8 @@ TEST_F(FakeProcTest, InterpretersCountForTheBundledScriptTheyRun) {
   EXPECT_EQ(apps[0].bundleIdentifier, "org.example.script");
   EXPECT_EQ(apps[0].bundlePath, dir.path() / "Apps" / "Script.app");
   EXPECT_EQ(apps[1].bundleIdentifier, "org.example.script");
-  for (std::size_t i = 2; i < apps.size(); ++i) EXPECT_FALSE(apps[i].bundlePath.has_value()) << apps[i].processIdentifier;
+  for (std::size_t i = 2; i < apps.size(); ++i)
+    EXPECT_FALSE(apps[i].bundlePath.has_value()) << apps[i].processIdentifier;
 }
 
 TEST_F(FakeProcTest, ReplacedExecutablesStillCount) {

@@ -70,17 +70,18 @@ class KillmeWitness {
 
 int notRunningScenario(const std::filesystem::path& root, const std::string& bus) {
   std::printf("\nScenario 1: the main application is not running\n");
-  LauncherTree tree(root / "one", {.launcherBinary = VANTOR_LAUNCHER_BINARY, .sampleBinary = VANTOR_SAMPLE_BINARY,
-                                   .killmeDelayMs = 500});
+  LauncherTree tree(
+      root / "one",
+      {.launcherBinary = VANTOR_LAUNCHER_BINARY, .sampleBinary = VANTOR_SAMPLE_BINARY, .killmeDelayMs = 500});
   std::printf("  main application: %s\n  launcher:         %s\n", tree.mainBundle().c_str(),
               tree.launcherExecutable().c_str());
   KillmeWitness witness(bus);
   Clock clock;
-  clock.step("main application \"" + std::string(kMainIdentifier) +
-             "\" running? " + yesNo(Plinth::Apps::isRunning(kMainIdentifier)));
+  clock.step("main application \"" + std::string(kMainIdentifier) + "\" running? " +
+             yesNo(Plinth::Apps::isRunning(kMainIdentifier)));
   clock.restart();
-  ChildProcess launcher({.argv = {tree.launcherExecutable().string()},
-                         .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});
+  ChildProcess launcher(
+      {.argv = {tree.launcherExecutable().string()}, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});
   clock.step("launcher started (pid " + std::to_string(launcher.pid()) + ")");
   if (!waitUntil([&] { return tree.started().has_value(); }, 20s)) {
     std::printf("  the main application did not start\n");
@@ -115,8 +116,8 @@ int alreadyRunningScenario(const std::filesystem::path& root, const std::string&
   clock.step("main application started by hand (pid " + std::to_string(main.pid()) + "); running? " +
              yesNo(Plinth::Apps::isRunning(kMainIdentifier)));
   clock.restart();
-  ChildProcess launcher({.argv = {tree.launcherExecutable().string()},
-                         .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});
+  ChildProcess launcher(
+      {.argv = {tree.launcherExecutable().string()}, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});
   clock.step("launcher started (pid " + std::to_string(launcher.pid()) + ")");
   const auto status = launcher.waitForExit(20s);
   if (!status) {

@@ -82,5 +82,6 @@ int main(int argc, char** argv) {
       std::filesystem::rename(partial, target);
     }
   }
-  return Plinth::applicationMain(argc, argv, [](Plinth::Application& app) { return std::make_unique<SampleDelegate>(app); });
+  return Plinth::applicationMain(argc, argv,
+                                 [](Plinth::Application& app) { return std::make_unique<SampleDelegate>(app); });
 }
