@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Keel/core/date.h"
+#include "Keel/core/url.h"
 
 namespace Keel {
 
@@ -22,12 +23,6 @@ class AnyValue;
 // Trees nested deeper than this are refused by every reader, writer and
 // decoder, so that none of them recurses without bound.
 inline constexpr std::size_t maxValueDepth = 512;
-
-// A URL, kept as its absolute text.
-struct URL {
-  std::string absoluteString;
-  friend bool operator==(const URL&, const URL&) = default;
-};
 
 // A number that arrived boxed, with the one-character type code of its boxed
 // storage ("c", "s", "i", "q", "d", ...). Integers are kept as they were
