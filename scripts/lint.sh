@@ -6,8 +6,9 @@ build=${1:-build/default}
 cd "$(dirname "$0")/.."
 mapfile -t files < <(git ls-files '*.cpp' | grep -v '_fuzz\.cpp$')
 # The compile commands are GCC's; clang does not know some of its warning options.
-run-clang-tidy -quiet -p "$build" -j "$(nproc)" -extra-arg=-Wno-unknown-warning-option -extra-arg=-fno-color-diagnostics \
-  "${files[@]}" 2>/dev/null | tee "$build/lint.txt" | grep -E 'warning:|error:' || true
+# clang-tidy colours its output whatever it is told, so the colours are stripped.
+run-clang-tidy -quiet -p "$build" -j "$(nproc)" -extra-arg=-Wno-unknown-warning-option \
+  "${files[@]}" 2>/dev/null | sed 's/\x1b\[[0-9;]*m//g' | tee "$build/lint.txt" | grep -E 'warning:|error:' || true
 if grep -qE 'warning:|error:' "$build/lint.txt"; then
   echo "lint: clang-tidy reported the findings above" >&2
   exit 1

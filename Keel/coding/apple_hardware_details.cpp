@@ -74,7 +74,7 @@ std::optional<AppleHardwareDetails> AppleHardwareDetails::detailsFromList(const 
   if (entry == nullptr || entry->getIf<TextDictionary>() == nullptr) return std::nullopt;
   const AnyValue* localizable = entry->as<TextDictionary>().find("_LOCALIZABLE_");
   if (localizable == nullptr || localizable->getIf<TextDictionary>() == nullptr) return std::nullopt;
-  const TextDictionary& texts = localizable->as<TextDictionary>();
+  const auto& texts = localizable->as<TextDictionary>();
   for (const auto& item : texts) {
     if (item.second.getIf<std::string>() == nullptr) return std::nullopt;
   }

@@ -80,7 +80,7 @@ class WorkerPool {
   };
 
   static WorkerPool& shared() {
-    static WorkerPool* const pool = new WorkerPool();  // outlives every detached worker
+    static auto* const pool = new WorkerPool();  // outlives every detached worker
     return *pool;
   }
 
@@ -474,7 +474,7 @@ void QueueCore::collectInboxLocked() noexcept {
   while (
       !state_.compare_exchange_weak(s, (s | kQueued) & ~kInbox, std::memory_order_acq_rel, std::memory_order_acquire)) {
   }
-  WorkItem* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~kAnnounced);
+  auto* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~kAnnounced);
   WorkItem* oldest = nullptr;
   WorkItem* const last = newest;
   while (newest != nullptr) {
@@ -600,12 +600,12 @@ DispatchQueue::DispatchQueue(std::string label, bool concurrent, bool threadBoun
     : core_(std::make_shared<detail::QueueCore>(std::move(label), concurrent, threadBound, ignoresBarriers)) {}
 
 DispatchQueue& DispatchQueue::global() {
-  static DispatchQueue* const queue = new DispatchQueue("com.keel.global.default", true, false, true);
+  static auto* const queue = new DispatchQueue("com.keel.global.default", true, false, true);
   return *queue;
 }
 
 DispatchQueue& DispatchQueue::main() {
-  static DispatchQueue* const queue = new DispatchQueue("com.keel.main-thread", false, true, false);
+  static auto* const queue = new DispatchQueue("com.keel.main-thread", false, true, false);
   return *queue;
 }
 

@@ -84,7 +84,7 @@ RunLoop::RunLoop(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 RunLoop::~RunLoop() = default;
 
 RunLoop& RunLoop::main() {
-  static RunLoop* const mainLoop = new RunLoop(std::make_unique<Impl>(g_main_context_default(), false));
+  static auto* const mainLoop = new RunLoop(std::make_unique<Impl>(g_main_context_default(), false));
   return *mainLoop;
 }
 

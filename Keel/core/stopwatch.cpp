@@ -12,7 +12,7 @@ Stopwatch::Stopwatch(Clock clock, Output output)
 
 Stopwatch& Stopwatch::shared() {
   // Never destroyed, so that a stop() during static destruction still works.
-  static Stopwatch* const stopwatch = new Stopwatch();
+  static auto* const stopwatch = new Stopwatch();
   return *stopwatch;
 }
 

@@ -95,7 +95,7 @@ std::string TimeUtilities::string(std::uint64_t nanoseconds) {
 
 std::string TimeUtilities::formatDuration(long double value, DurationUnit unit, DurationUnit convertedTo,
                                           const LocaleSettings& settings) {
-  const double converted = static_cast<double>(value * picoseconds(unit) / picoseconds(convertedTo));
+  const auto converted = static_cast<double>(value * picoseconds(unit) / picoseconds(convertedTo));
   UErrorCode status = U_ZERO_ERROR;
   const auto formatted = icu::number::NumberFormatter::withLocale(icu_support::locale(settings))
                              .unit(measureUnit(convertedTo))

@@ -589,7 +589,7 @@ void BusNotificationCenter::setConnectionLostHandler(std::function<void(const st
 }
 
 DistributedNotificationCenter& DistributedNotificationCenter::defaultCenter() {
-  static BusNotificationCenter* const center = new BusNotificationCenter();
+  static auto* const center = new BusNotificationCenter();
   return *center;
 }
 

@@ -200,7 +200,7 @@ std::optional<int> LinuxWorkspace::launchApplication(const std::filesystem::path
 }
 
 Workspace& Workspace::shared() {
-  static LinuxWorkspace* const workspace = new LinuxWorkspace();
+  static auto* const workspace = new LinuxWorkspace();
   return *workspace;
 }
 
