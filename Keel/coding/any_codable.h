@@ -36,7 +36,9 @@ struct AnyLiteral {
   AnyValue value;
 
   AnyLiteral() = default;
+  // The constraint keeps copies and moves of AnyLiteral away from this one.
   template <class T>
+  // NOLINTNEXTLINE(bugprone-forwarding-reference-overload)
   requires std::constructible_from<AnyValue, T&&> AnyLiteral(T&& v)
       : value(std::forward<T>(v)) {}  // NOLINT: literals convert implicitly
   // An array literal: {1, "a", nullptr}.

@@ -84,7 +84,7 @@ void ByteBuffer::resizeForOverwrite(std::size_t count) {
 void ByteBuffer::append(std::span<const std::uint8_t> bytes) {
   if (bytes.empty()) return;
   // Bytes of this buffer itself move when it grows: keep their offset.
-  const std::less<const std::uint8_t*> before;
+  const std::less<> before;
   const bool own = !before(bytes.data(), data_) && before(bytes.data(), data_ + size_);
   const std::size_t ownOffset = own ? static_cast<std::size_t>(bytes.data() - data_) : 0;
   const std::size_t start = size_;

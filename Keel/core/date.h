@@ -95,6 +95,7 @@ class Date {
   // The real-time clock as a Clock.
   [[nodiscard]] static Clock systemClock();
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): a defaulted <=> has no literal in it
   friend constexpr auto operator<=>(const Date&, const Date&) = default;
 
  private:

@@ -276,7 +276,7 @@ class BinaryReader {
         return fail("real of an invalid size");
       case 0x3: {
         if (object.info != 3 || object.available < 8) return fail("date of an invalid size");
-        const double seconds = std::bit_cast<double>(bigEndian(p, 8));
+        const auto seconds = std::bit_cast<double>(bigEndian(p, 8));
         if (!std::isfinite(seconds)) return fail("date is not finite");
         out = Date::withTimeIntervalSinceReferenceDate(seconds);
         return true;

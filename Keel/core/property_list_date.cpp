@@ -100,8 +100,8 @@ std::optional<double> parseDateText(std::string_view text) {
     if (fraction.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
   }
   const std::int64_t whole =
-      daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * kSecondsPerDay + hour * 3600 +
-      minute * 60 + second - kReferenceSince1970;
+      daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * kSecondsPerDay +
+      std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second - kReferenceSince1970;
   if (fraction.find_first_not_of('0') == std::string_view::npos) return static_cast<double>(whole);  // exact
 
   std::string decimal;

@@ -268,6 +268,7 @@ TEST(PropertyListReaderTest, XMLFollowsThePropertyListGrammar) {
            xmlList("<string>&undeclared;</string>"),
            "<!DOCTYPE plist SYSTEM \"x.dtd\">" + xmlList("<string>&undeclared;</string>").substr(39),
            // Declaring entities at all is refused, whether used or not.
+           // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one document over two lines
            "<!DOCTYPE plist [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;\">]>"
            "<plist><string>&b;</string></plist>",
            "<!DOCTYPE plist [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><plist><string>&e;</string></plist>",
@@ -319,16 +320,16 @@ TEST(PropertyListReaderTest, BinaryLayoutIsCheckedBeforeUse) {
       patched(8, BinaryList::bigEndian(3, 8)),            // table inside the header
       patched(33, std::string(1, '\x40')),                // object offset into the table
       binaryScalar("\x00"s),
-      binaryScalar("\x0F"),                               // null, fill
-      binaryScalar("\x80\x01"),                           // UID
-      binaryScalar("\xC1\x00"s),                          // set
-      binaryScalar("\x71\x61"),                           // UTF-8 text (a later version)
-      binaryScalar("\x15" + std::string(32, '\0')),       // 32-byte integer
-      binaryScalar("\x13\x01"),                           // integer past the objects
-      binaryScalar("\x4F\x13" + std::string(8, '\xFF')),  // huge data length
-      binaryScalar("\x4F\x41"),                           // length not an integer
-      binaryScalar("\xAF\x12\x7F\xFF\xFF\xFF\x00"),       // array past the objects
-      binaryScalar("\xA1\x05"),                           // reference beyond the objects
+      binaryScalar("\x0F"),                                          // null, fill
+      binaryScalar("\x80\x01"),                                      // UID
+      binaryScalar("\xC1\x00"s),                                     // set
+      binaryScalar("\x71\x61"),                                      // UTF-8 text (a later version)
+      binaryScalar("\x15" + std::string(32, '\0')),                  // 32-byte integer
+      binaryScalar("\x13\x01"),                                      // integer past the objects
+      binaryScalar("\x4F\x13" + std::string(8, '\xFF')),             // huge data length
+      binaryScalar("\x4F\x41"),                                      // length not an integer
+      binaryScalar(std::string("\xAF\x12\x7F\xFF\xFF\xFF\x00", 7)),  // array past the objects
+      binaryScalar("\xA1\x05"),                                      // reference beyond the objects
       binaryScalar("\x21\x00\x00"s),
       binaryScalar("\x32\x00"s),  // odd real and date sizes
   };

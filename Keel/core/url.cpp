@@ -134,7 +134,7 @@ URL URL::appendingPathComponent(std::string_view component, bool isDirectory) co
 URL URL::deletingLastPathComponent() const {
   const std::string_view text = absoluteString;
   const std::string_view pathPart = encodedPath(text);
-  const std::size_t pathStart = static_cast<std::size_t>(pathPart.data() - text.data());
+  const auto pathStart = static_cast<std::size_t>(pathPart.data() - text.data());
   std::string_view trimmed = pathPart;
   while (trimmed.size() > 1 && trimmed.ends_with('/')) trimmed.remove_suffix(1);
   const std::size_t slash = trimmed.rfind('/');

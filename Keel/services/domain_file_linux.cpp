@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -58,7 +59,8 @@ void makeFolders(const std::filesystem::path& folder) {
     missing.push_back(f);
     if (f == f.parent_path()) break;
   }
-  for (auto it = missing.rbegin(); it != missing.rend(); ++it) ::mkdir(it->c_str(), 0700);
+  std::reverse(missing.begin(), missing.end());
+  for (const auto& f : missing) ::mkdir(f.c_str(), 0700);
 }
 
 // What the folder watch reports to one domain file.

@@ -16,7 +16,7 @@ namespace Keel::detail {
 InotifyWatcher& InotifyWatcher::shared() {
   // Never destroyed: listeners may be removed by static destructors of other
   // translation units, after this one's would have run.
-  static InotifyWatcher* const watcher = new InotifyWatcher();
+  static auto* const watcher = new InotifyWatcher();
   return *watcher;
 }
 

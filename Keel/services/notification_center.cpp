@@ -14,7 +14,7 @@ struct NotificationCenter::Registration {
 };
 
 NotificationCenter& NotificationCenter::defaultCenter() {
-  static NotificationCenter* const center = new NotificationCenter();
+  static auto* const center = new NotificationCenter();
   return *center;
 }
 

@@ -7,7 +7,7 @@ ReviewController::ReviewController(std::shared_ptr<UserDefaults> defaults, Clock
     : defaults_(std::move(defaults)), clock_(std::move(clock)), ratingPrompt_(std::move(ratingPrompt)) {}
 
 ReviewController& ReviewController::shared() {
-  static ReviewController* const controller = new ReviewController(UserDefaults::suite(suiteName));
+  static auto* const controller = new ReviewController(UserDefaults::suite(suiteName));
   return *controller;
 }
 

@@ -262,7 +262,7 @@ namespace {
 class DomainRegistry {
  public:
   static DomainRegistry& instance() {
-    static DomainRegistry* const registry = new DomainRegistry();
+    static auto* const registry = new DomainRegistry();
     return *registry;
   }
 

@@ -158,7 +158,8 @@ void DesktopNotificationCenter::requestAuthorization(unsigned, AuthorizationComp
   state_->queue.async([state = state_, completion = std::move(completion)] {
     auto problem = state->serverProblem();
     if (!problem && state->turnedOff()) problem = NotificationError{"The user turned notifications off."};
-    if (completion) completion(!problem, std::move(problem));
+    const bool granted = !problem;
+    if (completion) completion(granted, std::move(problem));
   });
 }
 

@@ -22,7 +22,7 @@ class Image {
   // Bytes made in memory; `sourcePath` names where they came from, if anywhere.
   [[nodiscard]] static Image fromData(std::vector<std::uint8_t> bytes, std::string sourcePath = {});
 
-  static constexpr std::size_t maxFileSize = 64U * 1024U * 1024U;
+  static constexpr std::size_t maxFileSize = std::size_t{64} * 1024 * 1024;
 
   // Copies share the bytes.
   [[nodiscard]] const std::vector<std::uint8_t>& data() const { return *data_; }

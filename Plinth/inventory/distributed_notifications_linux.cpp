@@ -360,7 +360,7 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
   static void onAddressFound(GObject*, GAsyncResult* result, gpointer data) {
     const std::unique_ptr<std::shared_ptr<Impl>> self(static_cast<std::shared_ptr<Impl>*>(data));
     GError* error = nullptr;
-    gchar* found = static_cast<gchar*>(g_task_propagate_pointer(G_TASK(result), &error));
+    auto* found = static_cast<gchar*>(g_task_propagate_pointer(G_TASK(result), &error));
     if (found == nullptr) {
       (*self)->finish(nullptr, error);
       g_clear_error(&error);

@@ -154,7 +154,7 @@ void SystemdSessionScopes::waitForPendingMoves() {
 }
 
 SessionScopes& SessionScopes::shared() {
-  static SystemdSessionScopes* const scopes = new SystemdSessionScopes();
+  static auto* const scopes = new SystemdSessionScopes();
   return *scopes;
 }
 

@@ -104,7 +104,7 @@ sigset_t everySignal() {
   sigfillset(&all);
   const auto setBit = [](sigset_t& set, int signal) {
     constexpr std::size_t bits = 8 * sizeof(unsigned long);
-    const std::size_t index = static_cast<std::size_t>(signal - 1);
+    const auto index = static_cast<std::size_t>(signal - 1);
     auto* word = reinterpret_cast<unsigned char*>(&set) + index / bits * sizeof(unsigned long);
     unsigned long value = 0;
     std::memcpy(&value, word, sizeof value);
