@@ -8,7 +8,7 @@
 
 #include "Keel/coding/system.h"
 #include "Keel/core/fatal_error.h"
-#include "Plinth/desktop/shell.h"
+#include "Plinth/desktop/utf8.h"
 
 namespace Plinth {
 namespace {

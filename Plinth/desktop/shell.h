@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Plinth {
@@ -67,9 +66,5 @@ class Shell {
   // in place of the first one (at the end when there was none).
   [[nodiscard]] static std::vector<std::string> childEnvironment(std::vector<std::string> environment);
 };
-
-// True when `bytes` are well-formed UTF-8 (no overlong forms, surrogates or
-// code points above U+10FFFF).
-[[nodiscard]] bool isValidUtf8(std::string_view bytes);
 
 }  // namespace Plinth

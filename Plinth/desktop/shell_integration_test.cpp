@@ -64,6 +64,14 @@ TEST(ShellOnLinux, TenMegabytesOnEachStreamNeverStall) {
   EXPECT_TRUE(*output == data);
 }
 
+TEST(ShellOnLinux, AProcessLeftHoldingStandardErrorIsNotWaitedFor) {
+  const auto start = std::chrono::steady_clock::now();
+  const auto pid = Shell::runString({"sleep 60 >/dev/null & echo $!"});
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
+  ASSERT_TRUE(pid);
+  kill(std::stoi(*pid), SIGKILL);
+}
+
 TEST(ShellOnLinux, HugeCommandLines) {
   // One argument is limited to 128 KiB by the kernel: the start fails.
   EXPECT_EQ(Shell::run({"true #" + std::string(1 << 20, 'x')}), std::nullopt);

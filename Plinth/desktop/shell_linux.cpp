@@ -187,9 +187,9 @@ class PosixChildProcessLauncher final : public ChildProcessLauncher {
 
     ChildOutcome outcome;
     const bool read = readOutput(outRead, errRead, outcome.standardOutput);
-    // Closing what is left makes a child still writing end with SIGPIPE
-    // rather than wait for us.
     if (read) drainUntilExit(errRead, pid);
+    // Whatever still writes to these (a process the command left behind, or
+    // any child after a failed poll) gets SIGPIPE rather than waiting for us.
     outRead.reset();
     errRead.reset();
 

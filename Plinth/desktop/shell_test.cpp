@@ -4,6 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Plinth/desktop/utf8.h"
+
 namespace Plinth {
 namespace {
 
