@@ -18,9 +18,10 @@ struct LocationRow {
   std::string_view location;
 };
 
-// First matching row wins. Some rows can never match (the E of rows 19 and
-// 21 is taken by row 6; row 20's F only sees serials not caught by FC, FK,
-// F1, F2, F7); they stay so that the table reads as the one it mirrors.
+// First matching row wins. The E of rows 19 and 21 can never match (row 6
+// takes it), and row 20's F sees only what FC, FK, F1, F2 and F7 leave;
+// the rows are kept so that the table stays, row for row, the one Mac
+// applications have always decoded with.
 constexpr LocationRow kLocations[] = {
     {{"FC"}, "Fountain Colorado, USA"},
     {{"XA", "XB", "QP", "G8"}, "USA"},
