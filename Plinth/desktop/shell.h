@@ -49,7 +49,10 @@ class Shell {
   // kernel's 128 KiB limit for one argument), exits with another status or is
   // killed by a signal. Standard error is read and thrown away, so a command
   // that writes much of it never stalls. Blocks until the child has exited,
-  // and until every process holding its standard output has closed it.
+  // and until every process holding its standard output has closed it. The
+  // child starts with every signal at its default and none blocked. In a
+  // host that ignores SIGCHLD the kernel reaps the child before its status
+  // can be read, so every run is absent there.
   [[nodiscard]] static std::optional<std::vector<std::uint8_t>> run(const std::vector<std::string>& arguments);
 
   // run(), decoded as UTF-8: absent when run() is, or when the bytes are not
