@@ -1,0 +1,150 @@
+// The Linux pieces of folder permissions on real folders, a grant restored by
+// a second process through the real store, and the privacy tests on made-up
+// home folders.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Plinth/permissions/folder_access_linux.h"
+#include "Plinth/permissions/permissions.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+namespace fs = std::filesystem;
+using Keel::URL;
+using Vantor::Testing::TempDir;
+
+URL folderURL(const fs::path& path) { return URL::fileURL(path.string(), true); }
+
+TEST(LinuxBookmarks, ResolveTheSameFolderReplacedOrGone) {
+  TempDir dir;
+  const auto folder = dir.path() / "Fotos 2026";
+  fs::create_directory(folder);
+  LinuxBookmarks bookmarks;
+  const auto made = bookmarks.bookmarkData(folderURL(folder), BookmarkCreationOptions::withSecurityScope);
+  ASSERT_TRUE(made.data) << made.error.localizedDescription;
+
+  auto resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_EQ(resolved.url, folderURL(folder));
+  EXPECT_FALSE(resolved.isStale);
+
+  fs::rename(folder, dir.path() / "old");
+  fs::create_directory(folder);  // another folder of the same name
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_EQ(resolved.url, folderURL(folder));
+  EXPECT_TRUE(resolved.isStale);
+
+  fs::remove(folder);
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_NE(resolved.error.localizedDescription.find(folder.string()), std::string::npos)
+      << resolved.error.localizedDescription;
+
+  std::ofstream(folder) << "a file now";
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_NE(resolved.error.localizedDescription.find("not a folder"), std::string::npos);
+
+  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(folder), BookmarkCreationOptions::none).data);
+  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(dir.path() / "none"), BookmarkCreationOptions::none).data);
+  EXPECT_FALSE(bookmarks.bookmarkData(URL{"https://example.org/"}, BookmarkCreationOptions::none).data);
+  resolved = bookmarks.resolve(Keel::Data{1, 2, 3}, BookmarkResolutionOptions::none);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_EQ(resolved.error.localizedDescription,
+            "The data is not a folder bookmark: it does not start like a folder bookmark.");
+}
+
+TEST(LinuxFolderAccess, StartsForFoldersThatCanBeReadAndEntered) {
+  TempDir dir;
+  const auto folder = dir.path() / "shared";
+  fs::create_directory(folder);
+  LinuxFolderAccess access(dir.path() / "no-flatpak-info");
+  EXPECT_TRUE(access.startAccessing(folderURL(folder)));
+  EXPECT_FALSE(access.startAccessing(folderURL(dir.path() / "missing")));
+
+  std::ofstream(dir.path() / "flatpak-info") << "[Application]\nname=com.brenwick.vantor\n";
+  const auto refusal = LinuxFolderAccess(dir.path() / "flatpak-info").refusal(folderURL(folder));
+  ASSERT_TRUE(refusal);
+  EXPECT_NE(refusal->find("document portal"), std::string::npos);
+
+  if (geteuid() == 0) GTEST_SKIP() << "root reads and enters any folder, whatever its mode";
+  fs::permissions(folder, fs::perms::none);
+  EXPECT_FALSE(access.startAccessing(folderURL(folder)));
+  fs::permissions(folder, fs::perms::owner_all);
+}
+
+struct Run {
+  int status;
+  std::string output;
+};
+
+Run folderGrant(const TempDir& home, const std::string& mode, const fs::path& folder) {
+  using Vantor::Testing::ChildOptions;
+  const auto out = home.path() / ("out-" + mode);
+  Vantor::Testing::ChildProcess child(
+      ChildOptions{{VANTOR_FOLDER_GRANT, mode, folder.string()},
+                   {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}},
+                   out});
+  const auto status = child.waitForExit(std::chrono::seconds(30));
+  std::stringstream text;
+  text << std::ifstream(out).rdbuf();
+  return {status.value_or(-1), text.str()};
+}
+
+TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilTheFolderIsReplaced) {
+  TempDir home;
+  const auto folder = home.path() / "Projects";
+  fs::create_directory(folder);
+  const auto line = folder.string() + "\n";
+  EXPECT_EQ(folderGrant(home, "store", folder).status, 0);
+  const auto restored = folderGrant(home, "check", folder);
+  EXPECT_EQ(restored.status, 0);
+  EXPECT_EQ(restored.output, line);
+
+  fs::rename(folder, home.path() / "Projects.old");
+  fs::create_directory(folder);
+  const auto replaced = folderGrant(home, "check", folder);
+  EXPECT_EQ(replaced.status, 1);
+  EXPECT_EQ(replaced.output, "");
+}
+
+// The real file access, with $HOME pointing at a made-up home folder.
+class ProtectedFoldersTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const char* old = std::getenv("HOME");
+    if (old != nullptr) oldHome_ = old;
+    setenv("HOME", home_.path().c_str(), 1);
+  }
+  void TearDown() override {
+    if (oldHome_) {
+      setenv("HOME", oldHome_->c_str(), 1);
+    } else {
+      unsetenv("HOME");
+    }
+  }
+  TempDir home_;
+  std::optional<std::string> oldHome_;
+};
+
+TEST_F(ProtectedFoldersTest, ListingTakesTheLiteralTildePath) {
+  EXPECT_FALSE(Permissions::canListProtectedFolders());
+  fs::create_directories(home_.path() / "Library" / "Cookies");
+  // The listing of "~/Library/Cookies/" looks for a folder named "~" in the
+  // current folder, finds none (ENOENT), and that is no objection.
+  ASSERT_FALSE(fs::exists("~"));
+  EXPECT_TRUE(Permissions::canListProtectedFolders());
+  EXPECT_EQ(Permissions::canReadPrivacyDatabase(), fs::exists(std::string(Permissions::privacyDatabasePath)));
+}
+
+}  // namespace
+}  // namespace Plinth
