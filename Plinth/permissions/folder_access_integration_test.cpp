@@ -118,32 +118,19 @@ TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilTheFo
 }
 
 // The real file access, with $HOME pointing at a made-up home folder.
-class ProtectedFoldersTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    const char* old = std::getenv("HOME");
-    if (old != nullptr) oldHome_ = old;
-    setenv("HOME", home_.path().c_str(), 1);
-  }
-  void TearDown() override {
-    if (oldHome_) {
-      setenv("HOME", oldHome_->c_str(), 1);
-    } else {
-      unsetenv("HOME");
-    }
-  }
-  TempDir home_;
-  std::optional<std::string> oldHome_;
-};
-
-TEST_F(ProtectedFoldersTest, ListingTakesTheLiteralTildePath) {
+TEST(ProtectedFolders, ListingTakesTheLiteralTildePath) {
+  TempDir home;
+  const char* old = std::getenv("HOME");
+  const std::string oldHome = old != nullptr ? old : "/";
+  setenv("HOME", home.path().c_str(), 1);
   EXPECT_FALSE(Permissions::canListProtectedFolders());
-  fs::create_directories(home_.path() / "Library" / "Cookies");
-  // The listing of "~/Library/Cookies/" looks for a folder named "~" in the
-  // current folder, finds none (ENOENT), and that is no objection.
-  ASSERT_FALSE(fs::exists("~"));
+  fs::create_directories(home.path() / "Library" / "Cookies");
+  // Listing "~/Library/Cookies/" looks for a folder "~" in the current
+  // folder, finds none (ENOENT), and that is no objection.
+  EXPECT_FALSE(fs::exists("~"));
   EXPECT_TRUE(Permissions::canListProtectedFolders());
   EXPECT_EQ(Permissions::canReadPrivacyDatabase(), fs::exists(std::string(Permissions::privacyDatabasePath)));
+  setenv("HOME", oldHome.c_str(), 1);
 }
 
 }  // namespace
