@@ -157,7 +157,8 @@ void onConnected(GObject* /*source*/, GAsyncResult* result, gpointer data) {
   // The portal answers on /org/freedesktop/portal/desktop/request/SENDER/TOKEN,
   // SENDER being our unique name without ":" and with "_" for ".". Listening
   // there before the call means the answer cannot be missed.
-  std::string sender = g_dbus_connection_get_unique_name(connection);
+  const gchar* unique = g_dbus_connection_get_unique_name(connection);
+  std::string sender = unique != nullptr ? unique : "";
   if (!sender.empty() && sender.front() == ':') sender.erase(0, 1);
   for (char& c : sender) {
     if (c == '.') c = '_';
