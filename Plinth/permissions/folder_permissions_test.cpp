@@ -67,7 +67,7 @@ class FolderPermissionsTest : public ::testing::Test {
             access,
             picker,
             [this](std::string_view m) { logged.emplace_back(m); },
-            [this](std::string_view key) { return "Allow(" + std::string(key) + ")"; },
+            [](std::string_view key) { return "Allow(" + std::string(key) + ")"; },
             [] { return folder("/home/anna"); }};
   }
   void storeList(AnyValue::Array paths) {

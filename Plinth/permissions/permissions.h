@@ -17,7 +17,8 @@ namespace Plinth {
 
 // The privacy panes that can be opened; the raw values are the panes' own
 // identifiers (the first three cases are lower camel case, the rest keep the
-// panes' capitals).
+// panes' capitals, hence the naming check is off for them).
+// NOLINTBEGIN(readability-identifier-naming)
 enum class PrivacyPage : std::uint8_t {
   privacy,
   accessibility,
@@ -33,6 +34,7 @@ enum class PrivacyPage : std::uint8_t {
   Reminders,
   SystemServices,
 };
+// NOLINTEND(readability-identifier-naming)
 
 inline constexpr std::array<PrivacyPage, 13> allPrivacyPages = {
     PrivacyPage::privacy,       PrivacyPage::accessibility,    PrivacyPage::allFiles,   PrivacyPage::Assistive,
