@@ -133,5 +133,35 @@ TEST(ProtectedFolders, ListingTakesTheLiteralTildePath) {
   setenv("HOME", oldHome.c_str(), 1);
 }
 
+// The default opener hands the pane's URL to the desktop's handler of the
+// scheme: here a handler of the test's own, which GIO finds on its first
+// look-up in this process.
+TEST(PrivacyPanes, TheDefaultOpenerHandsTheURLToTheSchemesHandler) {
+  TempDir dir;
+  const auto opened = dir.path() / "opened";
+  fs::create_directories(dir.path() / "data" / "applications");
+  fs::create_directories(dir.path() / "config");
+  std::ofstream(dir.path() / "data" / "applications" / "settings.desktop")
+      << "[Desktop Entry]\nType=Application\nName=Settings\n"
+      << "Exec=/bin/sh -c 'printf %s \"$0\" > " << opened.string() << "' %u\n"
+      << "MimeType=x-scheme-handler/x-apple.systempreferences;\n";
+  std::ofstream(dir.path() / "config" / "mimeapps.list")
+      << "[Default Applications]\nx-scheme-handler/x-apple.systempreferences=settings.desktop\n";
+  setenv("XDG_DATA_HOME", (dir.path() / "data").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (dir.path() / "config").c_str(), 1);
+  setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
+
+  Permissions::open(PrivacyPage::allFiles);
+  const auto read = [&] {
+    std::stringstream text;
+    text << std::ifstream(opened).rdbuf();
+    return text.str();
+  };
+  EXPECT_TRUE(Vantor::Testing::waitUntil(
+      [&] { return read() == "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles"; },
+      std::chrono::seconds(10)))
+      << read();
+}
+
 }  // namespace
 }  // namespace Plinth
