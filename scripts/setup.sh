@@ -15,7 +15,7 @@ packages=(
   libplist-dev libexpat1-dev zlib1g-dev libsimdjson-dev
   # run-time data and tools the tests and demo drive for real
   dbus-daemon dbus-bin libglib2.0-bin shared-mime-info hicolor-icon-theme
-  python3 python3-dbusmock libcpp-httplib-dev procps gzip iproute2 util-linux
+  python3 python3-dbusmock python3-gi gir1.2-glib-2.0 libcpp-httplib-dev procps gzip iproute2 util-linux
   # checks the autostart entries vantor-login-item writes
   desktop-file-utils
 )

@@ -1,0 +1,167 @@
+// The Linux pieces of folder permissions on real folders, a grant restored by
+// a second process through the real store, and the privacy tests on made-up
+// home folders.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Plinth/permissions/folder_access_linux.h"
+#include "Plinth/permissions/permissions.h"
+#include "testing/child_process.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+namespace fs = std::filesystem;
+using Keel::URL;
+using Vantor::Testing::TempDir;
+
+URL folderURL(const fs::path& path) { return URL::fileURL(path.string(), true); }
+
+TEST(LinuxBookmarks, ResolveTheSameFolderReplacedOrGone) {
+  TempDir dir;
+  const auto folder = dir.path() / "Fotos 2026";
+  fs::create_directory(folder);
+  LinuxBookmarks bookmarks;
+  const auto made = bookmarks.bookmarkData(folderURL(folder), BookmarkCreationOptions::withSecurityScope);
+  ASSERT_TRUE(made.data) << made.error.localizedDescription;
+
+  auto resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_EQ(resolved.url, folderURL(folder));
+  EXPECT_FALSE(resolved.isStale);
+
+  fs::rename(folder, dir.path() / "old");
+  fs::create_directory(folder);  // another folder of the same name
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_EQ(resolved.url, folderURL(folder));
+  EXPECT_TRUE(resolved.isStale);
+
+  fs::remove(folder);
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_NE(resolved.error.localizedDescription.find(folder.string()), std::string::npos)
+      << resolved.error.localizedDescription;
+
+  std::ofstream(folder) << "a file now";
+  resolved = bookmarks.resolve(*made.data, BookmarkResolutionOptions::withSecurityScope);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_NE(resolved.error.localizedDescription.find("not a folder"), std::string::npos);
+
+  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(folder), BookmarkCreationOptions::none).data);
+  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(dir.path() / "none"), BookmarkCreationOptions::none).data);
+  EXPECT_FALSE(bookmarks.bookmarkData(URL{"https://example.org/"}, BookmarkCreationOptions::none).data);
+  resolved = bookmarks.resolve(Keel::Data{1, 2, 3}, BookmarkResolutionOptions::none);
+  EXPECT_FALSE(resolved.url);
+  EXPECT_EQ(resolved.error.localizedDescription,
+            "The data is not a folder bookmark: it does not start like a folder bookmark.");
+}
+
+TEST(LinuxFolderAccess, StartsForFoldersThatCanBeReadAndEntered) {
+  TempDir dir;
+  const auto folder = dir.path() / "shared";
+  fs::create_directory(folder);
+  LinuxFolderAccess access(dir.path() / "no-flatpak-info");
+  EXPECT_TRUE(access.startAccessing(folderURL(folder)));
+  EXPECT_FALSE(access.startAccessing(folderURL(dir.path() / "missing")));
+
+  std::ofstream(dir.path() / "flatpak-info") << "[Application]\nname=com.brenwick.vantor\n";
+  const auto refusal = LinuxFolderAccess(dir.path() / "flatpak-info").refusal(folderURL(folder));
+  ASSERT_TRUE(refusal);
+  EXPECT_NE(refusal->find("document portal"), std::string::npos);
+
+  if (geteuid() == 0) GTEST_SKIP() << "root reads and enters any folder, whatever its mode";
+  fs::permissions(folder, fs::perms::none);
+  EXPECT_FALSE(access.startAccessing(folderURL(folder)));
+  fs::permissions(folder, fs::perms::owner_all);
+}
+
+struct Run {
+  int status;
+  std::string output;
+};
+
+Run folderGrant(const TempDir& home, const std::string& mode, const fs::path& folder) {
+  using Vantor::Testing::ChildOptions;
+  const auto out = home.path() / ("out-" + mode);
+  Vantor::Testing::ChildProcess child(
+      ChildOptions{{VANTOR_FOLDER_GRANT, mode, folder.string()},
+                   {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}},
+                   out});
+  const auto status = child.waitForExit(std::chrono::seconds(30));
+  std::stringstream text;
+  text << std::ifstream(out).rdbuf();
+  return {status.value_or(-1), text.str()};
+}
+
+TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilTheFolderIsReplaced) {
+  TempDir home;
+  const auto folder = home.path() / "Projects";
+  fs::create_directory(folder);
+  const auto line = folder.string() + "\n";
+  EXPECT_EQ(folderGrant(home, "store", folder).status, 0);
+  const auto restored = folderGrant(home, "check", folder);
+  EXPECT_EQ(restored.status, 0);
+  EXPECT_EQ(restored.output, line);
+
+  fs::rename(folder, home.path() / "Projects.old");
+  fs::create_directory(folder);
+  const auto replaced = folderGrant(home, "check", folder);
+  EXPECT_EQ(replaced.status, 1);
+  EXPECT_EQ(replaced.output, "");
+}
+
+// The real file access, with $HOME pointing at a made-up home folder.
+TEST(ProtectedFolders, ListingTakesTheLiteralTildePath) {
+  TempDir home;
+  const char* old = std::getenv("HOME");
+  const std::string oldHome = old != nullptr ? old : "/";
+  setenv("HOME", home.path().c_str(), 1);
+  EXPECT_FALSE(Permissions::canListProtectedFolders());
+  fs::create_directories(home.path() / "Library" / "Cookies");
+  // Listing "~/Library/Cookies/" looks for a folder "~" in the current
+  // folder, finds none (ENOENT), and that is no objection.
+  EXPECT_FALSE(fs::exists("~"));
+  EXPECT_TRUE(Permissions::canListProtectedFolders());
+  EXPECT_EQ(Permissions::canReadPrivacyDatabase(), fs::exists(std::string(Permissions::privacyDatabasePath)));
+  setenv("HOME", oldHome.c_str(), 1);
+}
+
+// The default opener hands the pane's URL to the desktop's handler of the
+// scheme: here a handler of the test's own, which GIO finds on its first
+// look-up in this process.
+TEST(PrivacyPanes, TheDefaultOpenerHandsTheURLToTheSchemesHandler) {
+  TempDir dir;
+  const auto opened = dir.path() / "opened";
+  fs::create_directories(dir.path() / "data" / "applications");
+  fs::create_directories(dir.path() / "config");
+  std::ofstream(dir.path() / "data" / "applications" / "settings.desktop")
+      << "[Desktop Entry]\nType=Application\nName=Settings\n"
+      << "Exec=/bin/sh -c 'printf %s \"$0\" > " << opened.string() << "' %u\n"
+      << "MimeType=x-scheme-handler/x-apple.systempreferences;\n";
+  std::ofstream(dir.path() / "config" / "mimeapps.list")
+      << "[Default Applications]\nx-scheme-handler/x-apple.systempreferences=settings.desktop\n";
+  setenv("XDG_DATA_HOME", (dir.path() / "data").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (dir.path() / "config").c_str(), 1);
+  setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
+
+  Permissions::open(PrivacyPage::allFiles);
+  const auto read = [&] {
+    std::stringstream text;
+    text << std::ifstream(opened).rdbuf();
+    return text.str();
+  };
+  EXPECT_TRUE(Vantor::Testing::waitUntil(
+      [&] { return read() == "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles"; },
+      std::chrono::seconds(10)))
+      << read();
+}
+
+}  // namespace
+}  // namespace Plinth

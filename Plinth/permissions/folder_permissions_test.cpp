@@ -1,0 +1,262 @@
+#include "Plinth/permissions/folder_permissions.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Plinth {
+namespace {
+
+using Keel::AnyValue;
+using Keel::URL;
+
+URL folder(const std::string& path) { return URL::fileURL(path, true); }
+Keel::Data bytes(const std::string& text) { return {text.begin(), text.end()}; }
+
+// Bookmarks whose data is "bm:" and the path; resolving looks the path up in
+// `outcomes` (missing: resolves fine).
+struct FakeBookmarks final : BookmarkMaker, BookmarkResolver {
+  enum class Outcome { fine, stale, error };
+  std::map<std::string, Outcome> outcomes;
+  std::set<std::string> unmakeable;
+  std::vector<std::uint64_t> optionsSeen;
+  MadeBookmark bookmarkData(const URL& url, BookmarkCreationOptions options) override {
+    optionsSeen.push_back(static_cast<std::uint64_t>(options));
+    if (unmakeable.count(url.path()) != 0) return {std::nullopt, {"cannot"}};
+    return {bytes("bm:" + url.path()), {}};
+  }
+  ResolvedBookmark resolve(const Keel::Data& data, BookmarkResolutionOptions options) override {
+    optionsSeen.push_back(static_cast<std::uint64_t>(options));
+    const std::string text(data.begin(), data.end());
+    if (!text.starts_with("bm:")) return {std::nullopt, false, {"not a bookmark: " + text}};
+    const auto path = text.substr(3);
+    const auto outcome = outcomes.count(path) != 0 ? outcomes[path] : Outcome::fine;
+    if (outcome == Outcome::error) return {std::nullopt, false, {"The folder " + path + " is gone."}};
+    return {folder(path), outcome == Outcome::stale, {}};
+  }
+};
+
+struct FakeAccess final : FolderAccess {
+  std::set<std::string> refused;
+  std::vector<std::string> started, stopped;
+  bool startAccessing(const URL& url) override {
+    if (refused.count(url.path()) != 0) return false;
+    started.push_back(url.path());
+    return true;
+  }
+  void stopAccessing(const URL& url) override { stopped.push_back(url.path()); }
+};
+
+struct FakePicker final : FolderPicker {
+  std::vector<OpenPanelOptions> shown;
+  FolderPickerCompletion pending;
+  void beginSheet(const OpenPanelOptions& options, Window*, FolderPickerCompletion completion) override {
+    shown.push_back(options);
+    pending = std::move(completion);
+  }
+};
+
+class FolderPermissionsTest : public ::testing::Test {
+ protected:
+  FolderAccessServices services() {
+    return {bookmarks,
+            bookmarks,
+            access,
+            picker,
+            [this](std::string_view m) { logged.emplace_back(m); },
+            [](std::string_view key) { return "Allow(" + std::string(key) + ")"; },
+            [] { return folder("/home/anna"); }};
+  }
+  void storeList(AnyValue::Array paths) {
+    store.set(AnyValue(std::move(paths)), "Bookmarks");
+    for (const auto& path : {"/a", "/b", "/c", "/d"}) store.set(AnyValue(bytes(std::string("bm:") + path)), path);
+  }
+
+  Keel::MemoryUserDefaults store;
+  std::shared_ptr<FakeBookmarks> bookmarks = std::make_shared<FakeBookmarks>();
+  std::shared_ptr<FakeAccess> access = std::make_shared<FakeAccess>();
+  std::shared_ptr<FakePicker> picker = std::make_shared<FakePicker>();
+  std::vector<std::string> logged;
+};
+
+TEST_F(FolderPermissionsTest, KeepsExactlyTheListAndOneDataEntryPerPathAndRestoresThem) {
+  {
+    FolderPermissions permissions(store, services());
+    permissions.store(folder("/a"));
+    permissions.store(folder("/b b"));
+  }
+  const Keel::TextDictionary expected{
+      {"/a", bytes("bm:/a")}, {"/b b", bytes("bm:/b b")}, {"Bookmarks", AnyValue(AnyValue::Array{"/a", "/b b"})}};
+  EXPECT_EQ(store.dictionaryRepresentation(), expected);
+
+  FolderPermissions restored(store, services());
+  EXPECT_EQ(restored.keys(), (std::vector<std::string>{"/a", "/b b"}));
+  EXPECT_EQ(restored.count(), 2U);
+  EXPECT_TRUE(restored.hasAccess(folder("/b b")));
+  EXPECT_FALSE(restored.hasAccess(URL::fileURL("/a")));  // the whole URL counts, not the path
+  EXPECT_TRUE(restored.hasAccess(std::vector<URL>{}));
+  EXPECT_EQ(store.dictionaryRepresentation(), expected);
+}
+
+TEST_F(FolderPermissionsTest, RestoreLeavesOutFailuresAndLogsOnlyResolutionErrors) {
+  bookmarks->outcomes = {{"/b", FakeBookmarks::Outcome::error}, {"/c", FakeBookmarks::Outcome::stale}};
+  access->refused = {"/d"};
+  storeList({"/none", "/b", "/c", "/d", "/a"});
+  const auto before = store.dictionaryRepresentation();
+
+  FolderPermissions permissions(store, services());
+  EXPECT_EQ(permissions.keys(), std::vector<std::string>{"/a"});
+  EXPECT_EQ(logged, std::vector<std::string>{"The folder /b is gone."});
+  EXPECT_EQ(store.dictionaryRepresentation(), before);  // construction writes nothing
+
+  // The next write of the list leaves the failed paths out; their data stays.
+  permissions.store(folder("/e"));
+  EXPECT_EQ(store.array("Bookmarks"), (AnyValue::Array{"/a", "/e"}));
+  EXPECT_EQ(store.data("/c"), bytes("bm:/c"));
+}
+
+TEST_F(FolderPermissionsTest, ABookmarksEntryThatIsNotAllTextsRestoresNothing) {
+  storeList({"/a", 5, "/b"});
+  EXPECT_EQ(FolderPermissions(store, services()).count(), 0U);
+  store.set(AnyValue("/a"), "Bookmarks");
+  EXPECT_EQ(FolderPermissions(store, services()).count(), 0U);
+
+  // A huge list of paths without data costs one look-up each and restores nothing.
+  AnyValue::Array huge(100000, AnyValue("/nothing/here"));
+  store.set(AnyValue(std::move(huge)), "Bookmarks");
+  FolderPermissions permissions(store, services());
+  EXPECT_EQ(permissions.count(), 0U);
+  EXPECT_TRUE(logged.empty());
+}
+
+TEST_F(FolderPermissionsTest, TheSameFolderStoredTwiceIsRemovedByOneRemove) {
+  FolderPermissions permissions(store, services());
+  permissions.store(folder("/a"));
+  permissions.store(folder("/b"));
+  permissions.store(folder("/a"));
+  EXPECT_EQ(permissions.keys(), (std::vector<std::string>{"/a", "/b", "/a"}));
+  EXPECT_EQ(permissions.count(), 2U);
+
+  permissions.remove("/a");
+  EXPECT_EQ(permissions.keys(), std::vector<std::string>{"/b"});
+  EXPECT_FALSE(permissions.hasAccess(folder("/a")));
+  EXPECT_EQ(store.array("Bookmarks"), AnyValue::Array{"/b"});
+  EXPECT_FALSE(store.object("/a"));
+  EXPECT_TRUE(access->stopped.empty());  // access lasts until the process ends
+
+  permissions.store(folder("/c"));
+  permissions.remove(folder("/c"));
+  permissions.removeAll();
+  EXPECT_EQ(permissions.count(), 0U);
+  EXPECT_EQ(store.dictionaryRepresentation(), (Keel::TextDictionary{{"Bookmarks", AnyValue(AnyValue::Array{})}}));
+}
+
+TEST_F(FolderPermissionsTest, AFailedBookmarkOrRefusedAccessStoresNothing) {
+  bookmarks->unmakeable = {"/a"};
+  access->refused = {"/b"};
+  FolderPermissions permissions(store, services());
+  permissions.store(folder("/a"));
+  permissions.store(folder("/b"));
+  permissions.store(URL::fileURL("/c\x01"));  // no key a store can hold
+  EXPECT_TRUE(permissions.keys().empty());
+  EXPECT_EQ(access->started, std::vector<std::string>{"/c\x01"});
+  EXPECT_TRUE(store.dictionaryRepresentation().empty());
+  EXPECT_TRUE(logged.empty());
+}
+
+TEST_F(FolderPermissionsTest, OptionsReachTheBookmarkPieces) {
+  storeList({"/a"});
+  FolderPermissions permissions(store, BookmarkCreationOptions::none, BookmarkResolutionOptions::none, services());
+  permissions.setCreationOptions(BookmarkCreationOptions::withSecurityScope);
+  permissions.store(folder("/b"));
+  EXPECT_EQ(bookmarks->optionsSeen, (std::vector<std::uint64_t>{0, 2048}));
+  EXPECT_EQ(FolderPermissions(store, services()).resolutionOptions(), BookmarkResolutionOptions::withSecurityScope);
+}
+
+TEST_F(FolderPermissionsTest, RequestAccessShowsTheFolderPanelAndFollowsItsAnswer) {
+  FolderPermissions permissions(store, services());
+  std::vector<std::optional<URL>> answers;
+  const auto record = [&](std::optional<URL> url) { answers.push_back(std::move(url)); };
+
+  permissions.requestAccess(nullptr, record);
+  ASSERT_EQ(picker->shown.size(), 1U);
+  const auto& options = picker->shown[0];
+  EXPECT_EQ(options.directory, folder("/home/anna"));
+  EXPECT_FALSE(options.allowsMultipleSelection);
+  EXPECT_TRUE(options.canChooseDirectories);
+  EXPECT_FALSE(options.canCreateDirectories);
+  EXPECT_FALSE(options.canChooseFiles);
+  EXPECT_EQ(options.prompt, "Allow(ALLOW)");
+  picker->pending(ModalResponse::cancel, folder("/a"));
+  EXPECT_EQ(answers, std::vector<std::optional<URL>>{std::nullopt});
+
+  permissions.requestAccess(nullptr, folder("/start"), record);
+  EXPECT_EQ(picker->shown.back().directory, folder("/start"));
+  picker->pending(ModalResponse::OK, std::nullopt);  // OK without a folder: no answer at all
+  EXPECT_EQ(answers.size(), 1U);
+
+  access->refused = {"/b"};
+  permissions.requestAccess(nullptr, record);
+  picker->pending(ModalResponse::OK, folder("/b"));  // answered even though storing failed
+  permissions.requestAccess(nullptr, record);
+  picker->pending(ModalResponse::OK, folder("/a"));
+  EXPECT_EQ(answers, (std::vector<std::optional<URL>>{std::nullopt, folder("/b"), folder("/a")}));
+  EXPECT_EQ(permissions.keys(), std::vector<std::string>{"/a"});
+}
+
+TEST_F(FolderPermissionsTest, APanelEndingAfterItsOwnerIsGoneDoesNothing) {
+  bool called = false;
+  {
+    FolderPermissions permissions(store, services());
+    permissions.requestAccess(nullptr, [&](std::optional<URL>) { called = true; });
+  }
+  picker->pending(ModalResponse::OK, folder("/a"));
+  EXPECT_FALSE(called);
+  EXPECT_TRUE(store.dictionaryRepresentation().empty());
+}
+
+TEST_F(FolderPermissionsTest, SecureFoldersGrantRestoreStopAndRemoveSilently) {
+  bookmarks->outcomes = {{"/b", FakeBookmarks::Outcome::error}, {"/c", FakeBookmarks::Outcome::stale}};
+  SecureFolderSet set(store, services());
+  SecureFolders::setSharedForTesting(&set);
+  SecureFolders::grant(folder("/a"), "first");
+  EXPECT_EQ(store.data("first"), bytes("bm:/a"));
+  store.set(AnyValue(bytes("bm:/b")), "broken");
+  store.set(AnyValue(bytes("bm:/c")), "stale");
+  store.set(AnyValue("keep"), "other");
+
+  SecureFolderSet later(store, services());
+  later.restore(std::vector<std::string>{"missing", "broken", "stale", "first"});
+  EXPECT_EQ(later.urls(), std::vector<URL>{folder("/a")});
+  EXPECT_TRUE(logged.empty());
+  EXPECT_EQ(bookmarks->optionsSeen, (std::vector<std::uint64_t>{2048, 1024, 1024, 1024}));
+
+  SecureFolders::stopAccessing(folder("/a"));
+  EXPECT_FALSE(SecureFolders::hasAccess(folder("/a")));
+  EXPECT_EQ(access->stopped, std::vector<std::string>{"/a"});
+
+  SecureFolders::remove(std::vector<std::string>{"first", "stale", "absent"});
+  EXPECT_EQ(store.dictionaryRepresentation(),
+            (Keel::TextDictionary{{"broken", bytes("bm:/b")}, {"other", AnyValue("keep")}}));
+
+  std::vector<std::optional<URL>> answers;
+  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
+  EXPECT_EQ(picker->shown.back().prompt, "Pick");
+  EXPECT_EQ(picker->shown.back().directory, folder("/s"));
+  picker->pending(ModalResponse::OK, std::nullopt);
+  picker->pending = {};
+  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
+  picker->pending(ModalResponse::OK, folder("/d"));
+  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
+  picker->pending(ModalResponse::cancel, std::nullopt);
+  EXPECT_EQ(answers, (std::vector<std::optional<URL>>{folder("/d"), std::nullopt}));
+  EXPECT_EQ(store.data("chosen"), bytes("bm:/d"));
+  EXPECT_TRUE(SecureFolders::hasAccess(std::vector<URL>{folder("/d")}));
+  SecureFolders::setSharedForTesting(nullptr);
+}
+
+}  // namespace
+}  // namespace Plinth

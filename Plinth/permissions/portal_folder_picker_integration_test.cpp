@@ -1,0 +1,144 @@
+// The portal folder picker against a stand-in for the desktop portal (a
+// Python GDBus service on a private bus) that records the options it was
+// given and answers as told.
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "Plinth/permissions/portal_folder_picker_linux.h"
+#include "testing/child_process.h"
+#include "testing/private_session_bus.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+using namespace std::chrono_literals;
+using Vantor::Testing::ChildOptions;
+using Vantor::Testing::ChildProcess;
+
+constexpr const char* fakePortal = R"(
+import json, sys
+import gi
+gi.require_version('Gio', '2.0')
+from gi.repository import Gio, GLib
+mode, record, uri = sys.argv[1:4]
+node = Gio.DBusNodeInfo.new_for_xml('''<node><interface name="org.freedesktop.portal.FileChooser">
+<method name="OpenFile"><arg type="s" direction="in"/><arg type="s" direction="in"/>
+<arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method></interface></node>''')
+def call(conn, sender, path, iface, method, params, invocation):
+    options = params.unpack()[2]
+    with open(record, 'w') as f:
+        json.dump({k: list(v) if isinstance(v, (bytes, bytearray)) else v for k, v in options.items()}, f)
+    handle = '/org/freedesktop/portal/desktop/request/%s/%s' % (sender[1:].replace('.', '_'), options['handle_token'])
+    invocation.return_value(GLib.Variant('(o)', (handle,)))
+    code, results = {'choose': (0, {'uris': GLib.Variant('as', [uri])}), 'empty': (0, {})}.get(mode, (1, {}))
+    def respond():
+        conn.emit_signal(sender, handle, 'org.freedesktop.portal.Request', 'Response',
+                         GLib.Variant('(ua{sv})', (code, results)))
+        return False
+    GLib.idle_add(respond)
+def acquired(conn, name):
+    conn.register_object('/org/freedesktop/portal/desktop', node.interfaces[0], call, None, None)
+Gio.bus_own_name(Gio.BusType.SESSION, 'org.freedesktop.portal.Desktop', Gio.BusNameOwnerFlags.NONE,
+                 acquired, lambda conn, name: open(record + '.ready', 'w').close(), None)
+GLib.MainLoop().run()
+)";
+
+struct Answer {
+  ModalResponse response;
+  std::optional<Keel::URL> url;
+};
+
+class PortalFolderPickerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { g_main_context_push_thread_default(context_); }
+  void TearDown() override {
+    portal_.reset();
+    g_main_context_pop_thread_default(context_);
+    g_main_context_unref(context_);
+  }
+
+  void startPortal(const std::string& mode, const std::string& uri = "") {
+    std::ofstream(dir_.path() / "portal.py") << fakePortal;
+    const auto ready = record().string() + ".ready";
+    std::filesystem::remove(ready);
+    portal_ = std::make_unique<ChildProcess>(
+        ChildOptions{{"/usr/bin/python3", (dir_.path() / "portal.py").string(), mode, record().string(), uri},
+                     {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
+    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return std::filesystem::exists(ready); }, 30s)) << "no portal";
+  }
+
+  // Begins the panel and runs this thread's loop until it ends.
+  std::optional<Answer> choose(PortalFolderPicker picker) {
+    OpenPanelOptions options;
+    options.directory = Keel::URL::fileURL("/start/h\xC3\xA9re", true);
+    options.prompt = "Allow";
+    std::optional<Answer> answer;
+    int calls = 0;
+    picker.beginSheet(options, nullptr, [&](ModalResponse response, std::optional<Keel::URL> url) {
+      ++calls;
+      answer = Answer{response, std::move(url)};
+    });
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (!answer && std::chrono::steady_clock::now() < deadline) g_main_context_iteration(context_, FALSE);
+    // Nothing more arrives afterwards.
+    for (int i = 0; i < 20; ++i) g_main_context_iteration(context_, FALSE);
+    EXPECT_LE(calls, 1);
+    return answer;
+  }
+
+  std::filesystem::path record() const { return dir_.path() / "options.json"; }
+
+  GMainContext* context_ = g_main_context_new();
+  Vantor::Testing::PrivateSessionBus bus_;
+  Vantor::Testing::TempDir dir_;
+  std::unique_ptr<ChildProcess> portal_;
+};
+
+TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURL) {
+  startPortal("choose", "file:///tmp/chosen%20folder");
+  const auto answer = choose(PortalFolderPicker(bus_.address()));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->response, ModalResponse::OK);
+  EXPECT_EQ(answer->url, Keel::URL::fileURL("/tmp/chosen folder", true));
+
+  std::stringstream options;
+  options << std::ifstream(record()).rdbuf();
+  // current_folder is the path's bytes with the terminating NUL.
+  EXPECT_NE(options.str().find(R"("current_folder": [47, 115, 116, 97, 114, 116, 47, 104, 195, 169, 114, 101, 0])"),
+            std::string::npos)
+      << options.str();
+  EXPECT_NE(options.str().find(R"("directory": true)"), std::string::npos);
+  EXPECT_NE(options.str().find(R"("multiple": false)"), std::string::npos);
+  EXPECT_NE(options.str().find(R"("accept_label": "Allow")"), std::string::npos);
+}
+
+TEST_F(PortalFolderPickerTest, CancelNoPortalNoBusAndAnEmptySuccess) {
+  auto answer = choose(PortalFolderPicker("unix:path=" + (dir_.path() / "no-bus").string()));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->response, ModalResponse::cancel);
+  answer = choose(PortalFolderPicker(bus_.address()));  // nobody owns the portal's name
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->response, ModalResponse::cancel);
+
+  startPortal("cancel");
+  answer = choose(PortalFolderPicker(bus_.address()));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->response, ModalResponse::cancel);
+  EXPECT_FALSE(answer->url);
+
+  portal_.reset();
+  startPortal("empty");
+  answer = choose(PortalFolderPicker(bus_.address()));
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->response, ModalResponse::OK);
+  EXPECT_FALSE(answer->url);
+}
+
+}  // namespace
+}  // namespace Plinth
