@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "Plinth/permissions/folder_access_linux.h"
 #include "Plinth/permissions/permissions.h"
@@ -76,7 +78,7 @@ TEST(LinuxFolderAccess, StartsForFoldersThatCanBeReadAndEntered) {
   ASSERT_TRUE(refusal);
   EXPECT_NE(refusal->find("document portal"), std::string::npos);
 
-  if (geteuid() == 0) GTEST_SKIP() << "root reads and enters any folder, whatever its mode";
+  if (geteuid() == 0) return;  // root enters any folder: the next test drops to another user
   fs::permissions(folder, fs::perms::none);
   EXPECT_FALSE(access.startAccessing(folderURL(folder)));
   fs::permissions(folder, fs::perms::owner_all);
@@ -115,6 +117,35 @@ TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilTheFo
   const auto replaced = folderGrant(home, "check", folder);
   EXPECT_EQ(replaced.status, 1);
   EXPECT_EQ(replaced.output, "");
+}
+
+// A folder of mode 000 refuses access to a user other than root. Run as root
+// (as CI is), the grant runs in a second process that setpriv has moved to
+// the user nobody; a folder of mode 755 beside it shows the path itself is
+// reachable for that user.
+TEST(FolderPermissionsAcrossProcesses, AFolderThatCannotBeEnteredIsNotGranted) {
+  TempDir home;
+  fs::permissions(home.path(), fs::perms::all);
+  const auto open = home.path() / "open";
+  const auto closed = home.path() / "closed";
+  fs::create_directory(open);
+  fs::create_directory(closed);
+  fs::permissions(closed, fs::perms::none);
+  std::vector<std::string> prefix;
+  if (geteuid() == 0) {
+    if (!fs::exists("/usr/bin/setpriv")) GTEST_SKIP() << "needs setpriv (util-linux) to leave root";
+    prefix = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+  }
+  const auto grant = [&](const fs::path& folder) {
+    std::vector<std::string> argv = prefix;
+    argv.insert(argv.end(), {VANTOR_FOLDER_GRANT, "store", folder.string()});
+    Vantor::Testing::ChildProcess child(Vantor::Testing::ChildOptions{
+        argv, {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}}});
+    return child.waitForExit(std::chrono::seconds(30)).value_or(-1);
+  };
+  EXPECT_EQ(grant(open), 0);
+  EXPECT_EQ(grant(closed), 1);
+  fs::permissions(closed, fs::perms::owner_all);
 }
 
 // The real file access, with $HOME pointing at a made-up home folder.
