@@ -186,13 +186,6 @@ TEST(WebClient, AddressThatIsNotUTF8CallsBackWithNothingElsewhere) {
   EXPECT_TRUE(transport->transfers.empty());
 }
 
-TEST(WebClient, GetRawSendsTheAddressAsGiven) {
-  auto transport = std::make_shared<RecordingTransport>();
-  WebClient(transport).getRaw("http://h/a%20b?q=%C3%A9", [](auto, auto) {});
-  ASSERT_EQ(transport->transfers.size(), 1u);
-  EXPECT_EQ(transport->transfers[0].request.url, "http://h/a%20b?q=%C3%A9");
-}
-
 TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddress) {
   auto transport = std::make_shared<RecordingTransport>();
   WebClient client(transport);
