@@ -79,15 +79,11 @@ TEST(ConvertTreeTest, ValuesWithoutAFormInTheTargetAreRefusedWithTheirPath) {
   EXPECT_NE(json.error().find("JSON"), std::string::npos) << json.error();
 }
 
-TEST(ReadDocumentTest, RefusesWhatIsNoRegularFileOrTooLarge) {
+TEST(ReadDocumentTest, TheSizeLimitHoldsForFilesAndStreams) {
+  // Missing files, folders and devices are refused in tools_integration_test.cpp.
   Testing::TempDir dir;
-  EXPECT_FALSE(readDocumentFile(dir.path() / "missing"));
-  EXPECT_EQ(readDocumentFile(dir.path()).error(), "is a folder, not a file");
-  EXPECT_EQ(readDocumentFile("/dev/null").error(), "not a regular file");
-
   const auto file = dir.path() / "doc.json";
   std::ofstream(file) << "[1, 2, 3]";
-  EXPECT_EQ(readDocumentFile(file).value(), "[1, 2, 3]");
   EXPECT_EQ(readDocumentFile(file, 9).value(), "[1, 2, 3]");
   EXPECT_EQ(readDocumentFile(file, 8).error(), "larger than 8 bytes");
   EXPECT_EQ(readDocumentFile(file, std::size_t{1} << 20).value(), "[1, 2, 3]");
