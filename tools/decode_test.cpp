@@ -51,20 +51,7 @@ TEST(ParseDocumentTest, BadDocumentsGiveOneLineReasons) {
   }
 }
 
-TEST(ConvertTreeTest, JSONAndPropertyListsRoundTripThroughEachOther) {
-  const std::string json =
-      R"({"name":"Vantor","count":3,"ratio":0.25,"ok":true,"items":[1,"two",{"x":-5}],"empty":{}})";
-  auto tree = parseDocument(json);
-  ASSERT_TRUE(tree) << tree.error();
-  auto plist = convertTree(tree.value(), DocumentFormat::propertyList);
-  ASSERT_TRUE(plist) << plist.error();
-  EXPECT_EQ(sniffFormat(plist.value()), DocumentFormat::propertyList);
-  auto back = parseDocument(plist.value());
-  ASSERT_TRUE(back) << back.error();
-  EXPECT_EQ(back.value(), tree.value());
-  EXPECT_EQ(convertTree(back.value(), DocumentFormat::json).value(), json + "\n");
-}
-
+// The round trip through both formats is run by tools_integration_test.cpp.
 TEST(ConvertTreeTest, ValuesWithoutAFormInTheTargetAreRefusedWithTheirPath) {
   auto withNull = parseDocument(R"({"list": [1, null]})");
   ASSERT_TRUE(withNull);
