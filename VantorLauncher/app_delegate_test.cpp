@@ -110,27 +110,20 @@ TEST_F(AppDelegateTest, AlreadyRunningTerminatesAtOnceWithoutObservingOrOpening)
   EXPECT_TRUE(log.empty());
 }
 
-TEST_F(AppDelegateTest, OpensOnlyOnceTheBusHasConfirmedTheKillmeObserver) {
+TEST_F(AppDelegateTest, OpensOnlyOnceTheBusConfirmsAndQuitsOnlyOnKillmeFromTheMainApplication) {
+  workspace.running = {app(1, std::nullopt), app(2, "com.brenwick.other")};
   AppDelegate delegate = makeDelegate(&application);
   delegate.applicationDidFinishLaunching();
   EXPECT_EQ(log, Log{"observe killme"});
   center.answer();
   EXPECT_EQ(log, (Log{"observe killme", "open"}));
-  EXPECT_TRUE(application.terminations.empty());
-  EXPECT_TRUE(errorLines.empty());
-}
-
-TEST_F(AppDelegateTest, NotRunningOpensMainApplicationAndQuitsOnlyOnKillmeFromIt) {
-  workspace.running = {app(1, std::nullopt), app(2, "com.brenwick.other")};
-  AppDelegate delegate = makeDelegate(&application);
-  delegate.applicationDidFinishLaunching();
-  center.answer();
   EXPECT_EQ(workspace.opened, std::vector<std::filesystem::path>{"/Applications/Vantor.app"});
 
   center.post("killme", "com.brenwick.other");
   center.post("killme", std::nullopt);
   center.post("other", "com.brenwick.vantor");
   EXPECT_TRUE(application.terminations.empty());
+  EXPECT_TRUE(errorLines.empty());
 
   center.post("killme", "com.brenwick.vantor");
   EXPECT_EQ(application.terminations, std::vector<int>{0});
@@ -210,16 +203,12 @@ TEST_F(AppDelegateTest, NoScopeForAnOpenWithoutAPidAndStillQuitsOnAnAbsentBus) {
   EXPECT_EQ(application.terminations, std::vector<int>{1});
 }
 
-TEST(MainApplicationURL, DropsTheLastFourComponents) {
+TEST(MainApplicationURL, DropsTheLastFourComponentsWhateverTheirNames) {
   EXPECT_EQ(AppDelegate::mainApplicationURL("/Applications/Vantor.app/Contents/Library/LoginItems/VantorLauncher.app"),
             "/Applications/Vantor.app");
-  // Only the count matters, not the names.
   EXPECT_EQ(AppDelegate::mainApplicationURL("/x/y/z/a/b/c/d"), "/x/y/z");
   EXPECT_EQ(AppDelegate::mainApplicationURL("rel/a/b/c/d"), "rel");
-}
-
-TEST(MainApplicationURL, ExactlyFourComponentsLeaveTheEmptyPath) {
-  EXPECT_EQ(AppDelegate::mainApplicationURL("/a/b/c"), "");
+  EXPECT_EQ(AppDelegate::mainApplicationURL("/a/b/c"), "");  // exactly four
 }
 
 TEST(MainApplicationURLDeathTest, FewerThanFourComponentsStopTheProcess) {
@@ -227,16 +216,13 @@ TEST(MainApplicationURLDeathTest, FewerThanFourComponentsStopTheProcess) {
   EXPECT_DEATH((void)AppDelegate::mainApplicationURL(""), "fewer than four components");
 }
 
-TEST_F(AppDelegateTest, ShortBundlePathStopsTheProcess) {
+TEST_F(AppDelegateTest, AShortOrAbsentBundlePathStopsTheProcess) {
   bundlePath = "/a/b";
-  AppDelegate delegate = makeDelegate(&application);
-  EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "fewer than four components");
-}
-
-TEST_F(AppDelegateTest, AbsentBundlePathStopsTheProcess) {
+  AppDelegate shortPath = makeDelegate(&application);
+  EXPECT_DEATH(shortPath.applicationDidFinishLaunching(), "fewer than four components");
   bundlePath = std::nullopt;
-  AppDelegate delegate = makeDelegate(&application);
-  EXPECT_DEATH(delegate.applicationDidFinishLaunching(), "bundle path is absent");
+  AppDelegate absent = makeDelegate(&application);
+  EXPECT_DEATH(absent.applicationDidFinishLaunching(), "bundle path is absent");
 }
 
 TEST_F(AppDelegateTest, AbsentApplicationObjectStopsTheProcessWhenTerminating) {

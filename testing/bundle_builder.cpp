@@ -1,27 +1,16 @@
 #include "testing/bundle_builder.h"
 
-#include <plist/plist.h>
-
-#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+
+#include "testing/plist_bytes.h"
 
 namespace Vantor::Testing {
 
 std::string infoPlist(const std::map<std::string, std::string>& entries, bool binary) {
   plist_t dict = plist_new_dict();
   for (const auto& [key, value] : entries) plist_dict_set_item(dict, key.c_str(), plist_new_string(value.c_str()));
-  char* out = nullptr;
-  uint32_t length = 0;
-  if (binary) {
-    plist_to_bin(dict, &out, &length);
-  } else {
-    plist_to_xml(dict, &out, &length);
-  }
-  plist_free(dict);
-  std::string bytes(out, length);
-  std::free(out);
-  return bytes;
+  return plistBytes(dict, binary);
 }
 
 std::filesystem::path makeBundle(const BundleSpec& spec) {

@@ -3,15 +3,14 @@
 #include "Keel/coding/apple_hardware_details.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
-#include <cstdlib>
 #include <fstream>
 #include <map>
-#include <random>
 
 #include "Keel/coding/json.h"
 #include "Keel/coding/property_list.h"
+#include "testing/plist_bytes.h"
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -50,33 +49,17 @@ TEST(AppleHardwareDetailsTest, EncodesPresentFieldsAndDecodesAbsentOnes) {
 
 class HardwareLookupTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::random_device random;
-    root_ = std::filesystem::temp_directory_path() / ("keel-hw-" + std::to_string(random()) + std::to_string(random()));
-    std::filesystem::create_directories(root_);
-  }
-  void TearDown() override { std::filesystem::remove_all(root_); }
-
   void writeList(const std::string& language, plist_t list, bool binary) {
-    char* bytes = nullptr;
-    std::uint32_t length = 0;
-    if (binary) {
-      plist_to_bin(list, &bytes, &length);
-    } else {
-      plist_to_xml(list, &bytes, &length);
-    }
-    writeFile(language, std::string(bytes, length));
-    std::free(bytes);
-    plist_free(list);
+    writeFile(language, Vantor::Testing::plistBytes(list, binary));
   }
   void writeFile(const std::string& language, const std::string& bytes) {
-    const auto path = AppleHardwareDetails::attributesPath(root_, language);
+    const auto path = AppleHardwareDetails::attributesPath(dir.path(), language);
     std::filesystem::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << bytes;
   }
   std::optional<AppleHardwareDetails> lookup(std::optional<std::string> language, std::string model) const {
     AppleHardwareDetails::Sources sources;
-    sources.root = root_;
+    sources.root = dir.path();
     sources.languageCode = [language] { return language; };
     sources.modelIdentifier = [model] { return model; };
     return AppleHardwareDetails::currentDetails(sources);
@@ -97,7 +80,7 @@ class HardwareLookupTest : public ::testing::Test {
     return dict;
   }
 
-  std::filesystem::path root_;
+  Vantor::Testing::TempDir dir;
 };
 
 TEST_F(HardwareLookupTest, ReadsTheLocalisedEntryOfTheModel) {

@@ -5,12 +5,11 @@
 #include "Keel/coding/property_list.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
 #include <cmath>
-#include <cstdlib>
 
 #include "Keel/coding/any_codable.h"
+#include "testing/plist_bytes.h"
 
 namespace Keel {
 namespace {
@@ -19,17 +18,7 @@ enum class Format { xml, binary };
 
 // The bytes libplist writes for `root` (which it takes over).
 std::string serialize(plist_t root, Format format) {
-  char* bytes = nullptr;
-  std::uint32_t length = 0;
-  if (format == Format::xml) {
-    plist_to_xml(root, &bytes, &length);
-  } else {
-    plist_to_bin(root, &bytes, &length);
-  }
-  std::string out(bytes, length);
-  std::free(bytes);
-  plist_free(root);
-  return out;
+  return Vantor::Testing::plistBytes(root, format == Format::binary);
 }
 
 plist_t sample() {

@@ -137,7 +137,7 @@ TEST(CpuList, CountsRangesAndRejectsNonsense) {
   }
 }
 
-TEST(ThermalState, HighestReachedTripDecides) {
+TEST(ThermalState, HighestReachedTripOfAnEnabledZoneDecides) {
   const ThermalZone cool{true, 40000, {{"active", 50000}, {"passive", 80000}, {"critical", 100000}}};
   const ThermalZone fansOn{true, 55000, {{"active", 50000}, {"passive", 80000}}};
   const ThermalZone throttled{true, 85000, {{"active", 50000}, {"passive", 80000}, {"critical", 100000}}};
@@ -149,9 +149,7 @@ TEST(ThermalState, HighestReachedTripDecides) {
   EXPECT_EQ(thermalState(std::vector{fansOn, throttled, cool}), 2);
   EXPECT_EQ(thermalState(std::vector{hot}), 3);
   EXPECT_EQ(thermalState(std::vector{burning, cool}), 3);
-}
-
-TEST(ThermalState, IgnoresDisabledZonesPlaceholderTripsAndMissingReadings) {
+  // Disabled zones, placeholder trips, missing readings and unknown kinds count for nothing.
   const ThermalZone disabled{false, 120000, {{"critical", 100000}}};
   const ThermalZone placeholderTrip{true, 30000, {{"critical", -32768000}, {"passive", 0}}};
   const ThermalZone noReading{true, std::nullopt, {{"critical", 1000}}};

@@ -2,15 +2,15 @@
 #include "Keel/coding/version.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "Keel/core/bundle.h"
+#include "testing/plist_bytes.h"
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -111,32 +111,14 @@ TEST(Version, KeepsTheTextAsGiven) {
 // A temporary bundle folder whose Info.plist the test writes with libplist.
 class ApplicationVersion : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "keel-version-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    root_ = pattern;
-    std::filesystem::create_directories(root_ / "Test.app" / "Contents");
-  }
-  void TearDown() override { std::filesystem::remove_all(root_); }
+  Vantor::Testing::TempDir dir;
 
-  // Writes the dictionary as Info.plist and takes ownership of it.
+  void SetUp() override { std::filesystem::create_directories(dir.path() / "Test.app" / "Contents"); }
   void writeInfo(plist_t dict, bool binary) {
-    char* out = nullptr;
-    uint32_t length = 0;
-    if (binary) {
-      plist_to_bin(dict, &out, &length);
-    } else {
-      plist_to_xml(dict, &out, &length);
-    }
-    plist_free(dict);
-    ASSERT_NE(out, nullptr);
-    std::ofstream(root_ / "Test.app" / "Contents" / "Info.plist", std::ios::binary).write(out, length);
-    std::free(out);
+    std::ofstream(dir.path() / "Test.app" / "Contents" / "Info.plist", std::ios::binary)
+        << Vantor::Testing::plistBytes(dict, binary);
   }
-
-  [[nodiscard]] Bundle bundle() const { return Bundle(root_ / "Test.app"); }
-
-  std::filesystem::path root_;
+  [[nodiscard]] Bundle bundle() const { return Bundle(dir.path() / "Test.app"); }
 };
 
 TEST_F(ApplicationVersion, ReadsTheTextFromXmlAndBinaryLists) {
@@ -148,7 +130,8 @@ TEST_F(ApplicationVersion, ReadsTheTextFromXmlAndBinaryLists) {
   }
 }
 
-TEST_F(ApplicationVersion, MissingKeyOrNonTextValueIsUnknown) {
+TEST_F(ApplicationVersion, MissingInfoPlistKeyOrNonTextValueIsUnknown) {
+  EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
   plist_t dict = plist_new_dict();
   plist_dict_set_item(dict, "CFBundleVersion", plist_new_string("77"));
   writeInfo(dict, false);
@@ -159,8 +142,6 @@ TEST_F(ApplicationVersion, MissingKeyOrNonTextValueIsUnknown) {
   writeInfo(dict, true);
   EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
 }
-
-TEST_F(ApplicationVersion, MissingInfoPlistIsUnknown) { EXPECT_EQ(applicationVersion(bundle()), "Unknown Version"); }
 
 TEST(ApplicationVersionOfProcess, TheTestBinaryHasNoBundleVersion) {
   // The test executable lies in no bundle, so its folder has no Info.plist.

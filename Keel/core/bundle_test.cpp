@@ -1,10 +1,11 @@
 #include "Keel/core/bundle.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 
-#include <cstdlib>
 #include <fstream>
+
+#include "testing/plist_bytes.h"
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -23,25 +24,16 @@ TEST(BundlePathForExecutable, FindsTheAppFolderOfContentsMacOS) {
   EXPECT_FALSE(Bundle::bundlePathForExecutable("/A.app/Contents/Resources/MacOS/x"));
 }
 
+// A bundle whose Info.plist libplist writes, in the binary format when the
+// parameter says so.
 class BundleInfoTest : public ::testing::TestWithParam<bool> {
  protected:
-  fs::path root = fs::temp_directory_path() / ("keel-bundle-" + std::to_string(::getpid()));
-  fs::path app = root / "Sample.app";
+  Vantor::Testing::TempDir dir;
+  fs::path app = dir.path() / "Sample.app";
 
   void SetUp() override { fs::create_directories(app / "Contents"); }
-  void TearDown() override { fs::remove_all(root); }
-
-  void writeInfo(plist_t dict) {
-    char* out = nullptr;
-    uint32_t length = 0;
-    if (GetParam()) {
-      plist_to_bin(dict, &out, &length);
-    } else {
-      plist_to_xml(dict, &out, &length);
-    }
-    std::ofstream(app / "Contents" / "Info.plist", std::ios::binary).write(out, length);
-    std::free(out);
-    plist_free(dict);
+  void writeInfo(plist_t root) {
+    std::ofstream(app / "Contents" / "Info.plist", std::ios::binary) << Vantor::Testing::plistBytes(root, GetParam());
   }
 };
 
@@ -66,39 +58,30 @@ TEST_P(BundleInfoTest, ARootThatIsNotADictionaryHasNoValues) {
   EXPECT_EQ(Bundle(app).executablePath(), app / "Contents" / "MacOS" / "Sample");
 }
 
-INSTANTIATE_TEST_SUITE_P(XmlAndBinary, BundleInfoTest, ::testing::Bool());
-
-TEST(BundleInfo, MissingOrGarbledInfoPlistHasNoValues) {
-  const fs::path root = fs::temp_directory_path() / ("keel-garbled-" + std::to_string(::getpid()));
-  fs::create_directories(root / "A.app" / "Contents");
-  EXPECT_FALSE(Bundle(root / "A.app").bundleIdentifier());
-  std::ofstream(root / "A.app" / "Contents" / "Info.plist") << "bplist00\xff\xff garbage";
-  EXPECT_FALSE(Bundle(root / "A.app").bundleIdentifier());
-  fs::create_directories(root / "B.app" / "Contents" / "Info.plist");  // a folder, not a file
-  EXPECT_FALSE(Bundle(root / "B.app").bundleIdentifier());
-  fs::remove_all(root);
+TEST_P(BundleInfoTest, MissingOrGarbledInfoPlistHasNoValues) {
+  EXPECT_FALSE(Bundle(app).bundleIdentifier());
+  std::ofstream(app / "Contents" / "Info.plist") << "bplist00\xff\xff garbage";
+  EXPECT_FALSE(Bundle(app).bundleIdentifier());
+  fs::remove(app / "Contents" / "Info.plist");
+  fs::create_directories(app / "Contents" / "Info.plist");  // a folder, not a file
+  EXPECT_FALSE(Bundle(app).bundleIdentifier());
 }
 
 // The names that lead out of the bundle are refused end to end, by the
 // launcher's tests; here, the names close to them that are fine.
-TEST(BundleExecutable, NamesThatOnlyLookOddAndLinksWithinTheFolderAreKept) {
-  const fs::path root = fs::temp_directory_path() / ("keel-exec-" + std::to_string(::getpid()));
-  const fs::path macos = root / "A.app" / "Contents" / "MacOS";
+TEST_P(BundleInfoTest, ExecutableNamesThatOnlyLookOddAndLinksWithinTheFolderAreKept) {
+  const fs::path macos = app / "Contents" / "MacOS";
   fs::create_directories(macos);
   fs::create_symlink("Runner-2", macos / "Runner");
   for (const char* name : {"Runner", "a..b", ".hidden"}) {
     plist_t dict = plist_new_dict();
     plist_dict_set_item(dict, "CFBundleExecutable", plist_new_string(name));
-    char* xml = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(dict, &xml, &length);
-    std::ofstream(root / "A.app" / "Contents" / "Info.plist", std::ios::binary).write(xml, length);
-    std::free(xml);
-    plist_free(dict);
-    EXPECT_EQ(Bundle(root / "A.app").executablePath(), macos / name);
+    writeInfo(dict);
+    EXPECT_EQ(Bundle(app).executablePath(), macos / name);
   }
-  fs::remove_all(root);
 }
+
+INSTANTIATE_TEST_SUITE_P(XmlAndBinary, BundleInfoTest, ::testing::Bool());
 
 TEST(BundleMain, IsTheFolderOfThisTestBinary) {
   const auto main = Bundle::main();

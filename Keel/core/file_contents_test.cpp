@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <future>
+
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -19,13 +20,8 @@ using namespace std::chrono_literals;
 
 class ReadRegularFileTest : public ::testing::Test {
  protected:
-  fs::path dir;
-  void SetUp() override {
-    std::string pattern = (fs::temp_directory_path() / "keel-read-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override { fs::remove_all(dir); }
+  Vantor::Testing::TempDir temp;
+  const fs::path& dir = temp.path();
 };
 
 TEST_F(ReadRegularFileTest, ReadsRegularFilesUpToTheLimitThroughLinksToo) {

@@ -6,8 +6,9 @@
 #include <chrono>
 #include <fstream>
 #include <map>
-#include <random>
 #include <string>
+
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -25,12 +26,9 @@ ModificationTimeReader fakeTimes(std::map<fs::path, Time> times) {
   };
 }
 
-TEST(NewestFile, EmptyListGivesNothing) {
+TEST(NewestFile, AnEmptyListGivesNothingAndUnreadableFilesRankLastButStillCount) {
   EXPECT_FALSE(newestFile({}, fakeTimes({})));
   EXPECT_FALSE(newestFile({}));
-}
-
-TEST(NewestFile, UnreadableFilesRankLastButStillCount) {
   const Time t{};
   EXPECT_EQ(newestFile({"missing"}, fakeTimes({})), fs::path("missing"));
   EXPECT_EQ(newestFile({"a", "b", "c"}, fakeTimes({})), fs::path("a"));
@@ -44,37 +42,19 @@ TEST(NewestFile, LatestWinsAndTiesGoToTheEarlierEntry) {
   EXPECT_EQ(newestFile({"d", "c", "b", "a"}, times), fs::path("c"));
 }
 
-class TempFolder {
- public:
-  TempFolder() {
-    std::random_device random;
-    path_ = fs::temp_directory_path() / ("keel-newest-file-" + std::to_string(random()) + std::to_string(random()));
-    fs::create_directory(path_);
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-  [[nodiscard]] fs::path file(const std::string& name, Time modified) const {
-    const fs::path path = path_ / name;
+TEST(NewestFile, ReadsRealModificationTimesToTheNanosecond) {
+  const Vantor::Testing::TempDir dir;
+  const auto file = [&](const std::string& name, Time modified) {
+    const fs::path path = dir.path() / name;
     std::ofstream(path) << name;
     fs::last_write_time(path, modified);
     return path;
-  }
-
- private:
-  fs::path path_;
-};
-
-TEST(NewestFile, ReadsRealModificationTimesToTheNanosecond) {
-  const TempFolder folder;
+  };
   const Time base = fs::file_time_type::clock::now() - 24h;
-  const fs::path older = folder.file("older", base);
-  const fs::path newer = folder.file("newer", base + 1ns);
-  const fs::path twin = folder.file("twin", base + 1ns);
-  const fs::path missing = older.parent_path() / "missing";
+  const fs::path older = file("older", base);
+  const fs::path newer = file("newer", base + 1ns);
+  const fs::path twin = file("twin", base + 1ns);
+  const fs::path missing = dir.path() / "missing";
   EXPECT_EQ(contentModificationTime(newer), base + 1ns);
   EXPECT_FALSE(contentModificationTime(missing));
   EXPECT_EQ(newestFile({missing, older, newer, twin}), newer);

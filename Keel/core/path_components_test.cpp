@@ -12,9 +12,7 @@ TEST(PathComponents, RootIsAComponentOfItsOwn) {
   EXPECT_EQ(pathComponents("/"), (Components{"/"}));
   EXPECT_EQ(pathComponents("a/b"), (Components{"a", "b"}));
   EXPECT_EQ(pathComponents(""), Components{});
-}
-
-TEST(PathComponents, RepeatedAndTrailingSeparatorsAddNothing) {
+  // Repeated and trailing separators add nothing.
   EXPECT_EQ(pathComponents("//a///b/"), (Components{"/", "a", "b"}));
 }
 

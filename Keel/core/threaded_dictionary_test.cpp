@@ -26,18 +26,15 @@ std::uint64_t labelNumber(const std::string& label) {
   return std::stoull(label.substr(kLabelPrefix.size()));
 }
 
-TEST(LabelDispatchTest, ContainersAreNumberedInCreationOrder) {
+TEST(LabelDispatchTest, ContainersAreNumberedInCreationOrderInDecimalWithoutPadding) {
   const ThreadedObject<int> first(0, ThreadingType::serial);
   const Dictionary second({}, ThreadingType::concurrent);
   const ThreadedDictionary<std::string, double> third({}, ThreadingType::concurrent);
   const std::uint64_t n = labelNumber(first.label());
   EXPECT_EQ(second.label(), std::string(kLabelPrefix) + std::to_string(n + 1));
   EXPECT_EQ(third.label(), std::string(kLabelPrefix) + std::to_string(n + 2));
-}
 
-TEST(LabelDispatchTest, NumbersAreDecimalWithoutPadding) {
-  LabelDispatch labels;
-  EXPECT_EQ(labels.nextLabel(), "com.threading.dispatchqueue_0");
+  EXPECT_EQ(LabelDispatch().nextLabel(), "com.threading.dispatchqueue_0");
   LabelDispatch later(9);
   EXPECT_EQ(later.nextLabel(), "com.threading.dispatchqueue_9");
   EXPECT_EQ(later.nextLabel(), "com.threading.dispatchqueue_10");
@@ -51,7 +48,7 @@ TEST(LabelDispatchDeathTest, CounterOverflowIsFatal) {
 
 class ThreadedDictionaryTest : public testing::TestWithParam<ThreadingType> {};
 
-TEST_P(ThreadedDictionaryTest, SettingNilRemovesAndSettingAgainAddsBack) {
+TEST_P(ThreadedDictionaryTest, SettingNilRemovesSettingAgainAddsBackAndReadsSeeEarlierWrites) {
   Dictionary dictionary({{1, 10}}, GetParam());
   EXPECT_EQ(dictionary.threadingType(), GetParam());
   EXPECT_EQ(dictionary.get(1), 10);
@@ -62,10 +59,7 @@ TEST_P(ThreadedDictionaryTest, SettingNilRemovesAndSettingAgainAddsBack) {
   EXPECT_EQ(dictionary.get(1), 11);
   dictionary.set(2, std::nullopt);  // removing an absent key changes nothing
   EXPECT_EQ(dictionary.count(), 1U);
-}
-
-TEST_P(ThreadedDictionaryTest, ReadsFromTheWritingThreadSeeEveryEarlierWrite) {
-  Dictionary dictionary({}, GetParam());
+  // Reads from the writing thread see every earlier write.
   for (int i = 0; i < 2000; ++i) {
     dictionary.set(i % 7, i);
     ASSERT_EQ(dictionary.get(i % 7), i);

@@ -8,15 +8,13 @@
 namespace Keel {
 namespace {
 
-TEST(TimeUtilitiesTest, NanosecondTextsBelowOneSecondShowPaddedMilliseconds) {
+TEST(TimeUtilitiesTest, NanosecondTextsPadBelowOneSecondAndShowLeadingMillisecondDigitsFromIt) {
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{0}), "00:00.000.000");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{1}), "00:00.000");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{7'000'000}), "00:00.007");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{500'000'000}), "00:00.500");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{999'999'999}), "00:00.999");
-}
-
-TEST(TimeUtilitiesTest, NanosecondTextsFromOneSecondShowLeadingMillisecondDigits) {
+  // From one second on, the leading millisecond digits follow the seconds.
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{1'000'000'000}), "00:01.100");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{61'234'000'000}), "01:01.612");
   EXPECT_EQ(TimeUtilities::string(std::uint64_t{3'599'999'999'999}), "59:59.359");

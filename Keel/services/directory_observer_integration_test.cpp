@@ -61,6 +61,13 @@ class RunCounter {
 
 void touch(const std::filesystem::path& path) { std::ofstream(path) << "x"; }
 
+// True once `change` has run the handler at least once more.
+bool runsAfter(RunCounter& runs, const std::function<void()>& change) {
+  const int before = runs.count();
+  change();
+  return runs.waitFor(before + 1);
+}
+
 // Events reach observers in the order the kernel queued them. Once a change
 // made to the checkpoint's own folder has run its handler, every earlier
 // change has been handed to its observer; a run it caused would then start
@@ -83,34 +90,23 @@ class Checkpoint {
 
 constexpr auto kQuiet = 200ms;
 
-TEST(DirectoryObserver, CreatingDeletingAndRenamingEntriesEachRunTheHandler) {
+TEST(DirectoryObserver, CreatingRenamingDeletingEntriesAndWritingAWatchedFileRunTheHandler) {
   TempDir dir;
   RunCounter runs;
   DirectoryObserver observer(dir.path(), runs.handler());
   ASSERT_TRUE(observer.isWatching());
+  namespace fs = std::filesystem;
+  EXPECT_TRUE(runsAfter(runs, [&] { touch(dir.path() / "a"); }));
+  EXPECT_TRUE(runsAfter(runs, [&] { fs::rename(dir.path() / "a", dir.path() / "b"); }));
+  EXPECT_TRUE(runsAfter(runs, [&] { fs::remove(dir.path() / "b"); }));
+  EXPECT_TRUE(runsAfter(runs, [&] { fs::create_directory(dir.path() / "sub"); }));
 
-  touch(dir.path() / "a");
-  ASSERT_TRUE(runs.waitFor(1));
-  int seen = runs.count();
-  std::filesystem::rename(dir.path() / "a", dir.path() / "b");
-  ASSERT_TRUE(runs.waitFor(seen + 1));
-  seen = runs.count();
-  std::filesystem::remove(dir.path() / "b");
-  ASSERT_TRUE(runs.waitFor(seen + 1));
-  seen = runs.count();
-  std::filesystem::create_directory(dir.path() / "sub");
-  EXPECT_TRUE(runs.waitFor(seen + 1));
-}
-
-TEST(DirectoryObserver, WritingToAWatchedFileRunsTheHandler) {
-  TempDir dir;
   const auto file = dir.path() / "watched";
   touch(file);
-  RunCounter runs;
-  DirectoryObserver observer(file, runs.handler());  // a file, not a folder, is fine too
-  ASSERT_TRUE(observer.isWatching());
-  std::ofstream(file, std::ios::app) << "more";
-  EXPECT_TRUE(runs.waitFor(1));
+  RunCounter fileRuns;
+  DirectoryObserver fileObserver(file, fileRuns.handler());  // a file, not a folder, is fine too
+  ASSERT_TRUE(fileObserver.isWatching());
+  EXPECT_TRUE(runsAfter(fileRuns, [&] { std::ofstream(file, std::ios::app) << "more"; }));
 }
 
 TEST(DirectoryObserver, ListingOrReadingTheObjectIsNoChange) {
@@ -150,16 +146,13 @@ TEST(DirectoryObserver, ARenamedFolderStaysObservedAndTheOldPathIsNotReopened) {
   std::filesystem::create_directory(dir.path() / "old");
   RunCounter runs;
   DirectoryObserver observer(dir.path() / "old", runs.handler());
-  std::filesystem::rename(dir.path() / "old", dir.path() / "new");
-  ASSERT_TRUE(runs.waitFor(1));  // the move itself
-  int seen = runs.count();
-  touch(dir.path() / "new" / "a");  // still the same folder
-  ASSERT_TRUE(runs.waitFor(seen + 1));
+  ASSERT_TRUE(runsAfter(runs, [&] { std::filesystem::rename(dir.path() / "old", dir.path() / "new"); }));
+  ASSERT_TRUE(runsAfter(runs, [&] { touch(dir.path() / "new" / "a"); }));  // still the same folder
 
   std::filesystem::create_directory(dir.path() / "old");  // a different folder at the old path
   Checkpoint checkpoint;
   ASSERT_TRUE(checkpoint.pass());
-  seen = runs.settledCount();
+  const int seen = runs.settledCount();
   touch(dir.path() / "old" / "b");
   ASSERT_TRUE(checkpoint.pass());
   EXPECT_FALSE(runs.waitFor(seen + 1, kQuiet));

@@ -118,6 +118,18 @@ class DesktopNotificationsTest : public ::testing::Test {
     return o;
   }
 
+  template <typename T>
+  static T await(std::future<T> future) {
+    EXPECT_EQ(future.wait_for(30s), std::future_status::ready);
+    return future.get();
+  }
+
+  static AuthorizationStatus statusOf(UserNotificationCenter& center) {
+    std::promise<AuthorizationStatus> status;
+    center.getNotificationSettings([&](NotificationSettings s) { status.set_value(s.authorizationStatus); });
+    return await(status.get_future());
+  }
+
   // Returns once everything the centre was asked before, and what that work
   // queued in turn, has run: its queue is serial.
   static void drain(UserNotificationCenter& center) {
@@ -132,18 +144,22 @@ class DesktopNotificationsTest : public ::testing::Test {
   std::unique_ptr<ChildProcess> server_;
 };
 
-TEST_F(DesktopNotificationsTest, TwoDeliveriesShowTwoNotificationsUnderDifferentIdentifiers) {
+TEST_F(DesktopNotificationsTest, WithAServerAuthorizationIsGrantedAndTwoDeliveriesShowTwoNotifications) {
   startServer();
   DesktopNotificationCenter center(options());
+  std::promise<std::pair<bool, std::optional<NotificationError>>> answer;
+  Notifications::requestAuthorization(center, [&](bool granted, std::optional<NotificationError> e) {
+    answer.set_value({granted, e});
+  });
+  const auto [granted, error] = await(answer.get_future());
+  EXPECT_TRUE(granted);
+  EXPECT_FALSE(error.has_value());
+
   std::promise<std::optional<NotificationError>> first, second;
   Notifications::deliver(center, "Backup", "Done", [&](std::optional<NotificationError> e) { first.set_value(e); });
   Notifications::deliver(center, "Backup", "Done", [&](std::optional<NotificationError> e) { second.set_value(e); });
-  auto a = first.get_future();
-  auto b = second.get_future();
-  ASSERT_EQ(a.wait_for(30s), std::future_status::ready);
-  ASSERT_EQ(b.wait_for(30s), std::future_status::ready);
-  EXPECT_FALSE(a.get().has_value());
-  EXPECT_FALSE(b.get().has_value());
+  EXPECT_FALSE(await(first.get_future()).has_value());
+  EXPECT_FALSE(await(second.get_future()).has_value());
 
   const auto notifications = shown();
   ASSERT_EQ(notifications.size(), 2u);
@@ -161,28 +177,9 @@ TEST_F(DesktopNotificationsTest, TwoDeliveriesShowTwoNotificationsUnderDifferent
   EXPECT_NE(*firstId, *secondId);
 }
 
-TEST_F(DesktopNotificationsTest, WithAServerAuthorizationIsGranted) {
-  startServer();
-  DesktopNotificationCenter center(options());
-  std::promise<std::pair<bool, std::optional<NotificationError>>> answer;
-  Notifications::requestAuthorization(center, [&](bool granted, std::optional<NotificationError> e) {
-    answer.set_value({granted, e});
-  });
-  auto result = answer.get_future();
-  ASSERT_EQ(result.wait_for(30s), std::future_status::ready);
-  const auto [granted, error] = result.get();
-  EXPECT_TRUE(granted);
-  EXPECT_FALSE(error.has_value());
-}
-
 TEST_F(DesktopNotificationsTest, WithoutAServerNothingIsShownAndTheCompletionIsNeverCalled) {
   DesktopNotificationCenter center(options());
-  std::promise<AuthorizationStatus> status;
-  center.getNotificationSettings([&](NotificationSettings s) { status.set_value(s.authorizationStatus); });
-  auto s = status.get_future();
-  ASSERT_EQ(s.wait_for(30s), std::future_status::ready);
-  EXPECT_EQ(s.get(), AuthorizationStatus::notDetermined);
-
+  EXPECT_EQ(statusOf(center), AuthorizationStatus::notDetermined);
   std::atomic<bool> called{false};
   Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
   drain(center);
@@ -193,19 +190,13 @@ TEST_F(DesktopNotificationsTest, WithoutAServerNothingIsShownAndTheCompletionIsN
     EXPECT_TRUE(e.has_value());
     granted.set_value(g);
   });
-  auto g = granted.get_future();
-  ASSERT_EQ(g.wait_for(30s), std::future_status::ready);
-  EXPECT_FALSE(g.get());
+  EXPECT_FALSE(await(granted.get_future()));
 }
 
 TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
   startServer();
   DesktopNotificationCenter center(options(true));
-  std::promise<AuthorizationStatus> status;
-  center.getNotificationSettings([&](NotificationSettings s) { status.set_value(s.authorizationStatus); });
-  auto s = status.get_future();
-  ASSERT_EQ(s.wait_for(30s), std::future_status::ready);
-  EXPECT_EQ(s.get(), AuthorizationStatus::denied);
+  EXPECT_EQ(statusOf(center), AuthorizationStatus::denied);
   std::atomic<bool> called{false};
   Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
   drain(center);

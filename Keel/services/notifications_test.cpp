@@ -130,7 +130,7 @@ class FakeCenter final : public UserNotificationCenter {
   unsigned askedOptions = 0;
 };
 
-TEST(UserNotificationDelivery, WhileNotAllowedNothingIsShownAndNobodyIsCalledBack) {
+TEST(UserNotificationDelivery, AuthorizationAsksForEverythingAndWhileNotAllowedNothingIsShown) {
   for (auto status : {AuthorizationStatus::denied, AuthorizationStatus::notDetermined}) {
     FakeCenter center;
     center.status = status;
@@ -139,6 +139,10 @@ TEST(UserNotificationDelivery, WhileNotAllowedNothingIsShownAndNobodyIsCalledBac
     EXPECT_TRUE(center.added.empty());
     EXPECT_FALSE(called);
   }
+  // Authorization asks for badge, sound and alert.
+  FakeCenter center;
+  Notifications::requestAuthorization(center, [](bool, std::optional<NotificationError>) {});
+  EXPECT_EQ(center.askedOptions, 7u);
 }
 
 TEST(UserNotificationDelivery, EachDeliveryIsANewRequestWithTheDefaultSound) {
@@ -157,12 +161,6 @@ TEST(UserNotificationDelivery, EachDeliveryIsANewRequestWithTheDefaultSound) {
     ASSERT_TRUE(answer.has_value());
     EXPECT_EQ(answer->description, "full");
   }
-}
-
-TEST(UserNotificationDelivery, AuthorizationAsksForBadgeSoundAndAlert) {
-  FakeCenter center;
-  Notifications::requestAuthorization(center, [](bool, std::optional<NotificationError>) {});
-  EXPECT_EQ(center.askedOptions, 7u);
 }
 
 TEST(RandomUUID, Version4InUpperCaseStandardForm) {

@@ -113,24 +113,6 @@ TEST(WebClient, GetSendsTheEncodedAddressUncachedWithATenSecondLimit) {
   EXPECT_FALSE(delivery->result().second);
 }
 
-TEST(WebClient, PostUsesTheSharedSessionAndLabelsOnlyAGivenForm) {
-  auto transport = std::make_shared<RecordingTransport>();
-  WebClient client(transport);
-  client.post("http://h/p", std::string("a=1&b=2"), [](auto, auto) {});
-  client.post("http://h/p", std::nullopt, [](auto, auto) {});
-
-  ASSERT_EQ(transport->transfers.size(), 2u);
-  const WebRequestSpec& form = transport->transfers[0].request;
-  EXPECT_TRUE(transport->transfers[0].sharedSession);
-  EXPECT_EQ(form.method, "POST");
-  EXPECT_EQ(form.body, "a=1&b=2");
-  EXPECT_EQ(form.headers, (WebHeaders{{"Content-Type", "application/x-www-form-urlencoded"}}));
-  const WebRequestSpec& bare = transport->transfers[1].request;
-  EXPECT_EQ(bare.method, "POST");
-  EXPECT_FALSE(bare.body);
-  EXPECT_TRUE(bare.headers.empty());
-}
-
 TEST(WebClient, GetWithHeadersAppendsThemAndPassesTheResponseOn) {
   auto transport = std::make_shared<RecordingTransport>();
   transport->answer.response = WebResponse{500, {{"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}}, "http://h/"};
@@ -184,13 +166,6 @@ TEST(WebClient, AddressThatIsNotUTF8CallsBackWithNothingElsewhere) {
   EXPECT_FALSE(delivery->result().first);
   EXPECT_FALSE(delivery->result().second);
   EXPECT_TRUE(transport->transfers.empty());
-}
-
-TEST(WebClient, GetRawSendsTheAddressAsGiven) {
-  auto transport = std::make_shared<RecordingTransport>();
-  WebClient(transport).getRaw("http://h/a%20b?q=%C3%A9", [](auto, auto) {});
-  ASSERT_EQ(transport->transfers.size(), 1u);
-  EXPECT_EQ(transport->transfers[0].request.url, "http://h/a%20b?q=%C3%A9");
 }
 
 TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddress) {

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include <mutex>
 #include <stdexcept>
-#include <thread>
 
 #include "Plinth/inventory/session_scopes_linux.h"
 #include "Plinth/inventory/workspace_linux.h"
@@ -22,14 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kManagerXml =
-    "<node><interface name='org.freedesktop.systemd1.Manager'>"
-    "<method name='StartTransientUnit'>"
-    "<arg type='s' direction='in'/><arg type='s' direction='in'/>"
-    "<arg type='a(sv)' direction='in'/><arg type='a(sa(sv))' direction='in'/>"
-    "<arg type='o' direction='out'/>"
-    "</method></interface></node>";
-
 struct TransientUnitCall {
   std::string name;
   std::string mode;
@@ -38,108 +28,83 @@ struct TransientUnitCall {
   std::size_t auxiliaryUnits = 0;
 };
 
-// Owns org.freedesktop.systemd1 and records every StartTransientUnit, served
-// on a thread of its own.
+// Owns org.freedesktop.systemd1 (python3-dbusmock, which records every call)
+// and answers StartTransientUnit with a job.
 class FakeSystemdManager {
  public:
-  explicit FakeSystemdManager(const std::string& address) {
-    g_main_context_push_thread_default(context_);
-    GError* error = nullptr;
+  explicit FakeSystemdManager(const std::string& address)
+      : mock_({{"/usr/bin/python3", "-m", "dbusmock", "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+                "org.freedesktop.systemd1.Manager"},
+               {{"DBUS_SESSION_BUS_ADDRESS", address}}}) {
     connection_ = g_dbus_connection_new_for_address_sync(
         address.c_str(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    GDBusNodeInfo* node = connection_ ? g_dbus_node_info_new_for_xml(kManagerXml, &error) : nullptr;
-    static const GDBusInterfaceVTable vtable = {&FakeSystemdManager::onCall, nullptr, nullptr, {}};
-    if (node != nullptr) {
-      g_dbus_connection_register_object(connection_, "/org/freedesktop/systemd1", node->interfaces[0], &vtable, this,
-                                        nullptr, &error);
-      g_dbus_node_info_unref(node);
-    }
-    GVariant* owned = error == nullptr
-                          ? g_dbus_connection_call_sync(
-                                connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                "RequestName", g_variant_new("(su)", "org.freedesktop.systemd1", 4u),
-                                G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &error)
-                          : nullptr;
-    g_main_context_pop_thread_default(context_);
-    if (owned == nullptr) {
-      const std::string message = error ? error->message : "unknown error";
-      g_clear_error(&error);
-      throw std::runtime_error("fake systemd manager: " + message);
-    }
-    g_variant_unref(owned);
-    thread_ = std::thread([this] { g_main_loop_run(loop_); });
+        nullptr, nullptr, nullptr);
+    if (connection_ == nullptr) throw std::runtime_error("fake systemd manager: no bus connection");
+    // Fails until the mock owns its name.
+    const bool added = Vantor::Testing::waitUntil([this] { return addMethod(); }, 30s);
+    if (!added) throw std::runtime_error("fake systemd manager: the mock never came up");
   }
-  ~FakeSystemdManager() {
-    if (thread_.joinable()) {
-      // Quit from within the loop: quitting a loop not yet running is lost.
-      GSource* quit = g_idle_source_new();
-      g_source_set_callback(
-          quit,
-          [](gpointer loop) -> gboolean {
-            g_main_loop_quit(static_cast<GMainLoop*>(loop));
-            return G_SOURCE_REMOVE;
-          },
-          loop_, nullptr);
-      g_source_attach(quit, context_);
-      g_source_unref(quit);
-      thread_.join();
-    }
-    if (connection_ != nullptr) {
-      g_dbus_connection_close_sync(connection_, nullptr, nullptr);
-      g_object_unref(connection_);
-    }
-    g_main_loop_unref(loop_);
-    g_main_context_unref(context_);
-  }
+  ~FakeSystemdManager() { g_object_unref(connection_); }
   FakeSystemdManager(const FakeSystemdManager&) = delete;
   FakeSystemdManager& operator=(const FakeSystemdManager&) = delete;
 
   std::vector<TransientUnitCall> calls() {
-    std::lock_guard lock(mutex_);
-    return calls_;
+    std::vector<TransientUnitCall> result;
+    GVariant* reply = call("GetCalls", nullptr, G_VARIANT_TYPE("(a(tsav))"));
+    if (reply == nullptr) return result;
+    GVariantIter* calls = nullptr;
+    g_variant_get(reply, "(a(tsav))", &calls);
+    guint64 time = 0;
+    const gchar* method = nullptr;
+    GVariantIter* args = nullptr;
+    while (g_variant_iter_loop(calls, "(t&sav)", &time, &method, &args)) {
+      GVariant *name = nullptr, *mode = nullptr, *properties = nullptr, *aux = nullptr;
+      if (std::string(method) != "StartTransientUnit" || !g_variant_iter_next(args, "v", &name) ||
+          !g_variant_iter_next(args, "v", &mode) || !g_variant_iter_next(args, "v", &properties) ||
+          !g_variant_iter_next(args, "v", &aux)) {
+        continue;
+      }
+      TransientUnitCall unit{g_variant_get_string(name, nullptr), g_variant_get_string(mode, nullptr), {}, {}, 0};
+      for (gsize i = 0; i < g_variant_n_children(properties); ++i) {
+        const gchar* key = nullptr;
+        GVariant* value = nullptr;
+        g_variant_get_child(properties, i, "(&sv)", &key, &value);
+        unit.properties.emplace_back(key);
+        if (std::string(key) == "PIDs" && g_variant_is_of_type(value, G_VARIANT_TYPE("au"))) {
+          gsize n = 0;
+          const auto* pids = static_cast<const guint32*>(g_variant_get_fixed_array(value, &n, sizeof(guint32)));
+          unit.pids.assign(pids, pids + n);
+        }
+        g_variant_unref(value);
+      }
+      unit.auxiliaryUnits = g_variant_n_children(aux);
+      for (GVariant* v : {name, mode, properties, aux}) g_variant_unref(v);
+      result.push_back(std::move(unit));
+    }
+    g_variant_iter_free(calls);
+    g_variant_unref(reply);
+    return result;
   }
 
  private:
-  static void onCall(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant* parameters,
-                     GDBusMethodInvocation* invocation, gpointer data) {
-    auto* self = static_cast<FakeSystemdManager*>(data);
-    TransientUnitCall call;
-    const gchar* name = nullptr;
-    const gchar* mode = nullptr;
-    GVariantIter* properties = nullptr;
-    GVariantIter* aux = nullptr;
-    g_variant_get(parameters, "(&s&sa(sv)a(sa(sv)))", &name, &mode, &properties, &aux);
-    call.name = name;
-    call.mode = mode;
-    const gchar* key = nullptr;
-    GVariant* value = nullptr;
-    while (g_variant_iter_loop(properties, "(&sv)", &key, &value)) {
-      call.properties.emplace_back(key);
-      if (std::string(key) == "PIDs" && g_variant_is_of_type(value, G_VARIANT_TYPE("au"))) {
-        gsize n = 0;
-        const auto* pids = static_cast<const guint32*>(g_variant_get_fixed_array(value, &n, sizeof(guint32)));
-        call.pids.assign(pids, pids + n);
-      }
-    }
-    call.auxiliaryUnits = g_variant_iter_n_children(aux);
-    g_variant_iter_free(properties);
-    g_variant_iter_free(aux);
-    {
-      std::lock_guard lock(self->mutex_);
-      self->calls_.push_back(std::move(call));
-    }
-    g_dbus_method_invocation_return_value(invocation, g_variant_new("(o)", "/org/freedesktop/systemd1/job/1"));
+  GVariant* call(const char* method, GVariant* parameters, const GVariantType* replyType) {
+    return g_dbus_connection_call_sync(connection_, "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+                                       "org.freedesktop.DBus.Mock", method, parameters, replyType,
+                                       G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+  }
+  bool addMethod() {
+    GVariant* reply = call("AddMethod",
+                           g_variant_new("(sssss)", "org.freedesktop.systemd1.Manager", "StartTransientUnit",
+                                         "ssa(sv)a(sa(sv))", "o", "ret = '/org/freedesktop/systemd1/job/1'"),
+                           nullptr);
+    if (reply != nullptr) g_variant_unref(reply);
+    return reply != nullptr;
   }
 
-  GMainContext* context_ = g_main_context_new();
-  GMainLoop* loop_ = g_main_loop_new(context_, FALSE);
+  Vantor::Testing::ChildProcess mock_;
   GDBusConnection* connection_ = nullptr;
-  std::mutex mutex_;
-  std::vector<TransientUnitCall> calls_;
-  std::thread thread_;
 };
 
 class SessionScopesTest : public ::testing::Test {

@@ -77,9 +77,10 @@ TEST_F(FakeProcTest, InterpretersCountForTheBundledScriptTheyRun) {
     EXPECT_FALSE(apps[i].bundlePath.has_value()) << apps[i].processIdentifier;
 }
 
-TEST_F(FakeProcTest, ReplacedExecutablesStillCount) {
+TEST_F(FakeProcTest, ReplacedExecutablesStillCountAndAMissingTableMeansNothingRuns) {
   process(5, bundle("Vantor", "com.brenwick.vantor").string() + " (deleted)");
   EXPECT_TRUE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(proc)));
+  EXPECT_FALSE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(dir.path() / "absent")));
 }
 
 TEST_F(FakeProcTest, MalformedBundlesAndOddPathsHaveNoIdentifier) {
@@ -93,11 +94,6 @@ TEST_F(FakeProcTest, MalformedBundlesAndOddPathsHaveNoIdentifier) {
   for (const auto& app : LinuxWorkspace(proc).runningApplications()) {
     EXPECT_FALSE(app.bundleIdentifier.has_value()) << app.processIdentifier;
   }
-}
-
-TEST_F(FakeProcTest, AMissingProcessTableMeansNothingRuns) {
-  EXPECT_TRUE(LinuxWorkspace(dir.path() / "absent").runningApplications().empty());
-  EXPECT_FALSE(Apps::isRunning("com.brenwick.vantor", LinuxWorkspace(dir.path() / "absent")));
 }
 
 }  // namespace
