@@ -1,0 +1,22 @@
+// Turning on Plinth's Qt user interface in a program.
+#pragma once
+
+#include <string_view>
+
+namespace Plinth {
+
+// Call once on the main thread after the QApplication exists and before any
+// alert, status item or picker is made. Checks that Qt runs on GLib's event
+// dispatcher (Keel's run loop, GDBus replies and the appearance portal are
+// GLib main-context sources, so Qt must iterate that context) and stops the
+// process with a message naming the dispatcher otherwise (QT_NO_GLIB set, or
+// a Qt built without GLib). Then installs the Qt alert presenter and status
+// bar as the process's own, and keeps the application alive when its last
+// window closes (a status-item program has no main window).
+void installQtUserInterface();
+
+// True when `dispatcherClassName` is one of Qt's GLib event dispatchers
+// (QEventDispatcherGlib, QPAEventDispatcherGlib, QXcbGlibEventDispatcher).
+[[nodiscard]] bool isGlibEventDispatcher(std::string_view dispatcherClassName);
+
+}  // namespace Plinth
