@@ -7,6 +7,8 @@
 
 #include "Keel/core/fatal_error.h"
 #include "Plinth/inventory/alert_qt.h"
+#include "Plinth/statusitem/appearance.h"
+#include "Plinth/statusitem/status_bar_qt.h"
 
 namespace Plinth {
 
@@ -26,6 +28,7 @@ void installQtUserInterface() {
   }
   QApplication::setQuitOnLastWindowClosed(false);
   AlertPresenter::setShared(std::make_shared<QtAlertPresenter>());
+  StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance()));
 }
 
 }  // namespace Plinth

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 
 #include "Plinth/inventory/alert.h"
+#include "Plinth/statusitem/status_bar_qt.h"
 
 namespace Plinth {
 namespace {
@@ -16,7 +17,9 @@ TEST(QtUserInterface, RunsOnGlibsDispatcherAndInstallsThePresenter) {
   EXPECT_FALSE(isGlibEventDispatcher("QEventDispatcherUNIX"));
   installQtUserInterface();
   EXPECT_NE(AlertPresenter::shared(), nullptr);
+  EXPECT_EQ(StatusBar::system()->thickness(), trayThickness);
   AlertPresenter::setShared(nullptr);
+  StatusBar::setSystem(nullptr);
 }
 
 TEST(QtUserInterfaceDeathTest, AnotherDispatcherStopsTheProgramSayingWhich) {

@@ -1,0 +1,199 @@
+#include "Plinth/statusitem/status_bar_qt.h"
+
+#include <QLayout>
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "Plinth/statusitem/menu_bar.h"
+
+namespace Plinth {
+
+// ---- QtView
+
+QtView::QtView(QWidget* widget) : widget_(widget) {}
+
+QtView::~QtView() {
+  if (widget_ != nullptr && widget_->parent() == nullptr) delete widget_.data();
+}
+
+void QtView::layout() {
+  if (widget_ == nullptr) return;
+  widget_->ensurePolished();
+  if (QLayout* layout = widget_->layout()) layout->activate();
+  if (changed_) changed_();
+}
+
+void QtView::removeFromSuperview() {
+  changed_ = nullptr;
+  if (widget_ != nullptr) {
+    widget_->hide();
+    widget_->setParent(nullptr);
+  }
+}
+
+void QtView::setNeedsDisplay() {
+  if (changed_) changed_();
+}
+
+// ---- QtStatusBar
+
+QtStatusBar::QtStatusBar(std::shared_ptr<AppearanceSource> appearance, double thickness)
+    : appearance_(std::move(appearance)), thickness_(thickness) {
+  appearance_->setChangeHandler([this] { appearanceChanged(); });
+}
+
+QtStatusBar::~QtStatusBar() { appearance_->setChangeHandler(nullptr); }
+
+std::shared_ptr<StatusItem> QtStatusBar::statusItem(double /*length*/) {
+  // Every tray item is as wide as its content: the length is always variable.
+  auto item = std::make_shared<QtStatusItem>(thickness_, appearance_->appearanceName());
+  std::erase_if(items_, [](const auto& weak) { return weak.expired(); });
+  items_.push_back(item);
+  return item;
+}
+
+void QtStatusBar::removeStatusItem(const std::shared_ptr<StatusItem>& item) {
+  if (auto* qtItem = dynamic_cast<QtStatusItem*>(item.get())) qtItem->hide();
+}
+
+bool QtStatusBar::isVisible() const { return QSystemTrayIcon::isSystemTrayAvailable(); }
+
+void QtStatusBar::appearanceChanged() {
+  const std::string name = appearance_->appearanceName();
+  // A copy: observers may make or drop items while they hear.
+  const auto items = items_;
+  for (const auto& weak : items) {
+    if (auto item = weak.lock()) {
+      item->setAppearanceName(name);
+      item->didChangeValue(effectiveAppearanceKeyPath);
+    }
+  }
+}
+
+// ---- QtStatusItem
+
+QtStatusItem::QtStatusItem(double thickness, std::string appearanceName)
+    : thickness_(thickness), appearanceName_(std::move(appearanceName)) {
+  container_.setAttribute(Qt::WA_DontShowOnScreen);
+  QObject::connect(&tray_, &QSystemTrayIcon::activated, [this](QSystemTrayIcon::ActivationReason reason) {
+    if (reason == QSystemTrayIcon::Trigger && action_) action_();
+  });
+  setAppearanceName(appearanceName_);
+  redraw();
+  tray_.show();
+}
+
+QtStatusItem::~QtStatusItem() {
+  for (const auto& view : subviews_) view->removeFromSuperview();
+}
+
+void QtStatusItem::setAppearanceName(std::string name) {
+  appearanceName_ = std::move(name);
+  // Views drawn into the icon take the bar's content colour as their text.
+  const QColor content = isDarkAppearanceName(appearanceName_) ? Qt::white : Qt::black;
+  QPalette palette = container_.palette();
+  palette.setColor(QPalette::WindowText, content);
+  palette.setColor(QPalette::Text, content);
+  palette.setColor(QPalette::ButtonText, content);
+  palette.setColor(QPalette::Window, Qt::transparent);
+  container_.setPalette(palette);
+}
+
+void QtStatusItem::setImage(std::optional<Image> image) {
+  image_ = std::move(image);
+  redraw();
+}
+
+void QtStatusItem::setImagePosition(ImagePosition position) {
+  position_ = position;
+  redraw();
+}
+
+void QtStatusItem::adopt(const std::shared_ptr<View>& view) {
+  if (auto* qtView = dynamic_cast<QtView*>(view.get())) {
+    if (QWidget* widget = qtView->widget()) {
+      widget->setParent(&container_);
+      widget->show();
+    }
+    qtView->setChangeHandler([this] { redraw(); });
+  }
+}
+
+void QtStatusItem::addSubview(std::shared_ptr<View> view) {
+  adopt(view);
+  subviews_.push_back(std::move(view));
+  redraw();
+}
+
+void QtStatusItem::setSubviews(std::vector<std::shared_ptr<View>> views) {
+  for (const auto& old : subviews_) {
+    if (std::find(views.begin(), views.end(), old) == views.end()) old->removeFromSuperview();
+  }
+  subviews_ = std::move(views);
+  for (const auto& view : subviews_) adopt(view);
+  redraw();
+}
+
+void QtStatusItem::addConstraint(std::shared_ptr<LayoutConstraint> constraint) {
+  constraint->setChangeHandler([this] { redraw(); });
+  constraint->setActive(true);
+  constraints_.push_back(std::move(constraint));
+  redraw();
+}
+
+void QtStatusItem::removeConstraints(const std::vector<std::shared_ptr<LayoutConstraint>>& constraints) {
+  for (const auto& constraint : constraints) {
+    auto it = std::find(constraints_.begin(), constraints_.end(), constraint);
+    if (it == constraints_.end()) continue;
+    (*it)->setChangeHandler(nullptr);
+    constraints_.erase(it);
+  }
+  redraw();
+}
+
+QSize QtStatusItem::buttonSize() const {
+  std::optional<double> width;
+  std::optional<double> height;
+  for (const auto& constraint : constraints_) {
+    if (!constraint->isActive()) continue;
+    (constraint->attribute() == LayoutConstraint::Attribute::width ? width : height) = constraint->constant();
+  }
+  const double h = height.value_or(thickness_);
+  double w = h;
+  if (width) {
+    w = *width;
+  } else if (!subviews_.empty()) {
+    w = std::max(1, container_.childrenRect().right() + 1);
+  }
+  return {std::max(1, static_cast<int>(std::lround(w))), std::max(1, static_cast<int>(std::lround(h)))};
+}
+
+void QtStatusItem::redraw() {
+  const QSize size = buttonSize();
+  container_.resize(size);
+  QPixmap pixmap(size);
+  pixmap.fill(Qt::transparent);
+  {
+    QPainter painter(&pixmap);
+    if (image_ && position_ != ImagePosition::noImage) {
+      QPixmap picture;
+      const auto& bytes = image_->data();
+      if (picture.loadFromData(bytes.data(), static_cast<uint>(bytes.size()))) {
+        const QPixmap scaled = picture.scaledToHeight(size.height(), Qt::SmoothTransformation);
+        painter.drawPixmap(0, (size.height() - scaled.height()) / 2, scaled);
+      }
+    }
+    for (const auto& view : subviews_) {
+      auto* qtView = dynamic_cast<QtView*>(view.get());
+      QWidget* widget = qtView != nullptr ? qtView->widget() : nullptr;
+      if (widget == nullptr) continue;
+      widget->render(&painter, widget->pos(), QRegion(), QWidget::DrawChildren);
+    }
+  }
+  pixmap_ = pixmap;
+  tray_.setIcon(QIcon(pixmap_));
+}
+
+}  // namespace Plinth
