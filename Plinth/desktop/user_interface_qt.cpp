@@ -28,7 +28,7 @@ void installQtUserInterface() {
   }
   QApplication::setQuitOnLastWindowClosed(false);
   AlertPresenter::setShared(std::make_shared<QtAlertPresenter>());
-  StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance()));
+  StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance(), trayThickness, true));
 }
 
 }  // namespace Plinth

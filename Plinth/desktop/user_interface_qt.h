@@ -11,7 +11,8 @@ namespace Plinth {
 // GLib main-context sources, so Qt must iterate that context) and stops the
 // process with a message naming the dispatcher otherwise (QT_NO_GLIB set, or
 // a Qt built without GLib). Then installs the Qt alert presenter and a tray
-// status bar that follows the desktop's colour scheme as the process's own, and keeps the application alive when its
+// status bar that follows the desktop's colour scheme (and makes the
+// application's palette follow it) as the process's own, and keeps the application alive when its
 // last window closes (a status-item program has no main window).
 void installQtUserInterface();
 

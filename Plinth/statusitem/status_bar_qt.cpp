@@ -1,7 +1,9 @@
 #include "Plinth/statusitem/status_bar_qt.h"
 
+#include <QApplication>
 #include <QLayout>
 #include <QPainter>
+#include <QStyle>
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -37,11 +39,37 @@ void QtView::setNeedsDisplay() {
   if (changed_) changed_();
 }
 
+QPalette paletteForAppearance(std::string_view name) {
+  QPalette palette = QApplication::style()->standardPalette();
+  if (!isDarkAppearanceName(name)) return palette;
+  const QColor window(45, 45, 48);
+  const QColor base(30, 30, 32);
+  const QColor text(235, 235, 235);
+  for (auto group : {QPalette::Active, QPalette::Inactive}) {
+    palette.setColor(group, QPalette::Window, window);
+    palette.setColor(group, QPalette::WindowText, text);
+    palette.setColor(group, QPalette::Base, base);
+    palette.setColor(group, QPalette::AlternateBase, window);
+    palette.setColor(group, QPalette::Text, text);
+    palette.setColor(group, QPalette::Button, window);
+    palette.setColor(group, QPalette::ButtonText, text);
+    palette.setColor(group, QPalette::ToolTipBase, base);
+    palette.setColor(group, QPalette::ToolTipText, text);
+    palette.setColor(group, QPalette::Highlight, QColor(42, 110, 200));
+    palette.setColor(group, QPalette::HighlightedText, Qt::white);
+  }
+  palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(130, 130, 130));
+  palette.setColor(QPalette::Disabled, QPalette::Text, QColor(130, 130, 130));
+  palette.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(130, 130, 130));
+  return palette;
+}
+
 // ---- QtStatusBar
 
-QtStatusBar::QtStatusBar(std::shared_ptr<AppearanceSource> appearance, double thickness)
-    : appearance_(std::move(appearance)), thickness_(thickness) {
+QtStatusBar::QtStatusBar(std::shared_ptr<AppearanceSource> appearance, double thickness, bool themesApplication)
+    : appearance_(std::move(appearance)), thickness_(thickness), themesApplication_(themesApplication) {
   appearance_->setChangeHandler([this] { appearanceChanged(); });
+  if (themesApplication_) QApplication::setPalette(paletteForAppearance(appearance_->appearanceName()));
 }
 
 QtStatusBar::~QtStatusBar() { appearance_->setChangeHandler(nullptr); }
@@ -62,6 +90,7 @@ bool QtStatusBar::isVisible() const { return QSystemTrayIcon::isSystemTrayAvaila
 
 void QtStatusBar::appearanceChanged() {
   const std::string name = appearance_->appearanceName();
+  if (themesApplication_) QApplication::setPalette(paletteForAppearance(name));
   // A copy: observers may make or drop items while they hear.
   const auto items = items_;
   for (const auto& weak : items) {

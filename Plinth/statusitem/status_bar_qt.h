@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QMenu>
+#include <QPalette>
 #include <QPixmap>
 #include <QPointer>
 #include <QSystemTrayIcon>
@@ -40,6 +41,10 @@ class QtView final : public View {
   std::function<void()> changed_;
 };
 
+// The widgets' palette for an appearance: Qt's standard palette for a light
+// one, a dark palette of the same roles for one whose name contains "dark".
+[[nodiscard]] QPalette paletteForAppearance(std::string_view name);
+
 // The tray's icon size: the height status items are drawn at.
 inline constexpr double trayThickness = 22;
 
@@ -48,8 +53,11 @@ class QtStatusItem;
 class QtStatusBar final : public StatusBar {
  public:
   // Items follow `appearance` (the desktop's colour scheme in programs, a
-  // FixedAppearance in tests) and are drawn `thickness` pixels high.
-  explicit QtStatusBar(std::shared_ptr<AppearanceSource> appearance, double thickness = trayThickness);
+  // FixedAppearance in tests) and are drawn `thickness` pixels high. With
+  // `themesApplication` the application's palette follows it too (Qt 6.4
+  // does not follow the desktop's colour scheme by itself).
+  explicit QtStatusBar(std::shared_ptr<AppearanceSource> appearance, double thickness = trayThickness,
+                       bool themesApplication = false);
   ~QtStatusBar() override;
   QtStatusBar(const QtStatusBar&) = delete;
   QtStatusBar& operator=(const QtStatusBar&) = delete;
@@ -65,6 +73,7 @@ class QtStatusBar final : public StatusBar {
   void appearanceChanged();
   std::shared_ptr<AppearanceSource> appearance_;
   double thickness_;
+  bool themesApplication_;
   std::vector<std::weak_ptr<QtStatusItem>> items_;
 };
 
