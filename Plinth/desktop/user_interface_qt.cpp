@@ -8,6 +8,7 @@
 #include "Keel/core/fatal_error.h"
 #include "Plinth/inventory/alert_qt.h"
 #include "Plinth/statusitem/appearance.h"
+#include "Plinth/statusitem/menu_bar.h"
 #include "Plinth/statusitem/status_bar_qt.h"
 
 namespace Plinth {
@@ -29,6 +30,12 @@ void installQtUserInterface() {
   QApplication::setQuitOnLastWindowClosed(false);
   AlertPresenter::setShared(std::make_shared<QtAlertPresenter>());
   StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance(), trayThickness, true));
+}
+
+void uninstallQtUserInterface() {
+  MenuBar::setStatusItem(nullptr);
+  StatusBar::setSystem(nullptr);
+  AlertPresenter::setShared(nullptr);
 }
 
 }  // namespace Plinth

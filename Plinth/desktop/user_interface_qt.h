@@ -16,6 +16,19 @@ namespace Plinth {
 // last window closes (a status-item program has no main window).
 void installQtUserInterface();
 
+// Takes back what installQtUserInterface installed, and MenuBar's status
+// item: call before the QApplication goes, so no widget outlives it.
+void uninstallQtUserInterface();
+
+// Both, as the lifetime of a value made right after the QApplication.
+class QtUserInterface {
+ public:
+  QtUserInterface() { installQtUserInterface(); }
+  ~QtUserInterface() { uninstallQtUserInterface(); }
+  QtUserInterface(const QtUserInterface&) = delete;
+  QtUserInterface& operator=(const QtUserInterface&) = delete;
+};
+
 // True when `dispatcherClassName` is one of Qt's GLib event dispatchers
 // (QEventDispatcherGlib, QPAEventDispatcherGlib, QXcbGlibEventDispatcher).
 [[nodiscard]] bool isGlibEventDispatcher(std::string_view dispatcherClassName);

@@ -15,11 +15,13 @@ namespace {
 TEST(QtUserInterface, RunsOnGlibsDispatcherAndInstallsThePresenter) {
   EXPECT_TRUE(isGlibEventDispatcher(QCoreApplication::eventDispatcher()->metaObject()->className()));
   EXPECT_FALSE(isGlibEventDispatcher("QEventDispatcherUNIX"));
-  installQtUserInterface();
-  EXPECT_NE(AlertPresenter::shared(), nullptr);
-  EXPECT_EQ(StatusBar::system()->thickness(), trayThickness);
-  AlertPresenter::setShared(nullptr);
-  StatusBar::setSystem(nullptr);
+  {
+    QtUserInterface userInterface;
+    EXPECT_NE(AlertPresenter::shared(), nullptr);
+    EXPECT_EQ(StatusBar::system()->thickness(), trayThickness);
+  }
+  EXPECT_EQ(AlertPresenter::shared(), nullptr);
+  EXPECT_EQ(StatusBar::system()->thickness(), 0);
 }
 
 TEST(QtUserInterfaceDeathTest, AnotherDispatcherStopsTheProgramSayingWhich) {
