@@ -8,6 +8,7 @@
 #include <cmath>
 #include <utility>
 
+#include "Plinth/desktop/image_qt.h"
 #include "Plinth/statusitem/menu_bar.h"
 
 namespace Plinth {
@@ -182,7 +183,7 @@ void QtStatusItem::removeConstraints(const std::vector<std::shared_ptr<LayoutCon
   redraw();
 }
 
-QSize QtStatusItem::buttonSize() const {
+QSize QtStatusItem::buttonSize(const QPixmap& picture) const {
   std::optional<double> width;
   std::optional<double> height;
   for (const auto& constraint : constraints_) {
@@ -195,24 +196,23 @@ QSize QtStatusItem::buttonSize() const {
     w = *width;
   } else if (!subviews_.empty()) {
     w = std::max(1, container_.childrenRect().right() + 1);
+  } else if (!picture.isNull() && picture.height() > 0) {
+    w = h * picture.width() / picture.height();  // the image at the bar's height
   }
   return {std::max(1, static_cast<int>(std::lround(w))), std::max(1, static_cast<int>(std::lround(h)))};
 }
 
 void QtStatusItem::redraw() {
-  const QSize size = buttonSize();
+  const QPixmap picture = image_ && position_ != ImagePosition::noImage ? toQPixmap(*image_) : QPixmap();
+  const QSize size = buttonSize(picture);
   container_.resize(size);
   QPixmap pixmap(size);
   pixmap.fill(Qt::transparent);
   {
     QPainter painter(&pixmap);
-    if (image_ && position_ != ImagePosition::noImage) {
-      QPixmap picture;
-      const auto& bytes = image_->data();
-      if (picture.loadFromData(bytes.data(), static_cast<uint>(bytes.size()))) {
-        const QPixmap scaled = picture.scaledToHeight(size.height(), Qt::SmoothTransformation);
-        painter.drawPixmap(0, (size.height() - scaled.height()) / 2, scaled);
-      }
+    if (!picture.isNull()) {
+      const QPixmap scaled = picture.scaledToHeight(size.height(), Qt::SmoothTransformation);
+      painter.drawPixmap(0, (size.height() - scaled.height()) / 2, scaled);
     }
     for (const auto& view : subviews_) {
       auto* qtView = dynamic_cast<QtView*>(view.get());

@@ -115,7 +115,7 @@ class QtStatusItem final : public StatusItem, public StatusBarButton {
   [[nodiscard]] std::string effectiveAppearanceName() const override { return appearanceName_; }
 
  private:
-  [[nodiscard]] QSize buttonSize() const;
+  [[nodiscard]] QSize buttonSize(const QPixmap& picture) const;
   void adopt(const std::shared_ptr<View>& view);
   double thickness_;
   std::string appearanceName_;

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QBuffer>
 #include <QLabel>
 #include <QMenu>
 #include <QTest>
 
+#include "Plinth/desktop/image_qt.h"
 #include "Plinth/statusitem/menu_bar_host_view_qt.h"
 #include "Plinth/statusitem/menu_bar_item_controller.h"
 
@@ -48,6 +50,21 @@ TEST(QtStatusItem, DrawsTheButtonIntoTheIconAndRedrawsOnEveryChange) {
   EXPECT_TRUE(statusItem.subviews().empty());
   const QImage empty = statusItem.iconPixmap().toImage();
   EXPECT_EQ(empty.pixelColor(5, 5).alpha(), 0);
+}
+
+TEST(QtStatusItem, DrawsAnImageScaledToTheBarsThickness) {
+  QImage picture(88, 44, QImage::Format_ARGB32);
+  picture.fill(Qt::red);
+  QByteArray bytes;
+  QBuffer buffer(&bytes);
+  buffer.open(QIODevice::WriteOnly);
+  picture.save(&buffer, "PNG");
+  auto bar = std::make_shared<QtStatusBar>(std::make_shared<FixedAppearance>(), 22);
+  MenuBarItem item(Image::fromData({bytes.begin(), bytes.end()}), bar);
+  const QImage icon = static_cast<QtStatusItem&>(*item.item()).iconPixmap().toImage();
+  EXPECT_EQ(icon.size(), QSize(44, 22));  // as wide as the image at the bar's height
+  EXPECT_EQ(icon.pixelColor(30, 11), QColor(Qt::red));
+  EXPECT_TRUE(toQPixmap(Image::fromData({1, 2, 3})).isNull());
 }
 
 TEST(QtStatusItem, TheControllerFollowsTheAppearanceAndTheViewsRedrawInIt) {
