@@ -121,8 +121,11 @@ TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
   const auto pixmap = [&] {
     GVariant* reply = call(bus, service.c_str(), "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
                            g_variant_new("(ss)", "org.kde.StatusNotifierItem", "IconPixmap"));
-    std::string printed = reply != nullptr ? g_variant_print(reply, FALSE) : "";
-    if (reply != nullptr) g_variant_unref(reply);
+    if (reply == nullptr) return std::string();
+    gchar* printedText = g_variant_print(reply, FALSE);
+    std::string printed = printedText;
+    g_free(printedText);
+    g_variant_unref(reply);
     return printed;
   };
   const std::string before = pixmap();
@@ -178,6 +181,7 @@ TEST(TrayIcon, UnderXvfb) {
       {{"DBUS_SESSION_BUS_ADDRESS", bus.address()},
        {"VANTOR_TRAY_PROBE", bus.address()},
        {"QT_QPA_PLATFORM", "xcb"},
+       {"LSAN_OPTIONS", "suppressions=" VANTOR_LSAN_QT_SUPPRESSIONS},
        {"DISPLAY", std::nullopt}},
       log,
       log,
