@@ -25,29 +25,29 @@ class FakeView : public View {
 
 class FakeButton : public StatusBarButton {
  public:
-  std::optional<Image> image_;
+  std::optional<Image> storedImage;
   ImagePosition position = ImagePosition::noImage;
   std::vector<std::shared_ptr<View>> views;
   std::vector<std::shared_ptr<LayoutConstraint>> added;
   int constraintsMade = 0;
-  const void* target_ = nullptr;
+  const void* storedTarget = nullptr;
   std::function<void()> action;
-  int tag_ = 0;
+  int storedTag = 0;
   std::string appearance = "light";
 
-  [[nodiscard]] std::optional<Image> image() const override { return image_; }
-  void setImage(std::optional<Image> image) override { image_ = std::move(image); }
+  [[nodiscard]] std::optional<Image> image() const override { return storedImage; }
+  void setImage(std::optional<Image> image) override { storedImage = std::move(image); }
   [[nodiscard]] ImagePosition imagePosition() const override { return position; }
   void setImagePosition(ImagePosition p) override { position = p; }
   [[nodiscard]] std::vector<std::shared_ptr<View>> subviews() const override { return views; }
   void addSubview(std::shared_ptr<View> view) override { views.push_back(std::move(view)); }
   void setSubviews(std::vector<std::shared_ptr<View>> v) override { views = std::move(v); }
-  void setTarget(const void* t) override { target_ = t; }
+  void setTarget(const void* t) override { storedTarget = t; }
   void setAction(std::function<void()> a) override { action = std::move(a); }
-  void setTag(int t) override { tag_ = t; }
-  [[nodiscard]] const void* target() const override { return target_; }
+  void setTag(int t) override { storedTag = t; }
+  [[nodiscard]] const void* target() const override { return storedTarget; }
   [[nodiscard]] bool hasAction() const override { return static_cast<bool>(action); }
-  [[nodiscard]] int tag() const override { return tag_; }
+  [[nodiscard]] int tag() const override { return storedTag; }
   [[nodiscard]] std::vector<std::shared_ptr<LayoutConstraint>> constraints() const override { return added; }
   void addConstraint(std::shared_ptr<LayoutConstraint> c) override {
     ++constraintsMade;
@@ -73,7 +73,7 @@ class FakeStatusBar : public StatusBar {
   bool buttons = true;
   std::vector<std::shared_ptr<FakeStatusItem>> shown;
   std::vector<double> lengths;
-  double thickness_ = 22;
+  double barThickness = 22;
 
   std::shared_ptr<StatusItem> statusItem(double length) override {
     lengths.push_back(length);
@@ -83,7 +83,7 @@ class FakeStatusBar : public StatusBar {
   void removeStatusItem(const std::shared_ptr<StatusItem>& item) override {
     shown.erase(std::remove(shown.begin(), shown.end(), item), shown.end());
   }
-  [[nodiscard]] double thickness() const override { return thickness_; }
+  [[nodiscard]] double thickness() const override { return barThickness; }
   [[nodiscard]] bool isVisible() const override { return true; }
 
   FakeButton& button(std::size_t i) { return shown.at(i)->fakeButton; }

@@ -3,7 +3,6 @@
 // run under xvfb-run with xcb), with a private 0700 runtime folder when the
 // environment has none, as Qt wants one.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <QApplication>
 #include <cstdlib>

@@ -5,7 +5,6 @@
 // confirmation, and saves screenshots of each step into the folder named on
 // its command line.
 #include <gio/gio.h>
-#include <stdlib.h>
 
 #include <QApplication>
 #include <QHBoxLayout>
@@ -17,6 +16,7 @@
 #include <QTimer>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>

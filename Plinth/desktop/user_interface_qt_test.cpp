@@ -1,10 +1,10 @@
 #include "Plinth/desktop/user_interface_qt.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
+#include <cstdlib>
 
 #include "Plinth/inventory/alert.h"
 #include "Plinth/statusitem/status_bar_qt.h"

@@ -82,7 +82,7 @@ TEST(MenuBar, FactsFollowTheBarAndTheFirstItemsAppearance) {
   MenuBar::setStatusItem(nullptr);
   EXPECT_FALSE(MenuBar::isDark());
   EXPECT_EQ(MenuBar::contentColor(), Color::black());
-  bar->thickness_ = 24;
+  bar->barThickness = 24;
   EXPECT_EQ(MenuBar::thickness(), 24);  // asked afresh
   EXPECT_EQ(MenuBar::halfThickness(), 12);
   EXPECT_EQ(MenuBar::fullThickness(), 24);
