@@ -181,7 +181,6 @@ TEST(TrayIcon, UnderXvfb) {
       {{"DBUS_SESSION_BUS_ADDRESS", bus.address()},
        {"VANTOR_TRAY_PROBE", bus.address()},
        {"QT_QPA_PLATFORM", "xcb"},
-       {"LSAN_OPTIONS", "suppressions=" VANTOR_LSAN_QT_SUPPRESSIONS},
        {"DISPLAY", std::nullopt}},
       log,
       log,
