@@ -57,6 +57,10 @@ std::filesystem::path ResourceBundle::resourcePath() const {
 }
 
 std::vector<std::string> ResourceBundle::localizations() const {
+  {
+    std::lock_guard lock(state_->mutex);
+    if (state_->localizations) return *state_->localizations;
+  }
   std::vector<std::string> languages;
   std::error_code error;
   for (std::filesystem::directory_iterator it(resourcePath(), error), end; !error && it != end; it.increment(error)) {
@@ -64,7 +68,9 @@ std::vector<std::string> ResourceBundle::localizations() const {
     if (entry.extension() == ".lproj" && isFolder(entry)) languages.push_back(entry.stem().string());
   }
   std::sort(languages.begin(), languages.end());
-  return languages;
+  std::lock_guard lock(state_->mutex);
+  if (!state_->localizations) state_->localizations = std::move(languages);
+  return *state_->localizations;
 }
 
 std::shared_ptr<const ResourceBundle::Table> ResourceBundle::table(const std::string& language,

@@ -47,7 +47,8 @@ class ResourceBundle {
   // bundle has one, else the bundle folder itself.
   [[nodiscard]] std::filesystem::path resourcePath() const;
 
-  // The language folders the bundle has ("de", "en", ...), sorted.
+  // The language folders the bundle has ("de", "en", ...), sorted; listed
+  // once and kept.
   [[nodiscard]] std::vector<std::string> localizations() const;
 
   // The text of `key` in the table "<table>.strings" of the first language
@@ -74,6 +75,7 @@ class ResourceBundle {
     std::filesystem::path path;
     std::mutex mutex;
     std::map<std::string, std::shared_ptr<const Table>, std::less<>> tables;  // by "<lang>/<table>"
+    std::optional<std::vector<std::string>> localizations;
   };
   [[nodiscard]] std::shared_ptr<const Table> table(const std::string& language, std::string_view name) const;
   std::shared_ptr<State> state_;

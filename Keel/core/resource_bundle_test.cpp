@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "testing/temp_dir.h"
 
@@ -62,6 +64,26 @@ TEST(ResourceBundle, LooksUpTheFirstLanguageItHasAndShowsTheKeyWhenUntranslated)
   EXPECT_EQ(strings.localizedString("N", {"de"}), "N");
   EXPECT_EQ(strings.localizedString("NO", {"fr"}), "NO");
   EXPECT_EQ(strings.localizedString("NO", {"de"}, "Missing"), "NO");
+}
+
+TEST(ResourceBundle, AnswersFromManyThreadsAtOnce) {
+  Vantor::Testing::TempDir dir;
+  const fs::path bundle = dir.path() / "X_X.bundle";
+  writeTable(bundle / "de.lproj", plist("<key>YES</key><string>Ja</string>"));
+  writeTable(bundle / "en.lproj", plist("<key>YES</key><string>Yes</string>"));
+  const ResourceBundle strings(bundle);  // nothing read yet: the threads race to read it
+  std::vector<std::thread> threads;
+  std::atomic<int> right{0};
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&, i] {
+      for (int n = 0; n < 50; ++n) {
+        const bool german = (i + n) % 2 == 0;
+        if (strings.localizedString("YES", {german ? "de" : "en"}) == (german ? "Ja" : "Yes")) ++right;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(right.load(), 200);
 }
 
 TEST(ResourceBundle, ApplicationShapedBundlesKeepTheirTablesInContentsResources) {

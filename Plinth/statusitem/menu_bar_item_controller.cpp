@@ -58,7 +58,9 @@ MenuBarItemController::~MenuBarItemController() {
   for (const auto& item : items_) item->item()->removeObserver(this, effectiveAppearanceKeyPath);
 }
 
-MenuBarTheme MenuBarItemController::theme() const { return themeOf(*items_.front()); }
+MenuBarTheme MenuBarItemController::theme() const {
+  return items_.empty() ? MenuBarTheme::light : themeOf(*items_.front());
+}
 
 void MenuBarItemController::add(std::shared_ptr<MenuBarItem> item) {
   items_.push_back(std::move(item));

@@ -36,12 +36,12 @@ class IMenuBarItemController {
   [[nodiscard]] virtual std::shared_ptr<MenuBarDelegate> delegate() const = 0;
   virtual void setDelegate(std::shared_ptr<MenuBarDelegate> delegate) = 0;
   [[nodiscard]] virtual const std::vector<std::shared_ptr<MenuBarItem>>& items() const = 0;
-  // The first item; the controller always has one.
+  // The first item (null once every item was removed).
   [[nodiscard]] virtual const std::shared_ptr<MenuBarItem>& item() const = 0;
   // The theme of the first item.
   [[nodiscard]] virtual MenuBarTheme theme() const = 0;
   [[nodiscard]] virtual bool isMenuBarVisible() const = 0;
-  // The last item (the first when there is one).
+  // The last item (the first when there is one; null when there is none).
   [[nodiscard]] virtual const std::shared_ptr<MenuBarItem>& lastItem() const = 0;
   virtual void add(std::shared_ptr<MenuBarItem> item) = 0;
   virtual void removeExtraItems() = 0;
@@ -74,10 +74,14 @@ class MenuBarItemController final : public IMenuBarItemController, public KeyVal
   [[nodiscard]] std::shared_ptr<MenuBarDelegate> delegate() const override { return delegate_; }
   void setDelegate(std::shared_ptr<MenuBarDelegate> delegate) override { delegate_ = std::move(delegate); }
   [[nodiscard]] const std::vector<std::shared_ptr<MenuBarItem>>& items() const override { return items_; }
-  [[nodiscard]] const std::shared_ptr<MenuBarItem>& item() const override { return items_.front(); }
+  [[nodiscard]] const std::shared_ptr<MenuBarItem>& item() const override {
+    return items_.empty() ? none_ : items_.front();
+  }
   [[nodiscard]] MenuBarTheme theme() const override;
   [[nodiscard]] bool isMenuBarVisible() const override { return bar_->isVisible(); }
-  [[nodiscard]] const std::shared_ptr<MenuBarItem>& lastItem() const override { return items_.back(); }
+  [[nodiscard]] const std::shared_ptr<MenuBarItem>& lastItem() const override {
+    return items_.empty() ? none_ : items_.back();
+  }
   // Appends, then tells the delegate.
   void add(std::shared_ptr<MenuBarItem> item) override;
   // Removes every item but the first (which carries the observation), each
@@ -100,6 +104,7 @@ class MenuBarItemController final : public IMenuBarItemController, public KeyVal
   std::shared_ptr<StatusBar> bar_;
   std::shared_ptr<MenuBarDelegate> delegate_;
   std::vector<std::shared_ptr<MenuBarItem>> items_;
+  std::shared_ptr<MenuBarItem> none_;
 };
 
 }  // namespace Plinth

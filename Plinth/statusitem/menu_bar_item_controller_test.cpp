@@ -86,6 +86,13 @@ TEST(MenuBarItemController, RemovingExtraItemsKeepsTheFirstAndTellsTheDelegate) 
   EXPECT_EQ(delegate->heard, std::vector<std::string>{"items"});
   EXPECT_EQ(controller.items().size(), 1U);
 
+  // Removing the first too leaves a controller that answers without items.
+  controller.remove(first);
+  EXPECT_EQ(controller.item(), nullptr);
+  EXPECT_EQ(controller.lastItem(), nullptr);
+  EXPECT_EQ(controller.theme(), MenuBarTheme::light);
+  EXPECT_TRUE(bar->shown.empty());
+
   // Without a button the theme is light; the controller still works.
   bar->buttons = false;
   MenuBarItemController bare(bar);
