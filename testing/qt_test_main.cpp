@@ -14,10 +14,12 @@
 // file dialog's information gatherer), and Qt's D-Bus module keeps its
 // connection and exported objects to the end of the process. Only these
 // libraries' own frames are excused; the sanitizers pick the lists up by name.
-extern "C" const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char*
+__tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming)
   return "race:libQt6Core.so\nrace:libQt6Gui.so\nrace:libQt6Widgets.so\n";
 }
-extern "C" const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char*
+__lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming)
   return "leak:libQt6DBus.so\n";
 }
 
