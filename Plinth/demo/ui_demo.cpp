@@ -8,10 +8,10 @@
 
 #include <QApplication>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QScreen>
 #include <QTimer>
 #include <chrono>
@@ -176,7 +176,8 @@ int main(int argc, char** argv) {
   QTimer::singleShot(300, [&] {
     if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
       save(box->grab(), folder, "alert-dark");
-      box->defaultButton()->click();
+      QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+      QApplication::sendEvent(box, &press);
     }
   });
   const bool yes = Plinth::Alert::confirm("Remove Vantor from the menu bar?", "You can add it again in Settings.");
