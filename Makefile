@@ -1,5 +1,5 @@
 # The entry points a newcomer needs. Each installs what it needs first.
-.PHONY: setup build test test-unit fuzz-smoke consumer package package-check demo bench fuzz asan tsan lint clean
+.PHONY: setup build test test-unit fuzz-smoke consumer package package-check demo demo-ui bench fuzz asan tsan lint clean
 
 FUZZ_SECONDS ?= 60
 FUZZ_SMOKE_SECONDS ?= 5
@@ -32,6 +32,14 @@ demo: setup
 	cmake --preset default >/dev/null
 	cmake --build --preset default --target vantor-demo
 	build/default/VantorLauncher/vantor-demo
+
+# Plinth's Qt user interface under Xvfb, with a session bus and a stand-in
+# desktop of its own: a status item with a menu of host views, a switch to
+# dark, a confirmation; screenshots go to build/default/screenshots-demo.
+demo-ui: setup
+	cmake --preset default >/dev/null
+	cmake --build --preset default --target vantor-ui-demo
+	xvfb-run -a -s "-screen 0 1024x768x24" build/default/Plinth/vantor-ui-demo build/default/screenshots-demo
 
 bench: setup
 	cmake --preset release >/dev/null

@@ -79,7 +79,10 @@ function(vantor_install_package)
     # internal: they expose the wrapped libraries' own headers
     PATTERN "icu_support.h" EXCLUDE
     PATTERN "zlib_reference_decode.h" EXCLUDE
-    PATTERN "fuzz_corpus" EXCLUDE)
+    PATTERN "fuzz_corpus" EXCLUDE
+    # resources go to <datadir>/vantor (vantor_resource_bundle); programs are not headers
+    PATTERN "*.bundle" EXCLUDE
+    PATTERN "demo" EXCLUDE)
   set(cmakeDir ${CMAKE_INSTALL_LIBDIR}/cmake/Vantor)
   install(EXPORT VantorTargets NAMESPACE Vantor:: DESTINATION ${cmakeDir} COMPONENT development)
   configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/VantorConfig.cmake.in"

@@ -20,6 +20,7 @@ expect "$dev" ./usr/include/Plinth/inventory/apps.h
 expect "$dev" ./usr/lib/libvantor_keel_core.a
 expect "$dev" ./usr/lib/cmake/Vantor/VantorConfig.cmake
 expect "$dev" ./usr/lib/pkgconfig/vantor-keel.pc
+expect "$dev" ./usr/share/vantor/Plinth_Plinth.bundle/de.lproj/Localizable.strings
 expect "$launcher" ./usr/libexec/vantor/VantorLauncher
 for tool in vantor-decode vantor-facts vantor-notify vantor-login-item; do
   expect "$tools" "./usr/bin/$tool"

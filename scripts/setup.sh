@@ -18,6 +18,8 @@ packages=(
   python3 python3-dbusmock python3-gi gir1.2-glib-2.0 libcpp-httplib-dev procps gzip iproute2 util-linux
   # checks the autostart entries vantor-login-item writes
   desktop-file-utils
+  # Plinth's user interface (plinth_qt) and its tests on Xvfb and a private bus
+  qt6-base-dev qt6-image-formats-plugins libqt6svg6 xvfb xauth fonts-dejavu-core python3-gi
 )
 
 missing=()

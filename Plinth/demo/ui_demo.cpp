@@ -1,0 +1,186 @@
+// vantor-ui-demo: Plinth's Qt user interface on an X display (make demo-ui
+// runs it under Xvfb). It starts a session bus of its own with a stand-in
+// desktop (a tray watcher and the portal's colour scheme), shows a status
+// item with a menu of host views, switches the desktop to dark, asks a
+// confirmation, and saves screenshots of each step into the folder named on
+// its command line.
+#include <gio/gio.h>
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMessageBox>
+#include <QScreen>
+#include <QTimer>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "Plinth/desktop/user_interface_qt.h"
+#include "Plinth/inventory/alert.h"
+#include "Plinth/statusitem/menu_bar_host_view_qt.h"
+#include "Plinth/statusitem/menu_bar_item_controller.h"
+#include "Plinth/statusitem/status_bar_qt.h"
+#include "testing/child_process.h"
+#include "testing/private_session_bus.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+class Narrator : public Plinth::MenuBarDelegate {
+ public:
+  void menuBarItemsDidChange() override { std::puts("  the controller's items changed"); }
+  void menuBarThemeDidChange(Plinth::MenuBarTheme theme) override {
+    std::printf("  the menu bar is now %s\n", std::string(Plinth::rawValue(theme)).c_str());
+  }
+};
+
+Plinth::QtMenuBarHostView* entry(const QString& text) {
+  auto* view = new Plinth::QtMenuBarHostView;
+  auto* layout = new QHBoxLayout(view);
+  layout->setContentsMargins(12, 5, 12, 5);
+  layout->addWidget(new QLabel(text));
+  view->setMinimumSize(220, 30);
+  return view;
+}
+
+void save(const QPixmap& pixmap, const fs::path& folder, const std::string& name) {
+  const fs::path file = folder / (name + ".png");
+  if (pixmap.save(QString::fromStdString(file.string()))) std::printf("  saved %s\n", file.c_str());
+}
+
+// Waits, with the loop running, for `condition` (at most five seconds).
+bool spinUntil(const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  }
+  return true;
+}
+
+GDBusConnection* connect(const std::string& address) {
+  GDBusConnection* bus = g_dbus_connection_new_for_address_sync(
+      address.c_str(),
+      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+      nullptr, nullptr, nullptr);
+  if (bus != nullptr) g_dbus_connection_set_exit_on_close(bus, FALSE);
+  return bus;
+}
+
+// The stand-in desktop takes its control name last, once all is in place.
+bool desktopIsReady(const std::string& address) {
+  GDBusConnection* bus = connect(address);
+  if (bus == nullptr) return false;
+  GVariant* reply =
+      g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                  "NameHasOwner", g_variant_new("(s)", "org.vantor.FakeDesktop"), G_VARIANT_TYPE("(b)"),
+                                  G_DBUS_CALL_FLAGS_NONE, 1000, nullptr, nullptr);
+  gboolean owned = FALSE;
+  if (reply != nullptr) {
+    g_variant_get(reply, "(b)", &owned);
+    g_variant_unref(reply);
+  }
+  g_object_unref(bus);
+  return owned != FALSE;
+}
+
+void setColorScheme(const std::string& address, std::uint32_t scheme) {
+  GDBusConnection* bus = connect(address);
+  if (bus == nullptr) return;
+  GVariant* reply = g_dbus_connection_call_sync(
+      bus, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop", "SetColorScheme",
+      g_variant_new("(u)", scheme), nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+  if (reply != nullptr) g_variant_unref(reply);
+  g_object_unref(bus);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const fs::path folder = argc > 1 ? fs::path(argv[1]) : fs::current_path() / "screenshots";
+  fs::create_directories(folder);
+  if (std::getenv("DISPLAY") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
+    std::fputs("vantor-ui-demo needs an X display: run it with xvfb-run -a (make demo-ui does)\n", stderr);
+    return 2;
+  }
+
+  std::puts("1. A session bus of our own, with a tray watcher and the portal's colour scheme (light)");
+  Vantor::Testing::PrivateSessionBus bus;
+  setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);  // before Qt connects to it
+  Vantor::Testing::ChildProcess desktop(Vantor::Testing::ChildOptions{
+      {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--watcher", "--color-scheme", "2"}});
+  // The watcher must be on the bus before Qt makes its first tray icon.
+  if (!Vantor::Testing::waitUntil([&] { return desktopIsReady(bus.address()); }, 10s)) {
+    std::fputs("the stand-in desktop did not start (is python3-gi installed?)\n", stderr);
+    return 1;
+  }
+
+  setenv("QT_QPA_PLATFORM", "xcb", 1);
+  // Qt wants a private runtime folder; one of our own, removed at the end.
+  struct RuntimeFolder {
+    fs::path path;
+    ~RuntimeFolder() {
+      std::error_code error;
+      if (!path.empty()) fs::remove_all(path, error);
+    }
+  } runtimeFolder;
+  std::string pattern = (fs::temp_directory_path() / "vantor-ui-demo-XXXXXX").string();
+  if (std::getenv("XDG_RUNTIME_DIR") == nullptr && mkdtemp(pattern.data()) != nullptr) {  // NOLINT
+    runtimeFolder.path = pattern;
+    setenv("XDG_RUNTIME_DIR", pattern.c_str(), 1);
+  }
+  QApplication application(argc, argv);
+  Plinth::QtUserInterface userInterface;
+
+  std::puts("2. A status item whose button shows a view, with a menu of host views");
+  auto* icon = new QLabel("V");
+  icon->setAlignment(Qt::AlignCenter);
+  icon->setGeometry(0, 0, 22, 22);
+  Plinth::MenuBarItemController controller(std::make_shared<Plinth::QtView>(icon));
+  controller.setDelegate(std::make_shared<Narrator>());
+  auto& statusItem = static_cast<Plinth::QtStatusItem&>(*controller.item()->item());
+  QMenu menu;
+  QWidgetAction* actions[3];
+  const QString titles[] = {"Open Vantor", "Check for Updates…", "Quit"};
+  for (int i = 0; i < 3; ++i) actions[i] = Plinth::QtMenuBarHostView::addToMenu(&menu, entry(titles[i]));
+  statusItem.setMenu(&menu);
+  std::printf("  the tray %s\n", controller.isMenuBarVisible() ? "shows the item" : "is not there");
+
+  const auto shoot = [&](const std::string& appearance) {
+    menu.popup(QPoint(40, 40));
+    spinUntil([&] { return menu.isVisible(); });
+    menu.setActiveAction(actions[1]);
+    QCoreApplication::processEvents();
+    save(menu.grab(), folder, "menu-" + appearance);
+    save(statusItem.iconPixmap(), folder, "icon-" + appearance);
+    save(QGuiApplication::primaryScreen()->grabWindow(0), folder, "screen-" + appearance);
+    menu.hide();
+  };
+  shoot("light");
+
+  std::puts("3. The desktop switches to dark (the portal's SettingChanged)");
+  setColorScheme(bus.address(), 1);
+  spinUntil([&] { return controller.theme() == Plinth::MenuBarTheme::dark; });
+  shoot("dark");
+
+  std::puts("4. A confirmation (Return answers the default, No)");
+  QTimer::singleShot(300, [&] {
+    if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+      save(box->grab(), folder, "alert-dark");
+      QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+      QApplication::sendEvent(box, &press);
+    }
+  });
+  const bool yes = Plinth::Alert::confirm("Remove Vantor from the menu bar?", "You can add it again in Settings.");
+  std::printf("  answered %s\n", yes ? "yes" : "no");
+  return 0;
+}
