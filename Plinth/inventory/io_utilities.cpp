@@ -120,7 +120,7 @@ std::vector<Keel::URL> IOUtilities::filesBelow(const Keel::URL& url) {
   return found;
 }
 
-std::vector<Keel::URL> IOUtilities::foldersBelow(const Keel::URL& url, std::string_view suffix) {
+std::vector<Keel::URL> IOUtilities::foldersBelowWithSuffix(const Keel::URL& url, std::string_view suffix) {
   std::vector<Keel::URL> found;
   walkFolder(url.path(), listingOptions(), [&](const WalkEntry& entry) {
     if (entry.isDirectory && entry.name.ends_with(suffix)) found.push_back(Keel::URL::fileURL(entry.path, true));

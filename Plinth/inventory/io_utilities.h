@@ -92,7 +92,7 @@ class IOUtilities {
   // Every non-folder below, with the same rules (no error line).
   [[nodiscard]] static std::vector<Keel::URL> filesBelow(const Keel::URL& url);
   // Every folder below whose name ends with `suffix` (case-sensitive).
-  [[nodiscard]] static std::vector<Keel::URL> foldersBelow(const Keel::URL& url, std::string_view suffix);
+  [[nodiscard]] static std::vector<Keel::URL> foldersBelowWithSuffix(const Keel::URL& url, std::string_view suffix);
 
   // The user-library rule of the listings: a path of more than three
   // components whose fourth (counting the root "/" as the first) is "Library",
