@@ -2,8 +2,10 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "Plinth/inventory/workspace_icons.h"
@@ -39,16 +41,8 @@ std::vector<fs::path> sizeFolders(const fs::path& theme) {
   return folders;
 }
 
-std::optional<std::string> inFolder(const fs::path& folder, const std::string& name) {
-  std::error_code error;
-  for (const std::string_view extension : kIconExtensions) {
-    fs::path candidate = folder / (name + std::string(extension));
-    if (fs::is_regular_file(candidate, error)) return candidate.string();
-  }
-  return std::nullopt;
-}
-
-std::optional<std::string> inTheme(const fs::path& theme, const std::string& name) {
+// The folders of a theme that hold icon files, best first.
+void appendThemeFolders(const fs::path& theme, std::vector<std::string>& folders) {
   std::error_code error;
   for (const fs::path& size : sizeFolders(theme)) {
     std::vector<fs::path> contexts;
@@ -56,17 +50,46 @@ std::optional<std::string> inTheme(const fs::path& theme, const std::string& nam
       if (it->is_directory(error)) contexts.push_back(it->path());
     }
     std::sort(contexts.begin(), contexts.end());
-    for (const fs::path& context : contexts) {
-      if (auto file = inFolder(context, name)) return file;
-    }
+    for (const fs::path& context : contexts) folders.push_back(context.string());
   }
-  return std::nullopt;
 }
 
 }  // namespace
 
+struct IconThemeFolders::Layout {
+  std::once_flag once;
+  std::unordered_map<std::string, std::string> files;  // icon name -> best file
+};
+
 IconThemeFolders::IconThemeFolders(std::vector<std::string> dataFolders, std::string themeName)
-    : dataFolders_(std::move(dataFolders)), themeName_(std::move(themeName)) {}
+    : dataFolders_(std::move(dataFolders)), themeName_(std::move(themeName)), layout_(std::make_shared<Layout>()) {}
+
+const std::unordered_map<std::string, std::string>& IconThemeFolders::index() const {
+  std::call_once(layout_->once, [this] {
+    std::vector<std::string> folders;
+    for (const std::string& theme : {themeName_, std::string("hicolor")}) {
+      for (const std::string& data : dataFolders_) appendThemeFolders(fs::path(data) / "icons" / theme, folders);
+    }
+    for (const std::string& data : dataFolders_) folders.push_back((fs::path(data) / "pixmaps").string());
+    // The first folder that has a name wins; within a folder, the first
+    // extension of kIconExtensions.
+    for (const std::string& folder : folders) {
+      std::vector<fs::path> files;
+      std::error_code error;
+      for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        files.push_back(it->path());
+      }
+      for (const std::string_view extension : kIconExtensions) {
+        for (const fs::path& file : files) {
+          if (file.extension() != extension) continue;
+          if (!fs::is_regular_file(file, error)) continue;
+          layout_->files.try_emplace(file.stem().string(), file.string());
+        }
+      }
+    }
+  });
+  return layout_->files;
+}
 
 IconThemeFolders IconThemeFolders::forCurrentUser() {
   std::vector<std::string> folders;
@@ -92,14 +115,8 @@ IconThemeFolders IconThemeFolders::forCurrentUser() {
 std::optional<std::string> IconThemeFolders::iconFile(const std::vector<std::string>& names) const {
   for (const std::string& name : names) {
     if (name.empty() || name.find('/') != std::string::npos) continue;
-    for (const std::string& theme : {themeName_, std::string("hicolor")}) {
-      for (const std::string& data : dataFolders_) {
-        if (auto file = inTheme(fs::path(data) / "icons" / theme, name)) return file;
-      }
-    }
-    for (const std::string& data : dataFolders_) {
-      if (auto file = inFolder(fs::path(data) / "pixmaps", name)) return file;
-    }
+    const auto& files = index();
+    if (const auto it = files.find(name); it != files.end()) return it->second;
   }
   return std::nullopt;
 }

@@ -2,8 +2,10 @@
 // searches and the platform's content types and icon themes.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Plinth/desktop/image.h"
@@ -25,7 +27,8 @@ class WorkspaceIcons {
 // Icon files of a freedesktop icon theme, searched by icon name. Each data
 // folder's icons/<theme> is searched for the theme, then for "hicolor", then
 // each data folder's "pixmaps"; within a theme the scalable icons come first,
-// then the largest sizes.
+// then the largest sizes. The themes are read once, on the first search, into
+// an index by name: themes are installed, not changed, while a program runs.
 class IconThemeFolders {
  public:
   IconThemeFolders(std::vector<std::string> dataFolders, std::string themeName);
@@ -37,8 +40,12 @@ class IconThemeFolders {
   [[nodiscard]] std::optional<std::string> iconFile(const std::vector<std::string>& names) const;
 
  private:
+  [[nodiscard]] const std::unordered_map<std::string, std::string>& index() const;
+
   std::vector<std::string> dataFolders_;
   std::string themeName_;
+  struct Layout;
+  std::shared_ptr<Layout> layout_;
 };
 
 }  // namespace Plinth
