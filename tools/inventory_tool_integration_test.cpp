@@ -1,15 +1,12 @@
 // vantor-inventory run as a user would: on the sample tree, for sizes, and
 // interrupted.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include "Keel/coding/json.h"
-#include "Plinth/inventory/io_utilities.h"
 #include "testing/child_process.h"
 #include "testing/temp_dir.h"
 
@@ -85,25 +82,18 @@ bool catchesInterrupt(int pid) {
 }
 
 TEST_F(InventoryToolTest, CtrlCStopsTheMeasurementAndPrintsNothingMore) {
-  // Deep enough that the walk takes far longer than the signal does to come.
-  const fs::path tree = temp.path() / "deep";
-  fs::create_directory(tree);
-  int fd = ::open(tree.c_str(), O_RDONLY | O_DIRECTORY);
-  for (int i = 0; i < 20000 && fd >= 0; ++i) {
-    ::mkdirat(fd, "d", 0755);
-    const int next = ::openat(fd, "d", O_RDONLY | O_DIRECTORY);
-    ::close(fd);
-    fd = next;
-  }
-  ::close(fd);
-  Testing::ChildProcess child(
-      {{VANTOR_INVENTORY_BINARY, "--size", tree.string()}, {}, temp.path() / "out", temp.path() / "err"});
+  // The sample folder measured many times over takes far longer than the
+  // signal takes to come.
+  const fs::path sample = temp.path() / "Applications";
+  ASSERT_EQ(run({VANTOR_SAMPLE_TREE_SCRIPT, sample}).status, 0);
+  std::vector<std::string> argv = {VANTOR_INVENTORY_BINARY, "--size"};
+  argv.insert(argv.end(), 20000, sample.string());
+  Testing::ChildProcess child({argv, {}, temp.path() / "out", temp.path() / "err"});
   ASSERT_TRUE(Testing::waitUntil([&] { return catchesInterrupt(child.pid()); }, 10s));
   child.kill(SIGINT);
   EXPECT_EQ(child.waitForExit(30s), 130);
   EXPECT_EQ(contentsOf(temp.path() / "out"), "");
   EXPECT_EQ(contentsOf(temp.path() / "err"), "vantor-inventory: interrupted\n");
-  EXPECT_TRUE(Plinth::IOUtilities::deleteItem(Keel::URL::fileURL(tree.string(), true)));
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ struct WalkOptions {
 };
 
 struct WalkEntry {
-  const std::string& path;  // the root's path + "/" + the names below it; may exceed PATH_MAX
+  const std::string& path;  // the root's path, "/", the names below it; may exceed PATH_MAX
   std::string_view name;
   bool isDirectory;    // a real folder (a link to one is not)
   std::uint64_t size;  // st_size when asked for, else 0; 0 for folders
@@ -39,13 +39,14 @@ enum class WalkStep : std::uint8_t { proceed, skipDescendants, stop };
 // on after an unreadable folder unless the handler returns WalkStep::stop.
 using WalkErrorHandler = std::function<WalkStep(const std::string& path, int error)>;
 
-// Visits everything below `root` (not the root itself) in pre-order: a folder,
-// then its contents, then its next sibling; siblings in the order the file
-// system lists them. A folder that cannot be opened is reported to `onError`
-// (when given) and skipped; an entry that vanishes before it can be examined
-// likewise. Paths longer than PATH_MAX are opened piecewise, relative to an
-// ancestor. Returns false when the root itself cannot be opened as a folder,
-// or the walk was cancelled or stopped.
+// Visits everything below `root` (not the root itself) depth first: a
+// folder's files, in the order the file system lists them, then each of its
+// folders in that order, each followed by everything below it. A folder that
+// cannot be opened is reported to `onError` (when given) and skipped; an entry
+// that vanishes before it can be examined likewise. Paths longer than PATH_MAX
+// are opened piecewise, relative to an ancestor. The root itself may be a link
+// to a folder. Returns false when the root cannot be opened as a folder, or
+// the walk was cancelled or stopped.
 bool walkFolder(const std::string& root, const WalkOptions& options,
                 const std::function<WalkStep(const WalkEntry&)>& visit, const WalkErrorHandler& onError = {});
 

@@ -54,6 +54,10 @@ int openLongPath(const std::string& path, int lastFlags) {
       errno = ENAMETOOLONG;
       return -1;
     }
+    if (cut == start && start > 0) {  // a doubled "/"
+      start = cut + 1;
+      continue;
+    }
     const std::string piece = cut == start ? std::string("/") : path.substr(start, cut - start);
     const int next = ::openat(fd, piece.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     const int saved = errno;
@@ -177,7 +181,7 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
     const std::size_t firstFolder = pending.size();
     for (Child& child : children) {
       scratch.assign(folder.path);
-      scratch.push_back('/');
+      if (!scratch.ends_with('/')) scratch.push_back('/');
       const std::size_t nameStart = scratch.size();
       scratch.append(child.name);
       if (child.isDirectory) {
