@@ -50,6 +50,15 @@ using WalkErrorHandler = std::function<WalkStep(const std::string& path, int err
 bool walkFolder(const std::string& root, const WalkOptions& options,
                 const std::function<WalkStep(const WalkEntry&)>& visit, const WalkErrorHandler& onError = {});
 
+// The sum of st_size over every non-folder below `root` (hidden entries and
+// packages included, links not followed), as a walk with `wantSizes` would
+// add it up, but in no particular order and on two threads once there are
+// folders enough to share: the second thread starts when four folders are
+// pending. Only `cancel` and `progress` of the options are used. Folders that
+// cannot be opened and entries that vanish add nothing; overflow stops the
+// process. 0 when the root cannot be opened.
+[[nodiscard]] std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options);
+
 // Whether a folder of this name is a package: a bundle that listings show as
 // one item and never enter.
 [[nodiscard]] bool isPackageName(std::string_view name);

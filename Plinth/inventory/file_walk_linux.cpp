@@ -7,12 +7,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
+
+#include "Plinth/inventory/io_utilities.h"
 
 namespace Plinth {
 namespace {
@@ -25,7 +31,7 @@ constexpr long kMaximumKeptDescriptors = 64;
 
 class SharedDescriptor {
  public:
-  SharedDescriptor(int fd, long& count) : fd_(fd), count_(count) { ++count_; }
+  SharedDescriptor(int fd, std::atomic<long>& count) : fd_(fd), count_(count) { ++count_; }
   ~SharedDescriptor() {
     ::close(fd_);
     --count_;
@@ -36,7 +42,7 @@ class SharedDescriptor {
 
  private:
   int fd_;
-  long& count_;
+  std::atomic<long>& count_;
 };
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
@@ -94,7 +100,7 @@ bool hidden(std::string_view name) { return !name.empty() && name.front() == '.'
 
 bool walkFolder(const std::string& root, const WalkOptions& options,
                 const std::function<WalkStep(const WalkEntry&)>& visit, const WalkErrorHandler& onError) {
-  long kept = 0;
+  std::atomic<long> kept{0};
   auto report = [&](const std::string& path, int error) { return onError ? onError(path, error) : WalkStep::proceed; };
   auto cancelled = [&] { return options.cancel != nullptr && options.cancel->load(std::memory_order_relaxed); };
 
@@ -197,6 +203,123 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
     std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstFolder), pending.end());
   }
   return true;
+}
+
+namespace {
+
+// The shared state of a two-thread size sum: a stack of pending folders that
+// either thread takes from and gives to.
+class SizeSum {
+ public:
+  explicit SizeSum(const WalkOptions& options) : options_(options) {}
+
+  std::uint64_t run(const std::string& root) {
+    const int fd = openLongPath(root, kFolderFlags);
+    if (fd < 0) return 0;
+    pending_.push_back(Pending{root, root.size(), std::make_shared<SharedDescriptor>(fd, kept_)});
+    std::thread helper;
+    work(&helper);
+    if (helper.joinable()) helper.join();
+    return total_;
+  }
+
+ private:
+  // Takes folders until none is pending and no thread is reading one (which
+  // could give more). The first thread starts the helper once there is work
+  // enough for two.
+  void work(std::thread* helper) {
+    std::uint64_t sum = 0;
+    std::vector<Pending> found;
+    std::unique_lock lock(mutex_);
+    while (true) {
+      changed_.wait(lock, [&] { return !pending_.empty() || busy_ == 0 || cancelled(); });
+      if (pending_.empty() || cancelled()) break;
+      Pending folder = std::move(pending_.back());
+      pending_.pop_back();
+      ++busy_;
+      lock.unlock();
+      found.clear();
+      sum = addSizes(sum, readFolder(folder, found));
+      lock.lock();
+      --busy_;
+      for (Pending& next : found) pending_.push_back(std::move(next));
+      if (helper != nullptr && !helper->joinable() && pending_.size() >= 4) {
+        *helper = std::thread([this] { work(nullptr); });
+      }
+      changed_.notify_all();
+    }
+    total_ = addSizes(total_, sum);
+    changed_.notify_all();
+  }
+
+  [[nodiscard]] bool cancelled() const {
+    return options_.cancel != nullptr && options_.cancel->load(std::memory_order_relaxed);
+  }
+
+  // The sizes of the folder's non-folders; its folders go to `found`.
+  std::uint64_t readFolder(Pending& folder, std::vector<Pending>& found) {
+    std::shared_ptr<SharedDescriptor> descriptor;
+    if (folder.nameStart == folder.path.size()) {
+      descriptor = std::move(folder.parent);  // the root, opened already
+    } else {
+      const int fd = folder.parent ? ::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart,
+                                              kFolderFlags | O_NOFOLLOW)
+                                   : openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+      folder.parent.reset();
+      if (fd < 0) return 0;
+      descriptor = std::make_shared<SharedDescriptor>(fd, kept_);
+    }
+    const int fd = descriptor->get();
+    const int listingFd = ::dup(fd);
+    DIR* listing = listingFd < 0 ? nullptr : ::fdopendir(listingFd);
+    if (listing == nullptr) {
+      if (listingFd >= 0) ::close(listingFd);
+      return 0;
+    }
+    std::uint64_t sum = 0;
+    std::uint64_t entries = 0;
+    const bool keep = kept_.load(std::memory_order_relaxed) < kMaximumKeptDescriptors;
+    while (const dirent* entry = ::readdir(listing)) {
+      const std::string_view name(entry->d_name);
+      if (name == "." || name == "..") continue;
+      bool isFolder = entry->d_type == DT_DIR;
+      if (!isFolder) {
+        struct stat status {};
+        if (::fstatat(fd, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) continue;  // gone meanwhile
+        isFolder = S_ISDIR(status.st_mode);
+        if (!isFolder) sum = addSizes(sum, static_cast<std::uint64_t>(status.st_size));
+      }
+      ++entries;
+      if (isFolder) {
+        std::string path = folder.path;
+        if (!path.ends_with('/')) path.push_back('/');
+        const std::size_t nameStart = path.size();
+        path.append(name);
+        found.push_back(Pending{std::move(path), nameStart, keep ? descriptor : nullptr});
+      }
+    }
+    ::closedir(listing);
+    if (options_.progress != nullptr) {
+      options_.progress->foldersDone.fetch_add(1, std::memory_order_relaxed);
+      options_.progress->entriesSeen.fetch_add(entries, std::memory_order_relaxed);
+    }
+    return sum;
+  }
+
+  const WalkOptions& options_;
+  std::atomic<long> kept_{0};
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Pending> pending_;
+  int busy_ = 0;
+  std::uint64_t total_ = 0;
+};
+
+}  // namespace
+
+std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options) {
+  SizeSum sum(options);
+  return sum.run(root);
 }
 
 }  // namespace Plinth

@@ -38,15 +38,9 @@ void writeLineToStandardOutput(std::string_view line) {
 
 std::uint64_t IOUtilities::folderSize(const Keel::URL& url, const SizeWalk& walk) {
   WalkOptions options;
-  options.wantSizes = true;
   options.cancel = walk.cancel;
   options.progress = walk.progress;
-  std::uint64_t total = 0;
-  walkFolder(url.path(), options, [&](const WalkEntry& entry) {
-    total = addSizes(total, entry.size);
-    return WalkStep::proceed;
-  });
-  return total;
+  return sumSizesBelow(url.path(), options);
 }
 
 std::optional<Keel::Date> IOUtilities::metadataDate(const std::string& /*path*/, std::string_view /*key*/) {
