@@ -58,6 +58,15 @@ TEST(FolderSize, CountsEverythingBelowWithoutFollowingLinks) {
   EXPECT_EQ(IOUtilities::pathType((root / "sub").string()), PathType::directory);
   EXPECT_EQ(IOUtilities::pathType((root / "link").string()), PathType::file);
   EXPECT_EQ(IOUtilities::pathType((root / "nothing").string()), PathType::invalid);
+
+  // A birth time where the file system keeps one, never another date instead.
+  const auto born = IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileCreationDate");
+  if (born) {
+    EXPECT_NEAR(born->timeIntervalSince1970(), Keel::Date::now().timeIntervalSince1970(), 3600);
+  }
+  EXPECT_FALSE(IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileModificationDate"));
+  EXPECT_FALSE(IOUtilities::dateAttribute((root / "nothing").string(), "NSFileCreationDate"));
+  EXPECT_FALSE(IOUtilities::metadataDate((root / "a.txt").string(), "kMDItemLastUsedDate"));
 }
 
 TEST(FolderSize, ProgressCountsAndCancellationStops) {
