@@ -53,7 +53,7 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
 // The sum of st_size over every non-folder below `root` (hidden entries and
 // packages included, links not followed), as a walk with `wantSizes` would
 // add it up, but in no particular order and on two threads once there are
-// folders enough to share: the second thread starts when four folders are
+// folders enough to share: the second thread starts when sixteen folders are
 // pending. Only `cancel` and `progress` of the options are used. Folders that
 // cannot be opened and entries that vanish add nothing; overflow stops the
 // process. 0 when the root cannot be opened.

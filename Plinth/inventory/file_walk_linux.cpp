@@ -243,7 +243,7 @@ class SizeSum {
       lock.lock();
       --busy_;
       for (Pending& next : found) pending_.push_back(std::move(next));
-      if (helper != nullptr && !helper->joinable() && pending_.size() >= 4) {
+      if (helper != nullptr && !helper->joinable() && pending_.size() >= 16) {
         *helper = std::thread([this] { work(nullptr); });
       }
       changed_.notify_all();

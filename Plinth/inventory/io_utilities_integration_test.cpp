@@ -71,11 +71,12 @@ TEST(FolderSize, CountsEverythingBelowWithoutFollowingLinks) {
 
 TEST(FolderSize, ProgressCountsAndCancellationStops) {
   const Vantor::Testing::TempDir temp;
-  for (int i = 0; i < 5; ++i) writeFile(temp.path() / ("d" + std::to_string(i)) / "f", 10);
+  // Folders enough that a second thread shares the work.
+  for (int i = 0; i < 40; ++i) writeFile(temp.path() / ("d" + std::to_string(i)) / "e" / "f", 10);
   WalkProgress progress;
-  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), SizeWalk{nullptr, &progress}), 50U);
-  EXPECT_EQ(progress.foldersDone.load(), 6U);
-  EXPECT_EQ(progress.entriesSeen.load(), 10U);
+  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), SizeWalk{nullptr, &progress}), 400U);
+  EXPECT_EQ(progress.foldersDone.load(), 81U);
+  EXPECT_EQ(progress.entriesSeen.load(), 120U);
   const std::atomic<bool> cancel{true};
   EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), SizeWalk{&cancel, nullptr}), 0U);
 }
