@@ -40,7 +40,8 @@ constexpr const char* kHelp =
     "  --json         print JSON: every field of each record, sizes in bytes\n"
     "  -h, --help     show this help\n"
     "\n"
-    "On a terminal, progress (folders done, entries seen) is shown on stderr.\n"
+    "When stdout and stderr are a terminal, progress (folders done, entries\n"
+    "seen) is shown on stderr while the tool measures.\n"
     "Ctrl-C stops at once and prints nothing more.\n"
     "\n"
     "Exit status: 0 printed, 1 could not print, 2 usage error, 130 interrupted.\n";
@@ -113,7 +114,9 @@ int main(int argc, char** argv) {
   Plinth::WalkProgress progress;
   const Plinth::SizeWalk walk{&interrupted, &progress};
   std::optional<ProgressLine> progressLine;
-  if (isTerminal(2)) progressLine.emplace(progress);
+  // Progress is for someone watching the table come: not when the output
+  // goes to a file or a pipe, nor when stderr is no terminal.
+  if (isTerminal(1) && isTerminal(2)) progressLine.emplace(progress);
 
   Keel::AnyValue tree;
   std::string text;
