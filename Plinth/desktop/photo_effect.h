@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Plinth/desktop/image_pixels.h"
+
 namespace Plinth {
 
 enum class PhotoEffect : std::uint8_t { mono, tonal, noir };
@@ -16,14 +18,6 @@ enum class PhotoEffect : std::uint8_t { mono, tonal, noir };
 [[nodiscard]] std::string_view rawValue(PhotoEffect effect);
 // The effect of exactly one of those three texts; absent for anything else.
 [[nodiscard]] std::optional<PhotoEffect> photoEffect(std::string_view rawValue);
-
-// Decoded pixels: 8-bit RGBA rows without padding.
-struct Pixels {
-  int width = 0;
-  int height = 0;
-  std::vector<std::uint8_t> rgba;
-  friend bool operator==(const Pixels&, const Pixels&) = default;
-};
 
 // The effect applied to every pixel; alpha is kept. Each is a grey made from
 // a weighted sum of the channels:
