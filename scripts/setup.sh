@@ -11,7 +11,7 @@ packages=(
   # test and benchmark frameworks
   libgtest-dev libgmock-dev libbenchmark-dev
   # libraries the code links
-  libglib2.0-dev libicu-dev libcurl4-openssl-dev ca-certificates
+  libglib2.0-dev libgdk-pixbuf-2.0-dev libicu-dev libcurl4-openssl-dev ca-certificates
   libplist-dev libexpat1-dev zlib1g-dev libsimdjson-dev
   # run-time data and tools the tests and demo drive for real
   dbus-daemon dbus-bin libglib2.0-bin shared-mime-info hicolor-icon-theme

@@ -1,0 +1,116 @@
+#include "Plinth/inventory/io_utilities.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Plinth {
+
+PathType IOUtilities::pathType(const std::string& path) {
+  struct stat status {};
+  if (path.empty() || ::lstat(path.c_str(), &status) != 0) return PathType::invalid;
+  return S_ISDIR(status.st_mode) ? PathType::directory : PathType::file;
+}
+
+std::uint64_t IOUtilities::fileSize(const Keel::URL& url) {
+  struct stat status {};
+  const std::string path = url.path();
+  if (path.empty() || ::lstat(path.c_str(), &status) != 0) return 0;
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+std::optional<Keel::Date> IOUtilities::dateAttribute(const std::string& path, std::string_view key) {
+  if (key != "NSFileCreationDate" || path.empty()) return std::nullopt;
+  struct statx status {};
+  if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BTIME, &status) != 0) return std::nullopt;
+  // A file system that records no birth time leaves the bit clear; the change
+  // time is no stand-in for it.
+  if ((status.stx_mask & STATX_BTIME) == 0) return std::nullopt;
+  return Keel::Date(static_cast<double>(status.stx_btime.tv_sec) + static_cast<double>(status.stx_btime.tv_nsec) / 1e9);
+}
+
+namespace {
+
+// Removes everything inside the folder open at `fd` (which it takes over),
+// holding one descriptor at a time whatever the depth: it goes down by
+// openat without following links and back up by "..", which for a folder
+// entered that way is the folder it came from. Stops at the first failure.
+bool emptyFolder(int fd) {
+  std::vector<std::string> names;  // the folders entered, one per level
+  while (true) {
+    const int listingFd = ::dup(fd);
+    DIR* listing = listingFd < 0 ? nullptr : ::fdopendir(listingFd);
+    if (listing == nullptr) {
+      if (listingFd >= 0) ::close(listingFd);
+      ::close(fd);
+      return false;
+    }
+    std::string folder;
+    bool failed = false;
+    while (const dirent* entry = ::readdir(listing)) {
+      const std::string_view name(entry->d_name);
+      if (name == "." || name == "..") continue;
+      bool isFolder = entry->d_type == DT_DIR;
+      if (entry->d_type == DT_UNKNOWN) {
+        struct stat status {};
+        isFolder = ::fstatat(fd, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+      }
+      if (isFolder) {
+        if (folder.empty()) folder = name;
+      } else if (::unlinkat(fd, entry->d_name, 0) != 0 && errno != ENOENT) {
+        failed = true;
+        break;
+      }
+    }
+    ::closedir(listing);
+    if (failed) {
+      ::close(fd);
+      return false;
+    }
+    if (!folder.empty()) {
+      const int child = ::openat(fd, folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+      ::close(fd);
+      if (child < 0) return false;
+      fd = child;
+      names.push_back(std::move(folder));
+      continue;
+    }
+    if (names.empty()) {
+      ::close(fd);
+      return true;
+    }
+    const int parent = ::openat(fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ::close(fd);
+    if (parent < 0) return false;
+    fd = parent;
+    if (::unlinkat(fd, names.back().c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
+      ::close(fd);
+      return false;
+    }
+    names.pop_back();
+  }
+}
+
+}  // namespace
+
+bool IOUtilities::deleteItem(const Keel::URL& url) {
+  const std::string path = url.path();
+  if (path.empty()) return false;
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT;
+  if (S_ISDIR(status.st_mode)) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd >= 0 && emptyFolder(fd)) (void)::rmdir(path.c_str());
+  } else {
+    (void)::unlink(path.c_str());
+  }
+  return pathType(path) == PathType::invalid;
+}
+
+}  // namespace Plinth

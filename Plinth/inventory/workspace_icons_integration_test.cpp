@@ -1,0 +1,157 @@
+// Desktop icons through GIO's content types and a theme folder of our own,
+// and revealing through a file manager on a private bus.
+#include <gio/gio.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+#include "Plinth/inventory/file_revealer_linux.h"
+#include "Plinth/inventory/io_utilities.h"
+#include "Plinth/inventory/workspace_icons_linux.h"
+#include "testing/bundle_builder.h"
+#include "testing/loop_thread.h"
+#include "testing/private_session_bus.h"
+#include "testing/temp_dir.h"
+
+namespace Plinth {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string textOf(const std::optional<Image>& image) {
+  return image ? std::string(image->data().begin(), image->data().end()) : "(none)";
+}
+
+class ThemeTest : public ::testing::Test {
+ protected:
+  void icon(const std::string& relative, const std::string& contents) {
+    const fs::path path = temp.path() / "share" / relative;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << contents;
+  }
+  [[nodiscard]] IconThemeFolders folders() const { return {{(temp.path() / "share").string()}, "Fake"}; }
+  Vantor::Testing::TempDir temp;
+};
+
+TEST_F(ThemeTest, FindsTheBestFileOfTheFirstNameThatHasOne) {
+  icon("icons/Fake/48x48/mimetypes/text-plain.png", "png48");
+  icon("icons/Fake/scalable/mimetypes/text-plain.svg", "svg");
+  icon("icons/Fake/16x16/mimetypes/text-x-generic.png", "generic");
+  icon("icons/hicolor/256x256/apps/editor.png", "hicolor");
+  icon("pixmaps/oldtool.xpm", "pixmap");
+  const IconThemeFolders theme = folders();
+  EXPECT_EQ(theme.iconFile({"text-plain", "text-x-generic"}),
+            (temp.path() / "share/icons/Fake/scalable/mimetypes/text-plain.svg").string());
+  EXPECT_EQ(theme.iconFile({"missing", "text-x-generic"}),
+            (temp.path() / "share/icons/Fake/16x16/mimetypes/text-x-generic.png").string());
+  EXPECT_EQ(theme.iconFile({"editor"}), (temp.path() / "share/icons/hicolor/256x256/apps/editor.png").string());
+  EXPECT_EQ(theme.iconFile({"oldtool"}), (temp.path() / "share/pixmaps/oldtool.xpm").string());
+  EXPECT_FALSE(theme.iconFile({"missing", "../pixmaps/oldtool"}));
+}
+
+TEST_F(ThemeTest, ContentTypesAndBundlesGiveTheirIcons) {
+  icon("icons/Fake/scalable/mimetypes/text-plain.svg", "text icon");
+  icon("icons/Fake/48x48/places/folder.png", "folder icon");
+  icon("icons/Fake/48x48/mimetypes/application-x-executable.png", "program icon");
+  const ThemeWorkspaceIcons icons(folders());
+  EXPECT_EQ(textOf(icons.iconForExtension("txt")), "text icon");
+  EXPECT_EQ(textOf(IOUtilities::icon(Keel::URL::fileURL("/anywhere/notes.txt"), icons)), "text icon");
+  EXPECT_EQ(textOf(icons.iconForFile(temp.path().string())), "folder icon");
+  EXPECT_EQ(textOf(icons.iconForFile("/nowhere/Missing.app")), "program icon");
+
+  // A bundle's own icon file, as its Info.plist names it.
+  const fs::path bundle = temp.path() / "Paint.app";
+  fs::create_directories(bundle / "Contents/Resources");
+  std::ofstream(bundle / "Contents/Info.plist") << Vantor::Testing::infoPlist(
+      {{"CFBundleIdentifier", "com.example.paint"}, {"CFBundleIconFile", "Paint"}}, false);
+  std::ofstream(bundle / "Contents/Resources/Paint.icns") << "icns bytes";
+  EXPECT_EQ(textOf(icons.iconForFile(bundle.string())), "icns bytes");
+  const fs::path plain = temp.path() / "Plain.app";
+  fs::create_directories(plain / "Contents");
+  EXPECT_EQ(textOf(icons.iconForFile(plain.string())), "program icon");
+}
+
+// A file manager of our own on the private bus that records what it was asked.
+class FakeFileManager {
+ public:
+  explicit FakeFileManager(const std::string& address) {
+    loop_.onLoop([&] {
+      connection_ = g_dbus_connection_new_for_address_sync(
+          address.c_str(),
+          static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                            G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+          nullptr, nullptr, nullptr);
+      GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(
+          "<node><interface name='org.freedesktop.FileManager1'><method name='ShowItems'>"
+          "<arg type='as' direction='in'/><arg type='s' direction='in'/></method></interface></node>",
+          nullptr);
+      static const GDBusInterfaceVTable vtable = {&FakeFileManager::call, nullptr, nullptr, {}};
+      g_dbus_connection_register_object(connection_, "/org/freedesktop/FileManager1", node->interfaces[0], &vtable,
+                                        this, nullptr, nullptr);
+      g_dbus_node_info_unref(node);
+      GVariant* reply = g_dbus_connection_call_sync(connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                    "org.freedesktop.DBus", "RequestName",
+                                                    g_variant_new("(su)", "org.freedesktop.FileManager1", 0U), nullptr,
+                                                    G_DBUS_CALL_FLAGS_NONE, 3000, nullptr, nullptr);
+      if (reply != nullptr) g_variant_unref(reply);
+      return 0;
+    });
+  }
+  ~FakeFileManager() {
+    loop_.onLoop([&] {
+      g_object_unref(connection_);
+      return 0;
+    });
+  }
+  FakeFileManager(const FakeFileManager&) = delete;
+  FakeFileManager& operator=(const FakeFileManager&) = delete;
+
+  std::vector<std::string> shown() {
+    const std::lock_guard lock(mutex_);
+    return shown_;
+  }
+
+ private:
+  static void call(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant* parameters,
+                   GDBusMethodInvocation* invocation, gpointer data) {
+    auto* self = static_cast<FakeFileManager*>(data);
+    GVariantIter* uris = nullptr;
+    const gchar* startup = nullptr;
+    g_variant_get(parameters, "(as&s)", &uris, &startup);
+    const gchar* uri = nullptr;
+    {
+      const std::lock_guard lock(self->mutex_);
+      while (g_variant_iter_loop(uris, "&s", &uri)) self->shown_.emplace_back(uri);
+    }
+    g_variant_iter_free(uris);
+    g_dbus_method_invocation_return_value(invocation, nullptr);
+  }
+
+  Vantor::Testing::LoopThread loop_;
+  GDBusConnection* connection_ = nullptr;
+  std::mutex mutex_;
+  std::vector<std::string> shown_;
+};
+
+TEST(BusFileRevealer, AsksTheFileManagerOrSaysThereIsNone) {
+  const Vantor::Testing::PrivateSessionBus bus;
+  const BusFileRevealer revealer(bus.address(), std::chrono::milliseconds(2000));
+  const RevealResult none = revealer.showItems({Keel::URL::fileURL("/tmp/a b.txt")});
+  EXPECT_FALSE(none.shown);
+  EXPECT_NE(none.error.find("no file manager answered"), std::string::npos) << none.error;
+
+  FakeFileManager manager(bus.address());
+  const RevealResult shown = revealer.showItems({Keel::URL::fileURL("/tmp/a b.txt")});
+  EXPECT_TRUE(shown.shown) << shown.error;
+  EXPECT_EQ(manager.shown(), std::vector<std::string>{"file:///tmp/a%20b.txt"});
+  IOUtilities::reveal(Keel::URL::fileURL("/srv/x/", true), revealer);
+  EXPECT_EQ(manager.shown().back(), "file:///srv/x");
+
+  const BusFileRevealer nowhere(std::string("unix:path=/nonexistent/bus"));
+  EXPECT_NE(nowhere.showItems({}).error.find("no session bus"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace Plinth

@@ -1,0 +1,162 @@
+// vantor-inventory: the installed applications under a folder, or the sizes
+// of folders, as a table or as JSON.
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+
+#include "Keel/coding/json.h"
+#include "Plinth/desktop/file_icon_manager.h"
+#include "Plinth/inventory/apps.h"
+#include "Plinth/inventory/directory.h"
+#include "Plinth/inventory/file_url.h"
+#include "tools/command_line.h"
+#include "tools/inventory_report.h"
+#include "tools/terminal.h"
+
+namespace {
+
+constexpr const char* kTool = "vantor-inventory";
+constexpr int kExitInterrupted = 130;
+
+constexpr const char* kHelp =
+    "Usage: vantor-inventory [--root DIR] [--skip-apple] [--json]\n"
+    "       vantor-inventory --size [--json] PATH...\n"
+    "\n"
+    "Lists the applications installed in /Applications (or DIR) and the plain\n"
+    "folders below it, by name: name, identifier, version, bundle size and the\n"
+    "applications contained in each bundle. Bundles are measured whole, hidden\n"
+    "files and nested helpers included; links are counted, never followed.\n"
+    "\n"
+    "  --root DIR     list the applications under DIR instead\n"
+    "  --skip-apple   leave out bundles whose identifier starts with com.apple.\n"
+    "  --size         print the size of each PATH instead (files, folders)\n"
+    "  --json         print JSON: every field of each record, sizes in bytes\n"
+    "  -h, --help     show this help\n"
+    "\n"
+    "When stdout and stderr are a terminal, progress (folders done, entries\n"
+    "seen) is shown on stderr while the tool measures.\n"
+    "Ctrl-C stops at once and prints nothing more.\n"
+    "\n"
+    "Exit status: 0 printed, 1 could not print, 2 usage error, 130 interrupted.\n";
+
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores into it");
+
+extern "C" void onInterrupt(int /*signal*/) { interrupted.store(true); }
+
+// Redraws "N folders, M entries" on stderr until stopped, then clears it.
+class ProgressLine {
+ public:
+  explicit ProgressLine(const Plinth::WalkProgress& progress)
+      : thread_([this, &progress] {
+          std::unique_lock lock(mutex_);
+          while (!done_.wait_for(lock, std::chrono::milliseconds(100), [this] { return stopped_; })) {
+            std::fprintf(stderr, "\r\033[K%llu folders, %llu entries",
+                         static_cast<unsigned long long>(progress.foldersDone.load(std::memory_order_relaxed)),
+                         static_cast<unsigned long long>(progress.entriesSeen.load(std::memory_order_relaxed)));
+            std::fflush(stderr);
+          }
+          std::fputs("\r\033[K", stderr);
+          std::fflush(stderr);
+        }) {}
+  ~ProgressLine() {
+    {
+      const std::lock_guard lock(mutex_);
+      stopped_ = true;
+    }
+    done_.notify_one();
+    thread_.join();
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable done_;
+  bool stopped_ = false;
+  std::thread thread_;
+};
+
+int print(const std::string& output) {
+  if (std::fwrite(output.data(), 1, output.size(), stdout) != output.size() || std::fflush(stdout) != 0) {
+    return Vantor::Tools::failure(kTool, "cannot write to standard output");
+  }
+  return Vantor::Tools::kExitSuccess;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace Vantor::Tools;
+  auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
+                                  {{"--json", false}, {"--root", true}, {"--size", false}, {"--skip-apple", false}});
+  if (!arguments) return usageError(kTool, arguments.error());
+  const ParsedArguments& parsed = arguments.value();
+  if (parsed.help) return print(kHelp);
+  const bool json = parsed.flags.contains("--json");
+  const bool sizes = parsed.flags.contains("--size");
+  if (sizes && parsed.positional.empty()) return usageError(kTool, "--size needs at least one PATH");
+  if (sizes && (parsed.values.contains("--root") || parsed.flags.contains("--skip-apple"))) {
+    return usageError(kTool, "--size takes no --root or --skip-apple");
+  }
+  if (!sizes && !parsed.positional.empty()) {
+    return usageError(kTool, "unexpected argument '" + parsed.positional.front() + "'");
+  }
+
+  std::signal(SIGINT, onInterrupt);
+  Plinth::WalkProgress progress;
+  const Plinth::SizeWalk walk{&interrupted, &progress};
+  std::optional<ProgressLine> progressLine;
+  // Progress is for someone watching the table come: not when the output
+  // goes to a file or a pipe, nor when stderr is no terminal.
+  if (isTerminal(1) && isTerminal(2)) progressLine.emplace(progress);
+
+  Keel::AnyValue tree;
+  std::string text;
+  if (sizes) {
+    std::vector<std::pair<std::string, std::uint64_t>> measured;
+    Keel::AnyValue::Array entries;
+    for (const std::string& path : parsed.positional) {
+      const Plinth::FileURL entry(Keel::URL::fileURL(path), walk);
+      measured.emplace_back(path, entry.size);
+      entries.emplace_back(Keel::TextDictionary{{"path", path}, {"size", entry.size}});
+    }
+    tree = std::move(entries);
+    text = sizesTable(measured);
+  } else {
+    Plinth::AppEnvironment environment;
+    const auto root = parsed.values.find("--root");
+    environment.applicationsRoot =
+        root != parsed.values.end() ? root->second : Plinth::Directory(Plinth::Directory::applications).url().path();
+    Plinth::FileIconManager icons(Plinth::systemIconPlatform(), "/System/Applications", environment.applicationsRoot);
+    environment.icons = &icons;
+    environment.sizeWalk = walk;
+    environment.errorLine = [](std::string_view line) {
+      std::fprintf(stderr, "%s: %.*s\n", kTool, static_cast<int>(line.size()), line.data());
+    };
+    // Listing order is the file system's, which differs between machines; a
+    // table for people reads better by name.
+    Plinth::AppList apps = Plinth::Apps::installedApplications(parsed.flags.contains("--skip-apple"), environment);
+    std::stable_sort(apps.begin(), apps.end(), [](const auto& a, const auto& b) { return a->name < b->name; });
+    Keel::AnyValue::Array records;
+    for (const auto& app : apps) records.push_back(appTree(*app));
+    tree = std::move(records);
+    text = applicationsTable(apps);
+  }
+  progressLine.reset();
+  if (interrupted.load()) {
+    std::fprintf(stderr, "%s: interrupted\n", kTool);
+    return kExitInterrupted;
+  }
+  if (!json) return print(text);
+  auto written = Keel::JSON::write(tree);
+  if (!written) return failure(kTool, "cannot write JSON: " + written.error().text());
+  return print(written.value() + "\n");
+}
