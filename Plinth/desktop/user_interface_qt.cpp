@@ -7,6 +7,9 @@
 
 #include "Keel/core/fatal_error.h"
 #include "Plinth/inventory/alert_qt.h"
+#include "Plinth/permissions/folder_access.h"
+#include "Plinth/permissions/folder_picker_qt.h"
+#include "Plinth/permissions/portal_folder_picker_linux.h"
 #include "Plinth/statusitem/appearance.h"
 #include "Plinth/statusitem/menu_bar.h"
 #include "Plinth/statusitem/status_bar_qt.h"
@@ -30,12 +33,14 @@ void installQtUserInterface() {
   QApplication::setQuitOnLastWindowClosed(false);
   AlertPresenter::setShared(std::make_shared<QtAlertPresenter>());
   StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance(), trayThickness, true));
+  setDefaultFolderPicker(std::make_shared<PortalFolderPicker>(std::nullopt, std::make_shared<QtFolderPicker>()));
 }
 
 void uninstallQtUserInterface() {
   MenuBar::setStatusItem(nullptr);
   StatusBar::setSystem(nullptr);
   AlertPresenter::setShared(nullptr);
+  setDefaultFolderPicker(nullptr);
 }
 
 }  // namespace Plinth

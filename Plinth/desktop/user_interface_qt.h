@@ -10,10 +10,12 @@ namespace Plinth {
 // dispatcher (Keel's run loop, GDBus replies and the appearance portal are
 // GLib main-context sources, so Qt must iterate that context) and stops the
 // process with a message naming the dispatcher otherwise (QT_NO_GLIB set, or
-// a Qt built without GLib). Then installs the Qt alert presenter and a tray
-// status bar that follows the desktop's colour scheme (and makes the
-// application's palette follow it) as the process's own, and keeps the application alive when its
-// last window closes (a status-item program has no main window).
+// a Qt built without GLib). Then installs, as the process's own: the Qt alert
+// presenter; a tray status bar that follows the desktop's colour scheme (and
+// makes the application's palette follow it); and the folder picker of
+// permission requests (the desktop portal's, or Qt's directory dialog when no
+// portal answers). Keeps the application alive when its last window closes
+// (a status-item program has no main window).
 void installQtUserInterface();
 
 // Takes back what installQtUserInterface installed, and MenuBar's status

@@ -82,10 +82,15 @@ struct FolderAccessServices {
 // `services` with every empty piece replaced by the platform's own. On Linux:
 // the bookmark format of bookmark.h made and resolved against the file system,
 // access as described at LinuxFolderAccess, the desktop portal's file chooser
-// (PortalFolderPicker), the system log through syslog(3) with LOG_USER and
+// (PortalFolderPicker, or the one setDefaultFolderPicker installed), the system log through syslog(3) with LOG_USER and
 // LOG_WARNING (the journal receives it where journald runs), the prompt
 // localizer promptLocalizer, and the user folder of Directory.
 [[nodiscard]] FolderAccessServices withPlatformDefaults(FolderAccessServices services);
+
+// Makes `picker` the one withPlatformDefaults gives from now on; nullptr
+// restores the portal's. A toolkit installs its own this way (the Qt user
+// interface: the portal, with Qt's directory dialog when no portal answers).
+void setDefaultFolderPicker(std::shared_ptr<FolderPicker> picker);
 
 // The default localizer of the prompt: the key itself, until Plinth's
 // resource bundle is at hand.

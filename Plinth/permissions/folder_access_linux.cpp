@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "Plinth/inventory/directory.h"
@@ -83,6 +84,21 @@ void writeToSystemLog(std::string_view message) {
   syslog(LOG_USER | LOG_WARNING, "%.*s", static_cast<int>(message.size()), message.data());
 }
 
+namespace {
+
+std::mutex defaultPickerLock;
+std::shared_ptr<FolderPicker>& installedPicker() {
+  static auto* picker = new std::shared_ptr<FolderPicker>();  // outlives static destructors
+  return *picker;
+}
+
+}  // namespace
+
+void setDefaultFolderPicker(std::shared_ptr<FolderPicker> picker) {
+  const std::lock_guard lock(defaultPickerLock);
+  installedPicker() = std::move(picker);
+}
+
 FolderAccessServices withPlatformDefaults(FolderAccessServices services) {
   if (!services.maker || !services.resolver) {
     auto bookmarks = std::make_shared<LinuxBookmarks>();
@@ -90,7 +106,10 @@ FolderAccessServices withPlatformDefaults(FolderAccessServices services) {
     if (!services.resolver) services.resolver = bookmarks;
   }
   if (!services.access) services.access = std::make_shared<LinuxFolderAccess>();
-  if (!services.picker) services.picker = std::make_shared<PortalFolderPicker>();
+  if (!services.picker) {
+    const std::lock_guard lock(defaultPickerLock);
+    services.picker = installedPicker() ? installedPicker() : std::make_shared<PortalFolderPicker>();
+  }
   if (!services.log) services.log = writeToSystemLog;
   if (!services.localizer) services.localizer = promptLocalizer;
   if (!services.homeFolder) services.homeFolder = [] { return Directory(Directory::user).url(); };

@@ -118,23 +118,46 @@ TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURL) {
   EXPECT_NE(options.str().find(R"("accept_label": "Allow")"), std::string::npos);
 }
 
-TEST_F(PortalFolderPickerTest, CancelNoPortalNoBusAndAnEmptySuccess) {
-  auto answer = choose(PortalFolderPicker("unix:path=" + (dir_.path() / "no-bus").string()));
+// Stands in for the toolkit's own dialog: answers OK with its start folder.
+class FallbackPicker final : public FolderPicker {
+ public:
+  void beginSheet(const OpenPanelOptions& options, Window* /*window*/, FolderPickerCompletion completion) override {
+    ++calls;
+    completion(ModalResponse::OK, options.directory);
+  }
+  int calls = 0;
+};
+
+TEST_F(PortalFolderPickerTest, WithoutABusOrAPortalTheFallbackAnswersElseCancel) {
+  const std::string noBus = "unix:path=" + (dir_.path() / "no-bus").string();
+  auto answer = choose(PortalFolderPicker(noBus));
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->response, ModalResponse::cancel);
   answer = choose(PortalFolderPicker(bus_.address()));  // nobody owns the portal's name
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->response, ModalResponse::cancel);
 
+  auto fallback = std::make_shared<FallbackPicker>();
+  for (const auto& address : {noBus, bus_.address()}) {
+    answer = choose(PortalFolderPicker(address, fallback));
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->response, ModalResponse::OK);
+    EXPECT_EQ(answer->url, Keel::URL::fileURL("/start/h\xC3\xA9re", true));
+  }
+  EXPECT_EQ(fallback->calls, 2);
+
+  // A portal that answers is the only picker asked, even when the user cancels.
   startPortal("cancel");
-  answer = choose(PortalFolderPicker(bus_.address()));
+  answer = choose(PortalFolderPicker(bus_.address(), fallback));
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->response, ModalResponse::cancel);
   EXPECT_FALSE(answer->url);
+  EXPECT_EQ(fallback->calls, 2);
+}
 
-  portal_.reset();
+TEST_F(PortalFolderPickerTest, AnEmptySuccessIsOKWithoutAFolder) {
   startPortal("empty");
-  answer = choose(PortalFolderPicker(bus_.address()));
+  const auto answer = choose(PortalFolderPicker(bus_.address()));
   ASSERT_TRUE(answer);
   EXPECT_EQ(answer->response, ModalResponse::OK);
   EXPECT_FALSE(answer->url);

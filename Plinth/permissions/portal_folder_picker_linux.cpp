@@ -16,7 +16,7 @@ namespace {
 constexpr const char* portalName = "org.freedesktop.portal.Desktop";
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 // Reaching the bus and the portal's answer to the call (not the user's) must
-// not take longer than this; a wedged bus then ends the panel with cancel.
+// not take longer than this; a wedged bus then counts as no portal.
 constexpr guint callTimeoutSeconds = 30;
 
 std::optional<std::string> sessionBusAddress() {
@@ -37,6 +37,8 @@ std::optional<std::string> sessionBusAddress() {
 // heap-allocated Holder that its destroy-notify (or the callback) frees.
 struct Request {
   OpenPanelOptions options;
+  Window* window = nullptr;
+  std::shared_ptr<FolderPicker> fallback;
   FolderPickerCompletion completion;
   GMainContext* context = nullptr;
   GCancellable* cancellable = g_cancellable_new();
@@ -79,6 +81,19 @@ void finish(Request& request, ModalResponse response, std::optional<Keel::URL> u
   if (completion) completion(response, std::move(url));
 }
 
+// No portal to ask: the fallback picker takes the request over, else cancel.
+void unavailable(Request& request) {
+  if (request.finished) return;
+  if (!request.fallback) {
+    finish(request, ModalResponse::cancel, std::nullopt);
+    return;
+  }
+  auto completion = std::move(request.completion);
+  request.completion = nullptr;
+  finish(request, ModalResponse::cancel, std::nullopt);  // only releases the bus
+  request.fallback->beginSheet(request.options, request.window, std::move(completion));
+}
+
 void onResponse(GDBusConnection* /*connection*/, const gchar* /*sender*/, const gchar* /*path*/,
                 const gchar* /*interface*/, const gchar* /*signal*/, GVariant* parameters, gpointer data) {
   Request& request = requestOf(data);
@@ -117,7 +132,7 @@ void onCalled(GObject* source, GAsyncResult* result, gpointer data) {
   GVariant* reply = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr);
   request->answered = true;
   if (reply == nullptr) {
-    finish(*request, ModalResponse::cancel, std::nullopt);
+    unavailable(*request);
     return;
   }
   const gchar* handle = nullptr;
@@ -141,7 +156,7 @@ void onConnected(GObject* /*source*/, GAsyncResult* result, gpointer data) {
   release(data);
   GDBusConnection* connection = g_dbus_connection_new_for_address_finish(result, nullptr);
   if (connection == nullptr) {
-    finish(*request, ModalResponse::cancel, std::nullopt);
+    unavailable(*request);
     return;
   }
   request->connection = connection;
@@ -193,22 +208,24 @@ gboolean onTimeout(gpointer data) {
 }
 
 gboolean onNoBus(gpointer data) {
-  finish(requestOf(data), ModalResponse::cancel, std::nullopt);
+  unavailable(requestOf(data));
   return G_SOURCE_REMOVE;
 }
 
 }  // namespace
 
-void PortalFolderPicker::beginSheet(const OpenPanelOptions& options, Window* /*window*/,
+void PortalFolderPicker::beginSheet(const OpenPanelOptions& options, Window* window,
                                     FolderPickerCompletion completion) {
   auto request = std::make_shared<Request>();
   request->options = options;
+  request->window = window;
+  request->fallback = fallback_;
   request->completion = std::move(completion);
   request->context = g_main_context_ref_thread_default();
 
   const auto address = busAddress_ ? busAddress_ : sessionBusAddress();
   if (!address) {
-    // Still asynchronous, as a panel is: the caller hears "cancel" from its loop.
+    // Still asynchronous, as a panel is: the caller hears the answer from its loop.
     GSource* idle = g_idle_source_new();
     g_source_set_callback(idle, onNoBus, hold(request), release);
     g_source_attach(idle, request->context);

@@ -3,6 +3,7 @@
 // session bus), which the desktop shows in its own dialog.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -19,20 +20,27 @@ namespace Plinth {
 // Everything runs on the thread-default main context of the thread that calls
 // beginSheet, and the completion is called there, once: OK with the folder's
 // directory URL when the user chose one (OK without a URL when the portal
-// answers success but names none), cancel when the user cancelled, when no
-// session bus or no portal is there, or when the bus goes away first. It
-// never blocks that thread.
+// answers success but names none), cancel when the user cancelled or when the
+// bus goes away while the portal's dialog is open. It never blocks that
+// thread.
+//
+// When no session bus or no portal answers (no bus, nobody owns the portal's
+// name, an error or no answer to the call within 30 s), the request goes to
+// the fallback picker with the same options, window and completion; without
+// a fallback it ends with cancel.
 class PortalFolderPicker final : public FolderPicker {
  public:
   // `busAddress`: the bus to find the portal on; by default the session bus
   // of DBUS_SESSION_BUS_ADDRESS, else $XDG_RUNTIME_DIR/bus when that socket
   // exists. No bus is never launched.
-  explicit PortalFolderPicker(std::optional<std::string> busAddress = std::nullopt)
-      : busAddress_(std::move(busAddress)) {}
+  explicit PortalFolderPicker(std::optional<std::string> busAddress = std::nullopt,
+                              std::shared_ptr<FolderPicker> fallback = nullptr)
+      : busAddress_(std::move(busAddress)), fallback_(std::move(fallback)) {}
   void beginSheet(const OpenPanelOptions& options, Window* window, FolderPickerCompletion completion) override;
 
  private:
   std::optional<std::string> busAddress_;
+  std::shared_ptr<FolderPicker> fallback_;
 };
 
 }  // namespace Plinth
