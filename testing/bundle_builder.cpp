@@ -13,20 +13,20 @@ std::string infoPlist(const std::map<std::string, std::string>& entries, bool bi
   return plistBytes(dict, binary);
 }
 
-std::filesystem::path makeBundle(const BundleSpec& spec) {
+std::filesystem::path makeBundle(const BundleDescription& bundle) {
   namespace fs = std::filesystem;
-  const fs::path macos = spec.path / "Contents" / "MacOS";
+  const fs::path macos = bundle.path / "Contents" / "MacOS";
   fs::create_directories(macos);
-  const fs::path executable = macos / spec.executable.filename();
-  fs::copy_file(spec.executable, executable, fs::copy_options::overwrite_existing);
+  const fs::path executable = macos / bundle.executable.filename();
+  fs::copy_file(bundle.executable, executable, fs::copy_options::overwrite_existing);
   fs::permissions(executable, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                                   fs::perms::others_read | fs::perms::others_exec);
-  std::map<std::string, std::string> entries = spec.extraInfo;
-  entries["CFBundleIdentifier"] = spec.identifier;
-  entries["CFBundleExecutable"] = spec.executable.filename().string();
-  std::ofstream info(spec.path / "Contents" / "Info.plist", std::ios::binary);
-  info << infoPlist(entries, spec.binaryPlist);
-  if (!info) throw std::runtime_error("cannot write Info.plist in " + spec.path.string());
+  std::map<std::string, std::string> entries = bundle.extraInfo;
+  entries["CFBundleIdentifier"] = bundle.identifier;
+  entries["CFBundleExecutable"] = bundle.executable.filename().string();
+  std::ofstream info(bundle.path / "Contents" / "Info.plist", std::ios::binary);
+  info << infoPlist(entries, bundle.binaryPlist);
+  if (!info) throw std::runtime_error("cannot write Info.plist in " + bundle.path.string());
   return executable;
 }
 

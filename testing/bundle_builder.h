@@ -7,7 +7,7 @@
 
 namespace Vantor::Testing {
 
-struct BundleSpec {
+struct BundleDescription {
   std::filesystem::path path = {};                    // the Name.app folder to create
   std::string identifier = {};                        // CFBundleIdentifier
   std::filesystem::path executable = {};              // copied (not linked) into Contents/MacOS
@@ -19,7 +19,7 @@ struct BundleSpec {
 // CFBundleExecutable and the extra keys) and the executable under
 // Contents/MacOS with the executable's own file name. Returns the path of the
 // copied executable. Throws on I/O failure.
-std::filesystem::path makeBundle(const BundleSpec& spec);
+std::filesystem::path makeBundle(const BundleDescription& bundle);
 
 // The Info.plist bytes for `entries` (all text values).
 std::string infoPlist(const std::map<std::string, std::string>& entries, bool binary);
