@@ -19,8 +19,12 @@ class Window {
   virtual ~Window() = default;
 };
 
-// How the panel ends: OK (1) when the user chose, cancel (0) otherwise.
-enum class ModalResponse : int { cancel = 0, OK = 1 };
+// How the panel ends: OK (1) when the user chose, cancel (0) otherwise. OK
+// keeps the capitals every panel API gives that answer.
+enum class ModalResponse : int {
+  cancel = 0,
+  OK = 1,  // NOLINT(readability-identifier-naming)
+};
 
 struct OpenPanelOptions {
   Keel::URL directory;  // the folder the panel starts in
