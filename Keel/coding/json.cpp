@@ -107,7 +107,10 @@ class Writer {
 
   CodingStatus value(const AnyValue& v, const CodingPathLink* path) {
     using K = AnyValue::Kind;
-    if (path != nullptr && path->depth > maxCodingDepth) return detail::tooDeep(path, false);
+    // The reader refuses a value below maxCodingDepth containers (an empty
+    // one at the deepest level is the most it takes), so the writer stops
+    // there too and every document it writes reads back.
+    if (path != nullptr && path->depth >= maxCodingDepth) return detail::tooDeep(path, false);
     switch (v.kind()) {
       case K::null:
         out_ += "null";

@@ -112,6 +112,21 @@ TEST(JSONTest, WritingRefusesTreesNestedTooDeeply) {
   EXPECT_EQ(encoded.error().codingPath.size(), maxCodingDepth + 1);
   Decoder decoder(deep);
   EXPECT_FALSE(AnyDecodable::decode(decoder).ok());
+
+  // The writer stops where the reader does: what it writes always reads back.
+  for (const std::size_t depth : {maxCodingDepth, maxCodingDepth + 1}) {
+    AnyValue tree = AnyValue::Array{};
+    for (std::size_t i = 1; i < depth; ++i) tree = AnyValue::Array{std::move(tree)};
+    const auto text = JSON::write(tree);
+    EXPECT_EQ(text.ok(), JSON::parse(nested(depth)).ok()) << depth;
+    if (text.ok()) {
+      EXPECT_EQ(text.value(), nested(depth));
+    }
+  }
+  AnyValue scalarAtTheBottom = AnyValue::Array{std::int64_t{1}};
+  for (std::size_t i = 1; i < maxCodingDepth; ++i) scalarAtTheBottom = AnyValue::Array{std::move(scalarAtTheBottom)};
+  EXPECT_FALSE(JSON::write(scalarAtTheBottom).ok());
+  EXPECT_FALSE(JSON::parse("[" + nested(maxCodingDepth - 1).insert(maxCodingDepth - 1, "1") + "]").ok());
 }
 
 struct Point {
