@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace Vantor::Tools {
 namespace {
@@ -27,7 +27,7 @@ void flatten(const Keel::AnyValue::Dictionary& dictionary, const std::string& pr
 Keel::AnyValue factsTree(const Keel::SystemFacts& facts) {
   const Keel::HostBasicInfo host = facts.hostBasicInfo();
   // Firmware and /proc texts are not promised to be UTF-8; JSON must be.
-  const auto text = [](const std::string& fact) { return replacingInvalidUtf8(fact); };
+  const auto text = [](const std::string& fact) { return Keel::replacingInvalidUtf8(fact); };
   return Keel::AnyValue::Dictionary{
       {"model", text(facts.model())},
       {"processorName", text(facts.processorName())},

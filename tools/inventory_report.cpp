@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "tools/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace Vantor::Tools {
 namespace {
@@ -22,7 +22,7 @@ std::string isoText(const Keel::Date& date) {
 }
 
 Keel::AnyValue optionalText(const std::optional<std::string>& text) {
-  return text ? Keel::AnyValue(replacingInvalidUtf8(*text)) : Keel::AnyValue(nullptr);
+  return text ? Keel::AnyValue(Keel::replacingInvalidUtf8(*text)) : Keel::AnyValue(nullptr);
 }
 
 Keel::AnyValue optionalDate(const std::optional<Keel::Date>& date) {
@@ -31,9 +31,9 @@ Keel::AnyValue optionalDate(const std::optional<Keel::Date>& date) {
 
 Keel::AnyValue entryTree(const std::shared_ptr<Plinth::FileURL>& entry) {
   if (!entry) return nullptr;
-  return Keel::TextDictionary{{"url", replacingInvalidUtf8(entry->url.absoluteString)},
+  return Keel::TextDictionary{{"url", Keel::replacingInvalidUtf8(entry->url.absoluteString)},
                               {"size", entry->size},
-                              {"name", replacingInvalidUtf8(entry->name)},
+                              {"name", Keel::replacingInvalidUtf8(entry->name)},
                               {"isSelected", entry->isSelected}};
 }
 
@@ -72,17 +72,17 @@ Keel::AnyValue appTree(const Plinth::App& app) {
   Keel::AnyValue icon = nullptr;
   if (app.icon) {
     icon = Keel::TextDictionary{{"bytes", static_cast<std::uint64_t>(app.icon->data().size())},
-                                {"source", replacingInvalidUtf8(app.icon->sourcePath())}};
+                                {"source", Keel::replacingInvalidUtf8(app.icon->sourcePath())}};
   }
   return Keel::TextDictionary{
-      {"name", replacingInvalidUtf8(app.name)},
-      {"identifier", replacingInvalidUtf8(app.identifier)},
+      {"name", Keel::replacingInvalidUtf8(app.name)},
+      {"identifier", Keel::replacingInvalidUtf8(app.identifier)},
       {"version", optionalText(app.version)},
       {"copyright", optionalText(app.copyright)},
       {"installed", optionalDate(app.installed)},
       {"lastOpened", optionalDate(app.lastOpened)},
       {"selected", app.selected},
-      {"baseUrl", app.baseUrl ? Keel::AnyValue(replacingInvalidUtf8(app.baseUrl->absoluteString)) : nullptr},
+      {"baseUrl", app.baseUrl ? Keel::AnyValue(Keel::replacingInvalidUtf8(app.baseUrl->absoluteString)) : nullptr},
       {"icon", std::move(icon)},
       {"binaryFile", entryTree(app.binaryFile)},
       {"container", entryTree(app.container)},
@@ -106,9 +106,9 @@ std::string applicationsTable(const Plinth::AppList& apps) {
       if (!contained.empty()) contained += ", ";
       contained += inner->name;
     }
-    rows.push_back({replacingInvalidUtf8(app->name), replacingInvalidUtf8(app->identifier),
-                    app->version ? replacingInvalidUtf8(*app->version) : "-", humanSize(app->binaryFileSize()),
-                    contained.empty() ? "-" : replacingInvalidUtf8(contained)});
+    rows.push_back({Keel::replacingInvalidUtf8(app->name), Keel::replacingInvalidUtf8(app->identifier),
+                    app->version ? Keel::replacingInvalidUtf8(*app->version) : "-", humanSize(app->binaryFileSize()),
+                    contained.empty() ? "-" : Keel::replacingInvalidUtf8(contained)});
   }
   std::array<std::size_t, 5> widths{};
   for (const auto& row : rows) {
@@ -137,7 +137,7 @@ std::string sizesTable(const std::vector<std::pair<std::string, std::uint64_t>>&
     const std::string human = humanSize(size);
     const std::string bytes = std::to_string(size);
     text += std::string(sizeWidth - human.size(), ' ') + human + "  " + std::string(bytesWidth - bytes.size(), ' ') +
-            bytes + " bytes  " + replacingInvalidUtf8(path) + "\n";
+            bytes + " bytes  " + Keel::replacingInvalidUtf8(path) + "\n";
   }
   return text;
 }

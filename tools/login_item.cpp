@@ -3,8 +3,8 @@
 #include <system_error>
 
 #include "Keel/core/bundle.h"
+#include "Keel/core/utf8.h"
 #include "tools/document.h"
-#include "tools/utf8.h"
 
 namespace Vantor::Tools {
 namespace {
@@ -37,7 +37,7 @@ bool fitsDesktopEntry(std::string_view text) {
   for (const char c : text) {
     if (static_cast<unsigned char>(c) < 0x20 || c == '\x7F') return false;
   }
-  return isValidUtf8(text);
+  return Keel::isValidUtf8(text);
 }
 
 // The file at `path`: nothing when there is none, a failure when it exists

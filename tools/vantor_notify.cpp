@@ -7,9 +7,9 @@
 #include <string>
 
 #include "Keel/core/run_loop.h"
+#include "Keel/core/utf8.h"
 #include "Plinth/inventory/distributed_notifications.h"
 #include "tools/command_line.h"
-#include "tools/utf8.h"
 
 namespace {
 
@@ -93,7 +93,7 @@ int main(int argc, char** argv) {
       parsed.positional.size() == 3 ? std::optional<std::string>(parsed.positional[2]) : std::nullopt;
 
   // D-Bus carries only UTF-8 texts; anything else would vanish unsent.
-  if (!isValidUtf8(name) || (object && !isValidUtf8(*object))) {
+  if (!Keel::isValidUtf8(name) || (object && !Keel::isValidUtf8(*object))) {
     return failure(kTool, "NAME and OBJECT must be UTF-8 texts");
   }
   Plinth::DistributedNotificationCenter& center = Plinth::DistributedNotificationCenter::defaultCenter();

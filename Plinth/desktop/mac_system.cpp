@@ -8,7 +8,7 @@
 
 #include "Keel/coding/system.h"
 #include "Keel/core/fatal_error.h"
-#include "Plinth/desktop/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace Plinth {
 namespace {
@@ -146,7 +146,7 @@ std::string trimmingWhitespace(std::string_view text) {
 
 std::optional<std::string> firmwareSerialNumber(std::string_view contents) {
   while (!contents.empty() && contents.back() == '\0') contents.remove_suffix(1);
-  if (contents.find('\0') != std::string_view::npos || !isValidUtf8(contents)) return std::nullopt;
+  if (contents.find('\0') != std::string_view::npos || !Keel::isValidUtf8(contents)) return std::nullopt;
   if (isPlaceholder(contents)) return std::nullopt;
   return std::string(contents);
 }
@@ -161,7 +161,7 @@ std::optional<std::string> MacSystem::serialNumber(const SerialNumberSource& sou
       Keel::fatalError("The platform expert device has no IOPlatformSerialNumber property.");
     case SerialNumberLookup::Kind::text:
       // A source that hands over bytes that are not UTF-8 has no text.
-      if (!isValidUtf8(lookup.text)) return std::nullopt;
+      if (!Keel::isValidUtf8(lookup.text)) return std::nullopt;
       return trimmingWhitespace(lookup.text);
   }
   return std::nullopt;

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "Plinth/desktop/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   source.contents.assign(reinterpret_cast<const char*>(data), size);
   const auto serial = Plinth::MacSystem::serialNumber(source);
   if (serial) {
-    if (!Plinth::isValidUtf8(*serial) || Plinth::trimmingWhitespace(*serial) != *serial) std::abort();
+    if (!Keel::isValidUtf8(*serial) || Plinth::trimmingWhitespace(*serial) != *serial) std::abort();
     (void)Plinth::MacSystem::factoryLocation(std::string_view(*serial));
   }
   (void)Plinth::MacSystem::modelName(source.contents);

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "Plinth/desktop/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace Plinth {
 namespace {
@@ -44,7 +44,7 @@ std::optional<std::string> Shell::runString(ChildProcessLauncher& launcher, cons
   auto bytes = run(launcher, arguments);
   if (!bytes) return std::nullopt;
   std::string text(bytes->begin(), bytes->end());
-  if (!isValidUtf8(text)) return std::nullopt;
+  if (!Keel::isValidUtf8(text)) return std::nullopt;
   return text;
 }
 

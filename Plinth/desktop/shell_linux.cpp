@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "Plinth/inventory/every_signal_linux.h"
+
 extern char** environ;
 
 namespace Plinth {
@@ -55,31 +57,6 @@ bool makePipe(Fd& readEnd, Fd& writeEnd) {
   readEnd.reset(ends[0]);
   writeEnd.reset(ends[1]);
   return readEnd.open() && writeEnd.open();
-}
-
-// Every signal, for POSIX_SPAWN_SETSIGDEF. sigfillset leaves out the two that
-// glibc keeps for itself (32 and 33), and its posix_spawn would then leave
-// them as this process has them. glibc's sigset_t is the kernel's mask
-// (signal n is bit n - 1): checked on a signal sigaddset accepts before the
-// two are set the same way.
-sigset_t everySignal() {
-  sigset_t all;
-  sigfillset(&all);
-  const auto setBit = [](sigset_t& set, int signal) {
-    constexpr std::size_t bits = 8 * sizeof(unsigned long);
-    const auto index = static_cast<std::size_t>(signal - 1);
-    auto* word = reinterpret_cast<unsigned char*>(&set) + index / bits * sizeof(unsigned long);
-    unsigned long value = 0;
-    std::memcpy(&value, word, sizeof value);
-    value |= 1UL << (index % bits);
-    std::memcpy(word, &value, sizeof value);
-  };
-  sigset_t probe;
-  sigemptyset(&probe);
-  setBit(probe, SIGRTMAX);
-  if (sigismember(&probe, SIGRTMAX) != 1) return all;
-  for (int signal = 1; signal <= SIGRTMAX; ++signal) setBit(all, signal);
-  return all;
 }
 
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Plinth/desktop/utf8.h"
+#include "Keel/core/utf8.h"
 
 namespace Plinth {
 namespace {
@@ -55,7 +55,7 @@ TEST(Shell, OutputCountsOnlyAfterAZeroExitAndRunStringNeedsUtf8) {
     launcher.outcome = ChildOutcome{bytes(bad), true};
     EXPECT_EQ(Shell::runString(launcher, {"x"}), std::nullopt) << bad;
   }
-  EXPECT_TRUE(isValidUtf8(std::string_view("a\0b", 3)));
+  EXPECT_TRUE(Keel::isValidUtf8(std::string_view("a\0b", 3)));
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "Keel/core/bundle.h"
+#include "Plinth/inventory/every_signal_linux.h"
 
 extern char** environ;
 
@@ -90,33 +91,6 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
     if (auto bundle = Keel::Bundle::bundlePathForExecutable(script.lexically_normal())) return bundle;
   }
   return std::nullopt;
-}
-
-// Every signal for POSIX_SPAWN_SETSIGDEF. sigfillset and sigaddset leave out
-// the two that glibc keeps for itself (32 and 33: thread cancellation and
-// set*id), and glibc's posix_spawn starts a child with any signal it is not
-// told to reset to the default ignored, so those two would stay ignored in
-// the opened application. glibc's sigset_t is the kernel's mask (signal n is
-// bit n - 1): that is checked on a signal sigaddset does accept before the two
-// are set the same way.
-sigset_t everySignal() {
-  sigset_t all;
-  sigfillset(&all);
-  const auto setBit = [](sigset_t& set, int signal) {
-    constexpr std::size_t bits = 8 * sizeof(unsigned long);
-    const auto index = static_cast<std::size_t>(signal - 1);
-    auto* word = reinterpret_cast<unsigned char*>(&set) + index / bits * sizeof(unsigned long);
-    unsigned long value = 0;
-    std::memcpy(&value, word, sizeof value);
-    value |= 1UL << (index % bits);
-    std::memcpy(word, &value, sizeof value);
-  };
-  sigset_t probe;
-  sigemptyset(&probe);
-  setBit(probe, SIGRTMAX);
-  if (sigismember(&probe, SIGRTMAX) != 1) return all;
-  for (int signal = 1; signal <= SIGRTMAX; ++signal) setBit(all, signal);
-  return all;
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include "tools/utf8.h"
+#include "Keel/core/utf8.h"
 
 #include <cstdint>
 
-namespace Vantor::Tools {
+namespace Keel {
 namespace {
 
 // The length of the well-formed sequence at the start of `text`, or 0.
@@ -52,4 +52,4 @@ std::string replacingInvalidUtf8(std::string_view text) {
   return out;
 }
 
-}  // namespace Vantor::Tools
+}  // namespace Keel

@@ -1,8 +1,8 @@
-#include "tools/utf8.h"
+#include "Keel/core/utf8.h"
 
 #include <gtest/gtest.h>
 
-namespace Vantor::Tools {
+namespace Keel {
 namespace {
 
 TEST(Utf8Test, RejectsMalformedSequencesAndReplacesThem) {
@@ -18,4 +18,4 @@ TEST(Utf8Test, RejectsMalformedSequencesAndReplacesThem) {
 }
 
 }  // namespace
-}  // namespace Vantor::Tools
+}  // namespace Keel
