@@ -144,7 +144,7 @@ CodingResult<AnyValue> decodeAnyValue(Decoder& decoder) {
     if (!failed) return AnyValue(std::move(array));
   }
   if (auto keyed = decoder.container()) {
-    std::vector<TextDictionary::Entry> entries;
+    TextDictionary::Entries entries;
     bool failed = false;
     for (auto& key : keyed->allKeys()) {
       auto element = keyed->decode<AnyDecodable>(key);

@@ -7,6 +7,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -32,47 +33,66 @@ simdjson::dom::parser& threadParser() {
   return parser;
 }
 
-// Builds each node in its final place (no temporaries to move and destroy).
-void build(simdjson::dom::element element, AnyValue& into) {
-  using T = simdjson::dom::element_type;
-  switch (element.type()) {
-    case T::NULL_VALUE:
-      return;
-    case T::BOOL:
-      into.emplace<bool>(element.get_bool().value_unsafe());
-      return;
-    case T::INT64:
-      into.emplace<std::int64_t>(element.get_int64().value_unsafe());
-      return;
-    case T::UINT64:
-      into.emplace<std::uint64_t>(element.get_uint64().value_unsafe());
-      return;
-    case T::DOUBLE:
-      into.emplace<double>(element.get_double().value_unsafe());
-      return;
-    case T::STRING:
-      into.emplace<std::string>(element.get_string().value_unsafe());
-      return;
-    case T::ARRAY: {
-      const simdjson::dom::array array = element.get_array().value_unsafe();
-      auto& out = into.emplace<AnyValue::Array>();
-      out.reserve(array.size());
-      for (simdjson::dom::element child : array) build(child, out.emplace_back());
-      return;
-    }
-    case T::OBJECT: {
-      const simdjson::dom::object object = element.get_object().value_unsafe();
-      std::vector<TextDictionary::Entry> entries;
-      entries.reserve(object.size());
-      for (simdjson::dom::key_value_pair field : object) {
-        auto& entry =
-            entries.emplace_back(std::piecewise_construct, std::forward_as_tuple(field.key), std::forward_as_tuple());
-        build(field.value, entry.second);
+// Builds each node in its final place (no temporaries to move and destroy),
+// with the containers' buffers from `arena` when there is one.
+class TreeBuilder {
+ public:
+  explicit TreeBuilder(TreeArena* arena) : values_(arena), entries_(arena) {}
+
+  void build(simdjson::dom::element element, AnyValue& into) {
+    using T = simdjson::dom::element_type;
+    switch (element.type()) {
+      case T::NULL_VALUE:
+        return;
+      case T::BOOL:
+        into.emplace<bool>(element.get_bool().value_unsafe());
+        return;
+      case T::INT64:
+        into.emplace<std::int64_t>(element.get_int64().value_unsafe());
+        return;
+      case T::UINT64:
+        into.emplace<std::uint64_t>(element.get_uint64().value_unsafe());
+        return;
+      case T::DOUBLE:
+        into.emplace<double>(element.get_double().value_unsafe());
+        return;
+      case T::STRING:
+        into.emplace<std::string>(element.get_string().value_unsafe());
+        return;
+      case T::ARRAY: {
+        const simdjson::dom::array array = element.get_array().value_unsafe();
+        auto& out = into.emplace<AnyValue::Array>(values_);
+        out.reserve(array.size());
+        for (simdjson::dom::element child : array) build(child, out.emplace_back());
+        return;
       }
-      into.emplace<TextDictionary>(TextDictionary::fromEntries(std::move(entries)));
-      return;
+      case T::OBJECT: {
+        const simdjson::dom::object object = element.get_object().value_unsafe();
+        auto& out = into.emplace<TextDictionary>(entries_);
+        out.reserve(object.size());
+        for (simdjson::dom::key_value_pair field : object) build(field.value, out.appendUnchecked(field.key));
+        out.keepLastOfRepeatedKeys();
+        return;
+      }
     }
   }
+
+ private:
+  TreeAllocator<AnyValue> values_;
+  TreeAllocator<TextDictionary::Entry> entries_;
+};
+
+// Documents from this size on get an arena; a smaller tree is built on the
+// heap, where its few containers cost less than mapping a block.
+constexpr std::size_t arenaFrom = std::size_t{64} << 10;
+
+// An upper bound on the container bytes of a document of `length` bytes: an
+// array element takes at least two bytes of JSON ("1,") and a dictionary
+// entry five (`"":1,`), so neither needs more than 20 bytes of tree per byte
+// of text. Should it ever fall short, the rest goes to the heap.
+std::size_t arenaCapacity(std::size_t length) {
+  const std::size_t perByte = std::max(sizeof(AnyValue) / 2, sizeof(TextDictionary::Entry) / 5) + 1;
+  return length > (std::size_t{1} << 40) / perByte ? 0 : length * perByte + 64;
 }
 
 }  // namespace
@@ -89,7 +109,13 @@ CodingResult<AnyValue> parse(std::string_view bytes) {
     return CodingError{CodingError::Kind::dataCorrupted, {}, "The given data was not valid JSON: " + reason};
   }
   CodingResult<AnyValue> tree{AnyValue()};
-  build(root, tree.value());
+  TreeArena* arena = bytes.size() >= arenaFrom ? TreeArena::create(arenaCapacity(bytes.size())) : nullptr;
+  TreeBuilder(arena).build(root, tree.value());
+  if (arena != nullptr) {
+    // The containers hold the arena now; from here on it only gives back.
+    arena->seal();
+    arena->release();
+  }
   if (parser.capacity() > keptParserCapacity) parser = makeParser();
   return tree;
 }

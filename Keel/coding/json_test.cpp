@@ -44,6 +44,25 @@ TEST(JSONTest, ValidCorpusDecodes) {
   }
 }
 
+// Large documents build their containers in an arena that the next large
+// document reuses; what they read must not differ from a small document.
+TEST(JSONTest, LargeDocumentsReadAsSmallOnesDo) {
+  const std::string record =
+      R"({"id":-7,"tags":["a","a text longer than fifteen bytes",[[]]],"id":{"x":1.5,"x":null},"big":18446744073709551615})";
+  const auto small = JSON::parse(record);
+  ASSERT_TRUE(small.ok());
+  std::string document = "[" + record;
+  while (document.size() < (std::size_t{256} << 10)) document += "," + record;
+  document += "]";
+  for (int round = 0; round < 2; ++round) {
+    auto large = JSON::parse(document);
+    ASSERT_TRUE(large.ok());
+    const auto& elements = large->as<AnyValue::Array>();
+    ASSERT_GT(elements.size(), 2000u);
+    for (const AnyValue& element : elements) ASSERT_EQ(element, small.value());
+  }
+}
+
 TEST(JSONTest, InvalidCorpusGivesADecodingError) {
   const std::string cases[] = {
       "",

@@ -40,14 +40,24 @@ void TextDictionary::appendUnchecked(std::string key, AnyValue value) {
   entries_.emplace_back(std::move(key), std::move(value));
 }
 
-TextDictionary TextDictionary::fromEntries(std::vector<Entry> entries) {
+AnyValue& TextDictionary::appendUnchecked(std::string_view key) {
+  return entries_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::forward_as_tuple()).second;
+}
+
+TextDictionary TextDictionary::fromEntries(Entries entries) {
   TextDictionary dictionary;
-  const std::size_t n = entries.size();
+  dictionary.entries_ = std::move(entries);
+  dictionary.keepLastOfRepeatedKeys();
+  return dictionary;
+}
+
+void TextDictionary::keepLastOfRepeatedKeys() {
+  const std::size_t n = entries_.size();
   bool duplicates = false;
   if (n <= 16) {
     for (std::size_t i = 1; i < n && !duplicates; ++i) {
       for (std::size_t j = 0; j < i; ++j) {
-        if (entries[i].first == entries[j].first) {
+        if (entries_[i].first == entries_[j].first) {
           duplicates = true;
           break;
         }
@@ -56,23 +66,21 @@ TextDictionary TextDictionary::fromEntries(std::vector<Entry> entries) {
   } else {
     std::unordered_map<std::string_view, std::size_t> seen;
     seen.reserve(n);
-    for (std::size_t i = 0; i < n && !duplicates; ++i) duplicates = !seen.emplace(entries[i].first, i).second;
+    for (std::size_t i = 0; i < n && !duplicates; ++i) duplicates = !seen.emplace(entries_[i].first, i).second;
   }
-  if (!duplicates) {
-    dictionary.entries_ = std::move(entries);
-    return dictionary;
-  }
+  if (!duplicates) return;
+  Entries unique(entries_.get_allocator());
+  unique.reserve(n);
   std::unordered_map<std::string, std::size_t> position;
-  dictionary.entries_.reserve(n);
-  for (auto& entry : entries) {
-    auto [it, inserted] = position.emplace(entry.first, dictionary.entries_.size());
+  for (auto& entry : entries_) {
+    auto [it, inserted] = position.emplace(entry.first, unique.size());
     if (inserted) {
-      dictionary.entries_.push_back(std::move(entry));
+      unique.push_back(std::move(entry));
     } else {
-      dictionary.entries_[it->second].second = std::move(entry.second);
+      unique[it->second].second = std::move(entry.second);
     }
   }
-  return dictionary;
+  entries_ = std::move(unique);
 }
 
 bool operator==(const TextDictionary& a, const TextDictionary& b) {

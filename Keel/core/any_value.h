@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Keel/core/date.h"
+#include "Keel/core/tree_arena.h"
 #include "Keel/core/url.h"
 
 namespace Keel {
@@ -41,8 +42,11 @@ using Data = std::vector<std::uint8_t>;
 class TextDictionary {
  public:
   using Entry = std::pair<std::string, AnyValue>;
+  using Entries = std::vector<Entry, TreeAllocator<Entry>>;
   TextDictionary() = default;
   TextDictionary(std::initializer_list<Entry> entries);
+  // An empty dictionary whose entries take their memory from `allocator`.
+  explicit TextDictionary(const TreeAllocator<Entry>& allocator);
 
   // The value under `key`, or null when absent. Never throws.
   [[nodiscard]] const AnyValue* find(std::string_view key) const;
@@ -52,22 +56,27 @@ class TextDictionary {
   // Appends without looking for an earlier equal key; the caller guarantees
   // uniqueness (used by readers that have checked it themselves).
   void appendUnchecked(std::string key, AnyValue value);
+  // Appends `key` with a null value to be filled in place, unchecked as above.
+  AnyValue& appendUnchecked(std::string_view key);
+  // Makes the keys unique again after unchecked appends: a later entry under
+  // an earlier key replaces its value, keeping the first position (how readers
+  // of JSON and property lists treat repeated keys). Linear in the size.
+  void keepLastOfRepeatedKeys();
   void reserve(std::size_t n);
-  // A dictionary of `entries` where a later entry under an earlier key
-  // replaces its value (keeping the first position), as readers of JSON and
-  // property lists treat repeated keys. Linear in the number of entries.
-  static TextDictionary fromEntries(std::vector<Entry> entries);
+  // A dictionary of `entries`, repeated keys resolved as by
+  // keepLastOfRepeatedKeys.
+  static TextDictionary fromEntries(Entries entries);
   [[nodiscard]] std::size_t size() const;
   [[nodiscard]] bool empty() const;
-  [[nodiscard]] std::vector<Entry>::const_iterator begin() const;
-  [[nodiscard]] std::vector<Entry>::const_iterator end() const;
-  [[nodiscard]] std::vector<Entry>::iterator begin();
-  [[nodiscard]] std::vector<Entry>::iterator end();
+  [[nodiscard]] Entries::const_iterator begin() const;
+  [[nodiscard]] Entries::const_iterator end() const;
+  [[nodiscard]] Entries::iterator begin();
+  [[nodiscard]] Entries::iterator end();
   // Same keys with equal values, in any order.
   friend bool operator==(const TextDictionary& a, const TextDictionary& b);
 
  private:
-  std::vector<Entry> entries_;
+  Entries entries_;
 };
 
 // A dictionary keyed by any hashable value (what a dictionary literal builds);
@@ -98,7 +107,9 @@ class AnyValue {
     url,
     data,
   };
-  using Array = std::vector<AnyValue>;
+  // A tree reader may place arrays in its arena (see TreeAllocator); built
+  // anywhere else they live on the heap.
+  using Array = std::vector<AnyValue, TreeAllocator<AnyValue>>;
   using Dictionary = TextDictionary;
 
   AnyValue() = default;
@@ -200,13 +211,14 @@ class AnyValue {
       storage_;
 };
 
+inline TextDictionary::TextDictionary(const TreeAllocator<Entry>& allocator) : entries_(allocator) {}
 inline void TextDictionary::reserve(std::size_t n) { entries_.reserve(n); }
 inline std::size_t TextDictionary::size() const { return entries_.size(); }
 inline bool TextDictionary::empty() const { return entries_.empty(); }
-inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::begin() const { return entries_.begin(); }
-inline std::vector<TextDictionary::Entry>::const_iterator TextDictionary::end() const { return entries_.end(); }
-inline std::vector<TextDictionary::Entry>::iterator TextDictionary::begin() { return entries_.begin(); }
-inline std::vector<TextDictionary::Entry>::iterator TextDictionary::end() { return entries_.end(); }
+inline TextDictionary::Entries::const_iterator TextDictionary::begin() const { return entries_.begin(); }
+inline TextDictionary::Entries::const_iterator TextDictionary::end() const { return entries_.end(); }
+inline TextDictionary::Entries::iterator TextDictionary::begin() { return entries_.begin(); }
+inline TextDictionary::Entries::iterator TextDictionary::end() { return entries_.end(); }
 
 // A short human-readable form of a scalar value (texts as they are, numbers in
 // decimal, "true"/"false", "nil"); containers print as "[...]" / "{...}".

@@ -125,7 +125,7 @@ class BinaryReader {
     std::uint64_t next = 0;
     bool dictionary = false;
     AnyValue::Array items;
-    std::vector<TextDictionary::Entry> entries;
+    TextDictionary::Entries entries;
   };
 
   bool fail(std::string reason) {

@@ -186,7 +186,7 @@ class XMLReader {
     Tag tag = Tag::plist;
     bool hasKey = false;  // a dictionary's key waits for its value
     AnyValue::Array items;
-    std::vector<TextDictionary::Entry> entries;
+    TextDictionary::Entries entries;
   };
 
   static XMLReader& self(void* data) { return *static_cast<XMLReader*>(data); }
