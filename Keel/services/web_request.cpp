@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Keel/core/dispatch_queue.h"
+#include "Keel/core/utf8.h"
 
 namespace Keel {
 namespace {
@@ -44,37 +45,6 @@ bool isQueryAllowed(unsigned char c) {
     default:
       return false;
   }
-}
-
-// Length of the UTF-8 sequence starting at `text[i]`, or 0 when it is not a
-// well-formed one (overlong forms, surrogates and values past U+10FFFF are
-// refused too).
-std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
-  const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
-  const unsigned char lead = byte(i);
-  if (lead < 0x80) return 1;
-  std::size_t length = 0;
-  unsigned char low = 0x80;
-  unsigned char high = 0xBF;
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  if (i + length > text.size()) return 0;
-  if (byte(i + 1) < low || byte(i + 1) > high) return 0;
-  for (std::size_t k = 2; k < length; ++k) {
-    if (byte(i + k) < 0x80 || byte(i + k) > 0xBF) return 0;
-  }
-  return length;
 }
 
 // The characters a URL reference may hold besides escapes: the unreserved
@@ -156,22 +126,19 @@ std::optional<std::string> WebResponse::value(std::string_view name) const {
 
 std::optional<std::string> percentEncodedForURLQuery(std::string_view text) {
   static constexpr char kHex[] = "0123456789ABCDEF";
+  // Escapes stand for UTF-8 bytes, so text that is not UTF-8 has no encoding.
+  if (!isValidUtf8(text)) return std::nullopt;
   std::string out;
   out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t length = utf8SequenceLength(text, i);
-    if (length == 0) return std::nullopt;
-    for (std::size_t k = i; k < i + length; ++k) {
-      const auto c = static_cast<unsigned char>(text[k]);
-      if (isQueryAllowed(c)) {
-        out.push_back(static_cast<char>(c));
-      } else {
-        out.push_back('%');
-        out.push_back(kHex[c >> 4]);
-        out.push_back(kHex[c & 0x0F]);
-      }
+  for (const char byte : text) {
+    const auto c = static_cast<unsigned char>(byte);
+    if (isQueryAllowed(c)) {
+      out.push_back(byte);
+    } else {
+      out.push_back('%');
+      out.push_back(kHex[c >> 4]);
+      out.push_back(kHex[c & 0x0F]);
     }
-    i += length;
   }
   return out;
 }
