@@ -29,7 +29,7 @@ class FirmwareSerialNumberSource final : public SerialNumberSource {
     std::filesystem::path procRoot = "/proc";
   };
   // sysfs reports a page (4 or 64 KiB) as the size of every attribute.
-  static constexpr std::size_t maxFileBytes = 64 * 1024;
+  static constexpr std::size_t maxFileBytes = std::size_t{64} * 1024;
 
   FirmwareSerialNumberSource();  // the real roots
   explicit FirmwareSerialNumberSource(Roots roots) : roots_(std::move(roots)) {}
