@@ -9,6 +9,7 @@
 #include "Plinth/inventory/session_scopes_linux.h"
 #include "Plinth/inventory/workspace_linux.h"
 #include "testing/bundle_builder.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
 #include "testing/silent_bus.h"
@@ -36,11 +37,7 @@ class FakeSystemdManager {
       : mock_({{"/usr/bin/python3", "-m", "dbusmock", "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
                 "org.freedesktop.systemd1.Manager"},
                {{"DBUS_SESSION_BUS_ADDRESS", address}}}) {
-    connection_ = g_dbus_connection_new_for_address_sync(
-        address.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr);
+    connection_ = Vantor::Testing::connectToBus(address);
     if (connection_ == nullptr) throw std::runtime_error("fake systemd manager: no bus connection");
     // Fails until the mock owns its name.
     const bool added = Vantor::Testing::waitUntil([this] { return addMethod(); }, 30s);

@@ -11,6 +11,8 @@
 #include "Plinth/inventory/io_utilities.h"
 #include "Plinth/inventory/workspace_icons_linux.h"
 #include "testing/bundle_builder.h"
+#include "testing/bus_client.h"
+#include "testing/file_text.h"
 #include "testing/loop_thread.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
@@ -27,9 +29,7 @@ std::string textOf(const std::optional<Image>& image) {
 class ThemeTest : public ::testing::Test {
  protected:
   void icon(const std::string& relative, const std::string& contents) {
-    const fs::path path = temp.path() / "share" / relative;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << contents;
+    Vantor::Testing::writeText(temp.path() / "share" / relative, contents);
   }
   [[nodiscard]] IconThemeFolders folders() const { return {{(temp.path() / "share").string()}, "Fake"}; }
   Vantor::Testing::TempDir temp;
@@ -78,11 +78,7 @@ class FakeFileManager {
  public:
   explicit FakeFileManager(const std::string& address) {
     loop_.onLoop([&] {
-      connection_ = g_dbus_connection_new_for_address_sync(
-          address.c_str(),
-          static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                            G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-          nullptr, nullptr, nullptr);
+      connection_ = Vantor::Testing::connectToBus(address);
       GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(
           "<node><interface name='org.freedesktop.FileManager1'><method name='ShowItems'>"
           "<arg type='as' direction='in'/><arg type='s' direction='in'/></method></interface></node>",

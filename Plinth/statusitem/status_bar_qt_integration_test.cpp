@@ -20,6 +20,7 @@
 #include <sstream>
 
 #include "Plinth/statusitem/menu_bar_item_controller.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
@@ -39,15 +40,7 @@ bool onPath(const char* program) {
   return false;
 }
 
-GDBusConnection* connect(const std::string& address) {
-  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, nullptr);
-  if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
-  return connection;
-}
+using Vantor::Testing::connectToBus;
 
 // An asynchronous call, answered while the Qt (GLib) loop keeps running: the
 // item being asked lives in this very process.
@@ -90,7 +83,7 @@ TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
   const char* address = std::getenv("VANTOR_TRAY_PROBE");  // NOLINT(concurrency-mt-unsafe)
   if (address == nullptr) GTEST_SKIP() << "runs as the child of TrayIcon.UnderXvfb";
   ASSERT_EQ(QGuiApplication::platformName(), "xcb");
-  GDBusConnection* bus = connect(address);
+  GDBusConnection* bus = connectToBus(address);
   ASSERT_NE(bus, nullptr);
 
   auto bar = std::make_shared<QtStatusBar>(makeDesktopAppearance(address), trayThickness);
@@ -156,22 +149,10 @@ TEST(TrayIcon, UnderXvfb) {
   Vantor::Testing::ChildProcess desktop(Vantor::Testing::ChildOptions{
       {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--watcher", "--color-scheme", "2"},
       {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
-  GDBusConnection* connection = connect(bus.address());
+  GDBusConnection* connection = connectToBus(bus.address());
   ASSERT_NE(connection, nullptr);
   ASSERT_TRUE(Vantor::Testing::waitUntil(
-      [&] {
-        GVariant* reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-            g_variant_new("(s)", "org.vantor.FakeDesktop"), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 1000,
-            nullptr, nullptr);
-        gboolean owned = FALSE;
-        if (reply != nullptr) {
-          g_variant_get(reply, "(b)", &owned);
-          g_variant_unref(reply);
-        }
-        return owned != FALSE;
-      },
-      10s));
+      [&] { return Vantor::Testing::nameHasOwner(connection, "org.vantor.FakeDesktop"); }, 10s));
   g_object_unref(connection);
 
   Vantor::Testing::TempDir dir;
