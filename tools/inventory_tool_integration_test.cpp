@@ -4,10 +4,10 @@
 
 #include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "Keel/coding/json.h"
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Vantor::Tools {
@@ -16,12 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-std::string contentsOf(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
+using Testing::fileText;
 
 class InventoryToolTest : public ::testing::Test {
  protected:
@@ -33,7 +28,7 @@ class InventoryToolTest : public ::testing::Test {
   Run run(std::vector<std::string> argv) {
     Testing::ChildProcess child({std::move(argv), {}, temp.path() / "out", temp.path() / "err"});
     const int status = child.waitForExit(60s).value_or(-1);
-    return {status, contentsOf(temp.path() / "out"), contentsOf(temp.path() / "err")};
+    return {status, fileText(temp.path() / "out"), fileText(temp.path() / "err")};
   }
   Testing::TempDir temp;
 };
@@ -92,8 +87,8 @@ TEST_F(InventoryToolTest, CtrlCStopsTheMeasurementAndPrintsNothingMore) {
   ASSERT_TRUE(Testing::waitUntil([&] { return catchesInterrupt(child.pid()); }, 10s));
   child.kill(SIGINT);
   EXPECT_EQ(child.waitForExit(30s), 130);
-  EXPECT_EQ(contentsOf(temp.path() / "out"), "");
-  EXPECT_EQ(contentsOf(temp.path() / "err"), "vantor-inventory: interrupted\n");
+  EXPECT_EQ(fileText(temp.path() / "out"), "");
+  EXPECT_EQ(fileText(temp.path() / "err"), "vantor-inventory: interrupted\n");
 }
 
 }  // namespace

@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
-
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Plinth {
@@ -20,8 +19,7 @@ class FirmwareTree : public ::testing::Test {
   FirmwareSerialNumberSource source{{dir.path() / "sys", dir.path() / "proc"}};
 
   void write(const fs::path& relative, std::string_view contents) {
-    fs::create_directories((dir.path() / relative).parent_path());
-    std::ofstream(dir.path() / relative, std::ios::binary) << contents;
+    Vantor::Testing::writeText(dir.path() / relative, std::string(contents));
   }
 };
 

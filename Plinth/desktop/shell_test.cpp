@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Keel/core/utf8.h"
-
 namespace Plinth {
 namespace {
 
@@ -51,11 +49,9 @@ TEST(Shell, OutputCountsOnlyAfterAZeroExitAndRunStringNeedsUtf8) {
   EXPECT_EQ(Shell::run(launcher, {"x"}), std::nullopt);
   launcher.outcome = ChildOutcome{bytes("caf\xC3\xA9 \xF0\x9F\x98\x80"), true};
   EXPECT_EQ(Shell::runString(launcher, {"x"}), "caf\xC3\xA9 \xF0\x9F\x98\x80");
-  for (const char* bad : {"\xC3", "\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF", "a\x80"}) {
-    launcher.outcome = ChildOutcome{bytes(bad), true};
-    EXPECT_EQ(Shell::runString(launcher, {"x"}), std::nullopt) << bad;
-  }
-  EXPECT_TRUE(Keel::isValidUtf8(std::string_view("a\0b", 3)));
+  // Which byte sequences are UTF-8 is the core validator's own test.
+  launcher.outcome = ChildOutcome{bytes("caf\xC3"), true};
+  EXPECT_EQ(Shell::runString(launcher, {"x"}), std::nullopt);
 }
 
 }  // namespace

@@ -11,12 +11,14 @@
 #include "Plinth/desktop/file_icon_manager.h"
 #include "Plinth/inventory/apps.h"
 #include "testing/bundle_builder.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Plinth {
 namespace {
 
 namespace fs = std::filesystem;
+using Vantor::Testing::writeText;
 
 class NoIcons final : public IconPlatform {
  public:
@@ -29,10 +31,8 @@ class AppTest : public ::testing::Test {
  protected:
   void bundle(const fs::path& relativePath, const std::string& identifier,
               std::map<std::string, std::string> extra = {}) {
-    const fs::path path = root() / relativePath;
-    fs::create_directories(path / "Contents");
     extra["CFBundleIdentifier"] = identifier;
-    std::ofstream(path / "Contents" / "Info.plist") << Vantor::Testing::infoPlist(extra, false);
+    writeText(root() / relativePath / "Contents/Info.plist", Vantor::Testing::infoPlist(extra, false));
   }
   [[nodiscard]] fs::path root() const { return temp.path() / "Applications"; }
   [[nodiscard]] AppEnvironment environment() {
@@ -65,7 +65,6 @@ TEST_F(AppTest, BuildsTheRecordFromTheBundle) {
   EXPECT_EQ(app->binaryFile->size, 1000U + fs::file_size(root() / "Foo.app/Contents/Info.plist"));
   EXPECT_EQ(app->binaryFile->name, "Foo.app");
   EXPECT_FALSE(app->lastOpened);
-  EXPECT_FALSE(app->selected);
   EXPECT_EQ(App::bundleIdentifier(Keel::URL::fileURL((root() / "Foo.app").string())), "com.example.foo");
 
   // The name loses every ".app"; the base URL comes from the name, not from
@@ -87,13 +86,11 @@ TEST_F(AppTest, RefusesBundlesWithoutATextIdentifierAndAppleOnesWhenAsked) {
   EXPECT_TRUE(make("Sauce.app", false, true));
   EXPECT_TRUE(make("Upper.app", false, true));
 
-  fs::create_directories(root() / "Plain.app/Contents");
-  std::ofstream(root() / "Plain.app/Contents/Info.plist") << "<plist><array/></plist>";
+  writeText(root() / "Plain.app/Contents/Info.plist", "<plist><array/></plist>");
   EXPECT_FALSE(make("Plain.app"));
   EXPECT_FALSE(App::bundleIdentifier(Keel::URL::fileURL((root() / "Plain.app").string())));
-  fs::create_directories(root() / "Number.app/Contents");
-  std::ofstream(root() / "Number.app/Contents/Info.plist")
-      << "<plist><dict><key>CFBundleIdentifier</key><integer>3</integer></dict></plist>";
+  writeText(root() / "Number.app/Contents/Info.plist",
+            "<plist><dict><key>CFBundleIdentifier</key><integer>3</integer></dict></plist>");
   EXPECT_FALSE(make("Number.app"));
   EXPECT_FALSE(make("Missing.app"));
 }

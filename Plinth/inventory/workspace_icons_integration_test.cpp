@@ -5,13 +5,13 @@
 
 #include <filesystem>
 #include <fstream>
-#include <mutex>
 
 #include "Plinth/inventory/file_revealer_linux.h"
 #include "Plinth/inventory/io_utilities.h"
 #include "Plinth/inventory/workspace_icons_linux.h"
 #include "testing/bundle_builder.h"
-#include "testing/loop_thread.h"
+#include "testing/dbus_mock.h"
+#include "testing/file_text.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
 
@@ -27,9 +27,7 @@ std::string textOf(const std::optional<Image>& image) {
 class ThemeTest : public ::testing::Test {
  protected:
   void icon(const std::string& relative, const std::string& contents) {
-    const fs::path path = temp.path() / "share" / relative;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << contents;
+    Vantor::Testing::writeText(temp.path() / "share" / relative, contents);
   }
   [[nodiscard]] IconThemeFolders folders() const { return {{(temp.path() / "share").string()}, "Fake"}; }
   Vantor::Testing::TempDir temp;
@@ -73,68 +71,6 @@ TEST_F(ThemeTest, ContentTypesAndBundlesGiveTheirIcons) {
   EXPECT_EQ(textOf(icons.iconForFile(plain.string())), "program icon");
 }
 
-// A file manager of our own on the private bus that records what it was asked.
-class FakeFileManager {
- public:
-  explicit FakeFileManager(const std::string& address) {
-    loop_.onLoop([&] {
-      connection_ = g_dbus_connection_new_for_address_sync(
-          address.c_str(),
-          static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                            G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-          nullptr, nullptr, nullptr);
-      GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(
-          "<node><interface name='org.freedesktop.FileManager1'><method name='ShowItems'>"
-          "<arg type='as' direction='in'/><arg type='s' direction='in'/></method></interface></node>",
-          nullptr);
-      static const GDBusInterfaceVTable vtable = {&FakeFileManager::call, nullptr, nullptr, {}};
-      g_dbus_connection_register_object(connection_, "/org/freedesktop/FileManager1", node->interfaces[0], &vtable,
-                                        this, nullptr, nullptr);
-      g_dbus_node_info_unref(node);
-      GVariant* reply = g_dbus_connection_call_sync(connection_, "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                                    "org.freedesktop.DBus", "RequestName",
-                                                    g_variant_new("(su)", "org.freedesktop.FileManager1", 0U), nullptr,
-                                                    G_DBUS_CALL_FLAGS_NONE, 3000, nullptr, nullptr);
-      if (reply != nullptr) g_variant_unref(reply);
-      return 0;
-    });
-  }
-  ~FakeFileManager() {
-    loop_.onLoop([&] {
-      g_object_unref(connection_);
-      return 0;
-    });
-  }
-  FakeFileManager(const FakeFileManager&) = delete;
-  FakeFileManager& operator=(const FakeFileManager&) = delete;
-
-  std::vector<std::string> shown() {
-    const std::lock_guard lock(mutex_);
-    return shown_;
-  }
-
- private:
-  static void call(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*, GVariant* parameters,
-                   GDBusMethodInvocation* invocation, gpointer data) {
-    auto* self = static_cast<FakeFileManager*>(data);
-    GVariantIter* uris = nullptr;
-    const gchar* startup = nullptr;
-    g_variant_get(parameters, "(as&s)", &uris, &startup);
-    const gchar* uri = nullptr;
-    {
-      const std::lock_guard lock(self->mutex_);
-      while (g_variant_iter_loop(uris, "&s", &uri)) self->shown_.emplace_back(uri);
-    }
-    g_variant_iter_free(uris);
-    g_dbus_method_invocation_return_value(invocation, nullptr);
-  }
-
-  Vantor::Testing::LoopThread loop_;
-  GDBusConnection* connection_ = nullptr;
-  std::mutex mutex_;
-  std::vector<std::string> shown_;
-};
-
 TEST(BusFileRevealer, AsksTheFileManagerOrSaysThereIsNone) {
   const Vantor::Testing::PrivateSessionBus bus;
   const BusFileRevealer revealer(bus.address(), std::chrono::milliseconds(2000));
@@ -142,12 +78,17 @@ TEST(BusFileRevealer, AsksTheFileManagerOrSaysThereIsNone) {
   EXPECT_FALSE(none.shown);
   EXPECT_NE(none.error.find("no file manager answered"), std::string::npos) << none.error;
 
-  FakeFileManager manager(bus.address());
+  // A file manager that records what it is asked to show.
+  Vantor::Testing::DBusMock manager(bus.address(), "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1",
+                                    "org.freedesktop.FileManager1");
+  ASSERT_TRUE(manager.addMethod("org.freedesktop.FileManager1", "ShowItems", "ass", "", ""));
   const RevealResult shown = revealer.showItems({Keel::URL::fileURL("/tmp/a b.txt")});
   EXPECT_TRUE(shown.shown) << shown.error;
-  EXPECT_EQ(manager.shown(), std::vector<std::string>{"file:///tmp/a%20b.txt"});
   IOUtilities::reveal(Keel::URL::fileURL("/srv/x/", true), revealer);
-  EXPECT_EQ(manager.shown().back(), "file:///srv/x");
+  const auto calls = manager.calls("ShowItems");
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].rfind("[<['file:///tmp/a%20b.txt']>, <", 0), 0U) << calls[0];
+  EXPECT_EQ(calls[1].rfind("[<['file:///srv/x']>, <", 0), 0U) << calls[1];
 
   const BusFileRevealer nowhere(std::string("unix:path=/nonexistent/bus"));
   EXPECT_NE(nowhere.showItems({}).error.find("no session bus"), std::string::npos);

@@ -5,12 +5,12 @@
 
 #include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "Plinth/inventory/apps.h"
 #include "Plinth/inventory/workspace_linux.h"
 #include "testing/bundle_builder.h"
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Plinth {
@@ -97,9 +97,7 @@ TEST(OpenScriptApplication, RunsWithEverySignalAtItsDefaultAndCountsAsRunning) {
   // Its /proc/PID/exe is /bin/sh's; the script's path in its arguments counts.
   EXPECT_TRUE(waitUntil([&] { return Apps::isRunning("org.example.script", workspace); }, 10s));
   ASSERT_TRUE(waitUntil([&] { return fs::exists(report); }, 10s));
-  std::stringstream signals;
-  signals << std::ifstream(report).rdbuf();
-  EXPECT_EQ(signals.str(), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+  EXPECT_EQ(Vantor::Testing::fileText(report), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
   kill(*pid, SIGKILL);
 }
 

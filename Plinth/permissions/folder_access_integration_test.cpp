@@ -9,13 +9,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "Plinth/permissions/folder_access_linux.h"
 #include "Plinth/permissions/permissions.h"
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Plinth {
@@ -89,17 +89,15 @@ struct Run {
   std::string output;
 };
 
-Run folderGrant(const TempDir& home, const std::string& mode, const fs::path& folder) {
-  using Vantor::Testing::ChildOptions;
+// The grant tool on `folder` with `home` as its home, run through `prefix`.
+Run folderGrant(const TempDir& home, const std::string& mode, const fs::path& folder,
+                std::vector<std::string> prefix = {}) {
+  prefix.insert(prefix.end(), {VANTOR_FOLDER_GRANT, mode, folder.string()});
   const auto out = home.path() / ("out-" + mode);
-  Vantor::Testing::ChildProcess child(
-      ChildOptions{{VANTOR_FOLDER_GRANT, mode, folder.string()},
-                   {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}},
-                   out});
+  Vantor::Testing::ChildProcess child(Vantor::Testing::ChildOptions{
+      prefix, {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}}, out});
   const auto status = child.waitForExit(std::chrono::seconds(30));
-  std::stringstream text;
-  text << std::ifstream(out).rdbuf();
-  return {status.value_or(-1), text.str()};
+  return {status.value_or(-1), Vantor::Testing::fileText(out)};
 }
 
 TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilTheFolderIsReplaced) {
@@ -136,15 +134,8 @@ TEST(FolderPermissionsAcrossProcesses, AFolderThatCannotBeEnteredIsNotGranted) {
     if (!fs::exists("/usr/bin/setpriv")) GTEST_SKIP() << "needs setpriv (util-linux) to leave root";
     prefix = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
   }
-  const auto grant = [&](const fs::path& folder) {
-    std::vector<std::string> argv = prefix;
-    argv.insert(argv.end(), {VANTOR_FOLDER_GRANT, "store", folder.string()});
-    Vantor::Testing::ChildProcess child(Vantor::Testing::ChildOptions{
-        argv, {{"HOME", home.path().string()}, {"XDG_CONFIG_HOME", (home.path() / "config").string()}}});
-    return child.waitForExit(std::chrono::seconds(30)).value_or(-1);
-  };
-  EXPECT_EQ(grant(open), 0);
-  EXPECT_EQ(grant(closed), 1);
+  EXPECT_EQ(folderGrant(home, "store", open, prefix).status, 0);
+  EXPECT_EQ(folderGrant(home, "store", closed, prefix).status, 1);
   fs::permissions(closed, fs::perms::owner_all);
 }
 
@@ -170,24 +161,17 @@ TEST(ProtectedFolders, ListingTakesTheLiteralTildePath) {
 TEST(PrivacyPanes, TheDefaultOpenerHandsTheURLToTheSchemesHandler) {
   TempDir dir;
   const auto opened = dir.path() / "opened";
-  fs::create_directories(dir.path() / "data" / "applications");
-  fs::create_directories(dir.path() / "config");
-  std::ofstream(dir.path() / "data" / "applications" / "settings.desktop")
-      << "[Desktop Entry]\nType=Application\nName=Settings\n"
-      << "Exec=/bin/sh -c 'printf %s \"$0\" > " << opened.string() << "' %u\n"
-      << "MimeType=x-scheme-handler/x-apple.systempreferences;\n";
-  std::ofstream(dir.path() / "config" / "mimeapps.list")
-      << "[Default Applications]\nx-scheme-handler/x-apple.systempreferences=settings.desktop\n";
+  Vantor::Testing::writeText(dir.path() / "data/applications/settings.desktop",
+                             "[Desktop Entry]\nType=Application\nName=Settings\nExec=/bin/sh -c 'printf %s \"$0\" > " +
+                                 opened.string() + "' %u\nMimeType=x-scheme-handler/x-apple.systempreferences;\n");
+  Vantor::Testing::writeText(dir.path() / "config/mimeapps.list",
+                             "[Default Applications]\nx-scheme-handler/x-apple.systempreferences=settings.desktop\n");
   setenv("XDG_DATA_HOME", (dir.path() / "data").c_str(), 1);
   setenv("XDG_CONFIG_HOME", (dir.path() / "config").c_str(), 1);
   setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
 
   Permissions::open(PrivacyPage::allFiles);
-  const auto read = [&] {
-    std::stringstream text;
-    text << std::ifstream(opened).rdbuf();
-    return text.str();
-  };
+  const auto read = [&] { return Vantor::Testing::fileText(opened); };
   EXPECT_TRUE(Vantor::Testing::waitUntil(
       [&] { return read() == "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles"; },
       std::chrono::seconds(10)))

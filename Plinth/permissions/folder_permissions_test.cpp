@@ -185,11 +185,10 @@ TEST_F(FolderPermissionsTest, RequestAccessShowsTheFolderPanelAndFollowsItsAnswe
   ASSERT_EQ(picker->shown.size(), 1U);
   const auto& options = picker->shown[0];
   EXPECT_EQ(options.directory, folder("/home/anna"));
-  EXPECT_FALSE(options.allowsMultipleSelection);
-  EXPECT_TRUE(options.canChooseDirectories);
-  EXPECT_FALSE(options.canCreateDirectories);
-  EXPECT_FALSE(options.canChooseFiles);
   EXPECT_EQ(options.prompt, "Allow(ALLOW)");
+  EXPECT_EQ((std::vector<bool>{options.allowsMultipleSelection, options.canChooseDirectories,
+                               options.canCreateDirectories, options.canChooseFiles}),
+            (std::vector<bool>{false, true, false, false}));
   picker->pending(ModalResponse::cancel, folder("/a"));
   EXPECT_EQ(answers, std::vector<std::optional<URL>>{std::nullopt});
 
@@ -243,15 +242,15 @@ TEST_F(FolderPermissionsTest, SecureFoldersGrantRestoreStopAndRemoveSilently) {
             (Keel::TextDictionary{{"broken", bytes("bm:/b")}, {"other", AnyValue("keep")}}));
 
   std::vector<std::optional<URL>> answers;
-  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
+  const auto answer = [&](ModalResponse response, std::optional<URL> url) {
+    SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto got) { answers.push_back(got); });
+    picker->pending(response, std::move(url));
+  };
+  answer(ModalResponse::OK, std::nullopt);
   EXPECT_EQ(picker->shown.back().prompt, "Pick");
   EXPECT_EQ(picker->shown.back().directory, folder("/s"));
-  picker->pending(ModalResponse::OK, std::nullopt);
-  picker->pending = {};
-  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
-  picker->pending(ModalResponse::OK, folder("/d"));
-  SecureFolders::requestAccess(nullptr, folder("/s"), "chosen", "Pick", [&](auto url) { answers.push_back(url); });
-  picker->pending(ModalResponse::cancel, std::nullopt);
+  answer(ModalResponse::OK, folder("/d"));
+  answer(ModalResponse::cancel, std::nullopt);
   EXPECT_EQ(answers, (std::vector<std::optional<URL>>{folder("/d"), std::nullopt}));
   EXPECT_EQ(store.data("chosen"), bytes("bm:/d"));
   EXPECT_TRUE(SecureFolders::hasAccess(std::vector<URL>{folder("/d")}));

@@ -7,10 +7,10 @@
 #include <chrono>
 #include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "Plinth/permissions/portal_folder_picker_linux.h"
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
 
@@ -107,15 +107,12 @@ TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURL) {
   EXPECT_EQ(answer->response, ModalResponse::OK);
   EXPECT_EQ(answer->url, Keel::URL::fileURL("/tmp/chosen folder", true));
 
-  std::stringstream options;
-  options << std::ifstream(record()).rdbuf();
+  const std::string options = Vantor::Testing::fileText(record());
   // current_folder is the path's bytes with the terminating NUL.
-  EXPECT_NE(options.str().find(R"("current_folder": [47, 115, 116, 97, 114, 116, 47, 104, 195, 169, 114, 101, 0])"),
-            std::string::npos)
-      << options.str();
-  EXPECT_NE(options.str().find(R"("directory": true)"), std::string::npos);
-  EXPECT_NE(options.str().find(R"("multiple": false)"), std::string::npos);
-  EXPECT_NE(options.str().find(R"("accept_label": "Allow")"), std::string::npos);
+  for (const char* option : {R"("current_folder": [47, 115, 116, 97, 114, 116, 47, 104, 195, 169, 114, 101, 0])",
+                             R"("directory": true)", R"("multiple": false)", R"("accept_label": "Allow")"}) {
+    EXPECT_NE(options.find(option), std::string::npos) << option << "\n" << options;
+  }
 }
 
 // Stands in for the toolkit's own dialog: answers OK with its start folder.

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <memory>
 
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
 
@@ -36,13 +37,8 @@ class DesktopAppearance : public ::testing::Test {
   std::unique_ptr<ChildProcess> desktop;
 
   void SetUp() override {
-    connection = g_dbus_connection_new_for_address_sync(
-        bus.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr);
+    connection = Vantor::Testing::connectToBus(bus.address());
     ASSERT_NE(connection, nullptr);
-    g_dbus_connection_set_exit_on_close(connection, FALSE);
   }
   void TearDown() override {
     if (connection != nullptr) g_object_unref(connection);
@@ -52,18 +48,8 @@ class DesktopAppearance : public ::testing::Test {
     desktop = std::make_unique<ChildProcess>(
         ChildOptions{{"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--color-scheme", scheme},
                      {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
-    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return hasOwner("org.vantor.FakeDesktop"); }, 10s));
-  }
-
-  bool hasOwner(const char* name) {
-    GVariant* reply = g_dbus_connection_call_sync(
-        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-        g_variant_new("(s)", name), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 1000, nullptr, nullptr);
-    if (reply == nullptr) return false;
-    gboolean owned = FALSE;
-    g_variant_get(reply, "(b)", &owned);
-    g_variant_unref(reply);
-    return owned != FALSE;
+    ASSERT_TRUE(Vantor::Testing::waitUntil(
+        [&] { return Vantor::Testing::nameHasOwner(connection, "org.vantor.FakeDesktop"); }, 10s));
   }
 
   void setColorScheme(std::uint32_t scheme) {

@@ -8,19 +8,18 @@
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <QApplication>
 #include <QLabel>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 #include "Plinth/statusitem/menu_bar_item_controller.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
 
@@ -31,28 +30,19 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 bool onPath(const char* program) {
-  const char* path = std::getenv("PATH");  // NOLINT(concurrency-mt-unsafe)
-  std::stringstream folders(path != nullptr ? path : "");
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    if (!folder.empty() && ::access((fs::path(folder) / program).c_str(), X_OK) == 0) return true;
-  }
-  return false;
+  gchar* found = g_find_program_in_path(program);
+  const bool there = found != nullptr;
+  g_free(found);
+  return there;
 }
 
-GDBusConnection* connect(const std::string& address) {
-  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, nullptr);
-  if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
-  return connection;
-}
+using Vantor::Testing::connectToBus;
 
 // An asynchronous call, answered while the Qt (GLib) loop keeps running: the
-// item being asked lives in this very process.
-GVariant* call(GDBusConnection* connection, const char* name, const char* path, const char* interface,
-               const char* method, GVariant* parameters) {
+// item being asked lives in this very process. The reply as GVariant prints
+// it; nothing when the call failed.
+std::optional<std::string> call(GDBusConnection* connection, const char* name, const char* path, const char* interface,
+                                const char* method, GVariant* parameters) {
   struct Reply {
     bool done = false;
     GVariant* value = nullptr;
@@ -66,7 +56,17 @@ GVariant* call(GDBusConnection* connection, const char* name, const char* path, 
       },
       &reply);
   while (!reply.done) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-  return reply.value;
+  if (reply.value == nullptr) return std::nullopt;
+  gchar* printed = g_variant_print(reply.value, FALSE);
+  std::string text = printed;
+  g_free(printed);
+  g_variant_unref(reply.value);
+  return text;
+}
+
+std::optional<std::string> callDesktop(GDBusConnection* connection, const char* method, GVariant* parameters) {
+  return call(connection, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop", method,
+              parameters);
 }
 
 bool spinUntil(const std::function<bool()>& condition) {
@@ -90,7 +90,7 @@ TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
   const char* address = std::getenv("VANTOR_TRAY_PROBE");  // NOLINT(concurrency-mt-unsafe)
   if (address == nullptr) GTEST_SKIP() << "runs as the child of TrayIcon.UnderXvfb";
   ASSERT_EQ(QGuiApplication::platformName(), "xcb");
-  GDBusConnection* bus = connect(address);
+  GDBusConnection* bus = connectToBus(address);
   ASSERT_NE(bus, nullptr);
 
   auto bar = std::make_shared<QtStatusBar>(makeDesktopAppearance(address), trayThickness);
@@ -104,29 +104,16 @@ TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
   // The item registers with the watcher.
   std::string service;
   ASSERT_TRUE(spinUntil([&] {
-    GVariant* items = call(bus, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop",
-                           "RegisteredItems", nullptr);
-    if (items == nullptr) return false;
-    GVariant* list = g_variant_get_child_value(items, 0);
-    if (g_variant_n_children(list) > 0) {
-      GVariant* first = g_variant_get_child_value(list, 0);
-      service = g_variant_get_string(first, nullptr);
-      g_variant_unref(first);
-    }
-    g_variant_unref(list);
-    g_variant_unref(items);
+    const std::string items = callDesktop(bus, "RegisteredItems", nullptr).value_or("");  // (['name', ...],)
+    const auto open = items.find('\'');
+    if (open != std::string::npos) service = items.substr(open + 1, items.find('\'', open + 1) - open - 1);
     return !service.empty();
   }));
 
   const auto pixmap = [&] {
-    GVariant* reply = call(bus, service.c_str(), "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
-                           g_variant_new("(ss)", "org.kde.StatusNotifierItem", "IconPixmap"));
-    if (reply == nullptr) return std::string();
-    gchar* printedText = g_variant_print(reply, FALSE);
-    std::string printed = printedText;
-    g_free(printedText);
-    g_variant_unref(reply);
-    return printed;
+    return call(bus, service.c_str(), "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
+                g_variant_new("(ss)", "org.kde.StatusNotifierItem", "IconPixmap"))
+        .value_or("");
   };
   const std::string before = pixmap();
   EXPECT_NE(before.find("22, 22"), std::string::npos) << before.substr(0, 80);
@@ -138,10 +125,7 @@ TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
   EXPECT_TRUE(spinUntil([&] { return pixmap() != before; }));
 
   // The portal's change signal reaches the controller's delegate.
-  GVariant* set = call(bus, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop",
-                       "SetColorScheme", g_variant_new("(u)", 1U));
-  ASSERT_NE(set, nullptr);
-  g_variant_unref(set);
+  ASSERT_TRUE(callDesktop(bus, "SetColorScheme", g_variant_new("(u)", 1U)));
   EXPECT_TRUE(spinUntil([&] { return !delegate->themes.empty(); }));
   EXPECT_EQ(delegate->themes, std::vector<MenuBarTheme>{MenuBarTheme::dark});
   MenuBar::setStatusItem(nullptr);
@@ -156,22 +140,10 @@ TEST(TrayIcon, UnderXvfb) {
   Vantor::Testing::ChildProcess desktop(Vantor::Testing::ChildOptions{
       {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--watcher", "--color-scheme", "2"},
       {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
-  GDBusConnection* connection = connect(bus.address());
+  GDBusConnection* connection = connectToBus(bus.address());
   ASSERT_NE(connection, nullptr);
   ASSERT_TRUE(Vantor::Testing::waitUntil(
-      [&] {
-        GVariant* reply = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-            g_variant_new("(s)", "org.vantor.FakeDesktop"), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 1000,
-            nullptr, nullptr);
-        gboolean owned = FALSE;
-        if (reply != nullptr) {
-          g_variant_get(reply, "(b)", &owned);
-          g_variant_unref(reply);
-        }
-        return owned != FALSE;
-      },
-      10s));
+      [&] { return Vantor::Testing::nameHasOwner(connection, "org.vantor.FakeDesktop"); }, 10s));
   g_object_unref(connection);
 
   Vantor::Testing::TempDir dir;
@@ -187,8 +159,7 @@ TEST(TrayIcon, UnderXvfb) {
       true});
   const auto status = probe.waitForExit(60s);
   if (!status) probe.killGroup(SIGKILL);
-  std::ifstream in(log);
-  const std::string output((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string output = Vantor::Testing::fileText(log);
   ASSERT_TRUE(status) << "the probe did not finish\n" << output;
   EXPECT_EQ(*status, 0) << output;
   EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
