@@ -13,7 +13,9 @@ namespace {
 
 std::string nested(std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
 
-TEST(JSONTest, ValidCorpusDecodes) {
+// Untyped, each value takes the first kind that holds it: boolean, signed,
+// unsigned, floating point.
+TEST(JSONTest, ValidCorpusDecodesToTheFirstKindThatFits) {
   struct Case {
     std::string json;
     AnyValue expected;
@@ -24,8 +26,14 @@ TEST(JSONTest, ValidCorpusDecodes) {
       {"0", std::int64_t{0}},
       {"1e308", 1e308},
       {"1e-400", 0.0},  // underflows to zero
+      {"true", true},
       {"-9223372036854775808", INT64_MIN},
+      {"9223372036854775807", INT64_MAX},
+      {"9223372036854775808", std::uint64_t{9223372036854775808ULL}},
       {"18446744073709551615", UINT64_MAX},
+      {"3.0", 3.0},  // a number written with a fraction stays floating point
+      {"null", AnyValue()},
+      {"[1, \"a\", null, {\"k\": true}]", AnyValue::Array{std::int64_t{1}, "a", nullptr, TextDictionary{{"k", true}}}},
       {"2.5E+3", 2500.0},
       {" \t\n\r[ ] ", AnyValue::Array{}},
       {"\"\\u00e9\\n\\\"\\\\\\/\"", "\xc3\xa9\n\"\\/"},

@@ -44,27 +44,6 @@ class Events {
   int count_ = 0;
 };
 
-TEST(DispatchQueueTest, SerialQueueRunsWorkOneAtATimeInSubmissionOrder) {
-  DispatchQueue queue("test.serial");
-  std::vector<int> order;  // touched only on the queue
-  std::atomic<int> running{0};
-  std::atomic<bool> overlapped{false};
-  for (int i = 0; i < 500; ++i) {
-    queue.async([&, i] {
-      if (running.fetch_add(1) != 0) overlapped = true;
-      order.push_back(i);
-      running.fetch_sub(1);
-    });
-    if (i % 50 == 49) {
-      EXPECT_EQ(queue.sync([&] { return order.size(); }), static_cast<std::size_t>(i + 1));
-    }
-  }
-  const std::vector<int> seen = queue.sync([&] { return order; });
-  ASSERT_EQ(seen.size(), 500U);
-  for (int i = 0; i < 500; ++i) EXPECT_EQ(seen[static_cast<std::size_t>(i)], i);
-  EXPECT_FALSE(overlapped);
-}
-
 TEST(DispatchQueueTest, BarrierWaitsForEarlierWorkRunsAloneAndHoldsBackLaterWork) {
   DispatchQueue queue("test.barrier", DispatchQueue::Attributes::concurrent);
   ASSERT_TRUE(queue.isConcurrent());

@@ -44,47 +44,34 @@ Points reference(const Points& p, double epsilon) {
   return out;
 }
 
-TEST(RamerDouglasPeucker, EmptyInputAndInvalidToleranceGiveNothing) {
-  const Points line{{0, 0}, {1, 5}, {2, 0}};
-  EXPECT_TRUE(RamerDouglasPeucker::simplify({}, 1).empty());
-  EXPECT_TRUE(RamerDouglasPeucker::simplify(line, -0.5).empty());
-  EXPECT_TRUE(RamerDouglasPeucker::simplify(line, std::nan("")).empty());
-}
-
-TEST(RamerDouglasPeucker, OneAndTwoPointsAreKeptWhateverTheTolerance) {
-  EXPECT_EQ(RamerDouglasPeucker::simplify({{3, 4}}, 0), (Points{{3, 4}}));
-  const Points two{{0, 0}, {9, 9}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(two, 1e9), two);
-  EXPECT_EQ(RamerDouglasPeucker::simplify(two, std::numeric_limits<double>::infinity()), two);
-}
-
-TEST(RamerDouglasPeucker, CollinearInteriorIsDroppedEvenAtZeroTolerance) {
-  const Points line{{0, 0}, {1, 1}, {2, 2}, {5, 5}, {6, 6}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(line, 0), (Points{{0, 0}, {6, 6}}));
-}
-
-TEST(RamerDouglasPeucker, ToleranceEqualToTheDistanceDropsThePoint) {
+TEST(RamerDouglasPeucker, SmallInputsFollowTheToleranceTieAndLineRules) {
+  const double inf = std::numeric_limits<double>::infinity();
   const Points tent{{0, 0}, {1, 1}, {2, 0}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(tent, 1), (Points{{0, 0}, {2, 0}}));
-  EXPECT_EQ(RamerDouglasPeucker::simplify(tent, std::nextafter(1.0, 0.0)), tent);
+  const struct {
+    const char* rule;
+    Points input;
+    double epsilon;
+    Points expected;
+  } cases[] = {
+      {"empty input", {}, 1, {}},
+      {"negative tolerance", tent, -0.5, {}},
+      {"NaN tolerance", tent, std::nan(""), {}},
+      {"one point whatever the tolerance", {{3, 4}}, 0, {{3, 4}}},
+      {"two points whatever the tolerance", {{0, 0}, {9, 9}}, inf, {{0, 0}, {9, 9}}},
+      {"a closed ring collapses to its ends", {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}}, 0, {{0, 0}, {0, 0}}},
+      {"collinear interior goes at zero tolerance", {{0, 0}, {1, 1}, {2, 2}, {5, 5}, {6, 6}}, 0, {{0, 0}, {6, 6}}},
+      {"a distance equal to the tolerance drops the point", tent, 1, {{0, 0}, {2, 0}}},
+      {"a tolerance just below it keeps the point", tent, std::nextafter(1.0, 0.0), tent},
+      // (10, 1) lies beyond the chord's end; its distance is 1, not about 8.
+      {"distance is to the line, not the segment", {{0, 0}, {10, 1}, {2, 0}}, 1.5, {{0, 0}, {2, 0}}},
+      // (1,1) and (3,1) are both 1 from the chord. Split at (1,1), then (3,1)
+      // is 0.63 from the line (1,1)-(4,0) and goes; split at (3,1) would keep it.
+      {"ties split at the lower index", {{0, 0}, {1, 1}, {3, 1}, {4, 0}}, 0.7, {{0, 0}, {1, 1}, {4, 0}}},
+  };
+  for (const auto& c : cases) EXPECT_EQ(RamerDouglasPeucker::simplify(c.input, c.epsilon), c.expected) << c.rule;
 }
 
-TEST(RamerDouglasPeucker, DistanceIsToTheLineNotTheSegment) {
-  // (10, 1) lies beyond the chord's end; its distance is 1, not about 8.
-  const Points p{{0, 0}, {10, 1}, {2, 0}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(p, 1.5), (Points{{0, 0}, {2, 0}}));
-}
-
-TEST(RamerDouglasPeucker, EqualFarthestPointsSplitAtTheLowerIndex) {
-  // (1,1) and (3,1) are both 1 from the chord. Split at (1,1), then (3,1) is
-  // 0.63 from the line (1,1)-(4,0) and goes; split at (3,1) would keep it.
-  const Points p{{0, 0}, {1, 1}, {3, 1}, {4, 0}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(p, 0.7), (Points{{0, 0}, {1, 1}, {4, 0}}));
-}
-
-TEST(RamerDouglasPeucker, ClosedRingCollapsesToItsEnds) {
-  const Points square{{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}};
-  EXPECT_EQ(RamerDouglasPeucker::simplify(square, 0), (Points{{0, 0}, {0, 0}}));
+TEST(RamerDouglasPeucker, ClosedCircleCollapsesToItsEnds) {
   Points circle;
   for (int i = 0; i < 100; ++i) circle.push_back({std::cos(i * 0.0634665), std::sin(i * 0.0634665)});
   circle.push_back(circle.front());

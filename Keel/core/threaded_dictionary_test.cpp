@@ -116,21 +116,16 @@ TEST_P(ThreadedDictionaryTest, ModifyUpdatesCreatesAndRemoves) {
   EXPECT_EQ(dictionary.snapshot(), (Dictionary::Map{{2, 5}}));
 }
 
-TEST_P(ThreadedDictionaryTest, IterationVisitsEveryEntryOnce) {
+TEST_P(ThreadedDictionaryTest, IterationVisitsEveryEntryOnceAndStaysSafeWhileAnotherThreadWrites) {
+  const Dictionary empty({}, GetParam());
+  EXPECT_TRUE(empty.begin() == empty.end());
   Dictionary::Map map;
-  for (int i = 0; i < 100; ++i) map.emplace(i, -i);
+  for (int i = 0; i < 200; ++i) map.emplace(i, i * 3);
   Dictionary dictionary(map, GetParam());
   Dictionary::Map seen;
   for (const auto& [key, value] : dictionary) EXPECT_TRUE(seen.emplace(key, value).second);
   EXPECT_EQ(seen, map);
 
-  const Dictionary empty({}, GetParam());
-  EXPECT_TRUE(empty.begin() == empty.end());
-}
-
-TEST_P(ThreadedDictionaryTest, IterationWhileAnotherThreadWritesStaysSafe) {
-  Dictionary dictionary({}, GetParam());
-  for (int i = 0; i < 200; ++i) dictionary.set(i, i * 3);
   std::atomic<bool> stop{false};
   std::thread writer([&] {
     for (int i = 0; !stop; ++i) {
@@ -147,31 +142,23 @@ TEST_P(ThreadedDictionaryTest, IterationWhileAnotherThreadWritesStaysSafe) {
 }
 
 TEST_P(ThreadedDictionaryTest, DestroyingWithPendingWritesLosesNone) {
-  struct Probe {
-    Probe(std::shared_ptr<std::atomic<int>> w, std::shared_ptr<std::atomic<bool>> d)
-        : writes(std::move(w)), destroyed(std::move(d)) {}
-    Probe(Probe&&) noexcept = default;
-    std::shared_ptr<std::atomic<int>> writes;
-    std::shared_ptr<std::atomic<bool>> destroyed;
-    ~Probe() {
-      if (destroyed) *destroyed = true;
-    }
-  };
+  using Value = std::shared_ptr<int>;
   auto writes = std::make_shared<std::atomic<int>>(0);
-  auto destroyed = std::make_shared<std::atomic<bool>>(false);
   auto gate = std::make_shared<std::atomic<bool>>(false);
+  auto value = std::make_shared<int>(0);
+  const std::weak_ptr<int> alive = value;
   {
-    ThreadedObject<Probe> object(Probe(writes, destroyed), GetParam());
-    object.write([gate](Probe&) {
+    ThreadedObject<Value> object(std::move(value), GetParam());
+    object.write([gate](Value&) {
       while (!*gate) std::this_thread::yield();  // held back until the object is gone
     });
-    for (int i = 0; i < 100; ++i) object.write([](Probe& probe) { probe.writes->fetch_add(1); });
+    for (int i = 0; i < 100; ++i) object.write([writes](Value&) { writes->fetch_add(1); });
   }
-  EXPECT_FALSE(*destroyed);
+  EXPECT_FALSE(alive.expired());
   *gate = true;
   const auto deadline = std::chrono::steady_clock::now() + kTimeout;
-  while (!*destroyed && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-  EXPECT_TRUE(*destroyed);
+  while (!alive.expired() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_TRUE(alive.expired());
   EXPECT_EQ(*writes, 100);
 }
 

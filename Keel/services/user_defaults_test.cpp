@@ -52,7 +52,7 @@ std::vector<std::filesystem::path> entriesStartingWith(const std::filesystem::pa
 
 constexpr PersistentUserDefaults::Options kNoTimedWrites{std::chrono::hours(1)};
 
-TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBack) {
+TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBackAndAbsentOrNullRemoves) {
   MemoryUserDefaults d;
   ASSERT_TRUE(d.set(std::int32_t{7}, "int"));
   EXPECT_EQ(d.object("int"), AnyValue(std::int64_t{7}));
@@ -64,6 +64,10 @@ TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBack) {
   EXPECT_EQ(d.string("url"), "file:///tmp/a");
   ASSERT_TRUE(d.set(AnyValue::Array{std::uint8_t{1}, "x"}, "array"));
   EXPECT_EQ(d.array("array"), (AnyValue::Array{std::int64_t{1}, "x"}));
+  // Absent or null removes the key.
+  EXPECT_TRUE(d.set(std::nullopt, "int"));
+  EXPECT_TRUE(d.set(nullptr, "float"));
+  EXPECT_EQ(d.dictionaryRepresentation().size(), 3u);
 }
 
 TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
@@ -79,15 +83,6 @@ TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
   EXPECT_FALSE(d.set(Date::withTimeIntervalSinceReferenceDate(1e12), "k"));  // beyond the year 9999
   EXPECT_EQ(d.string("k"), "kept");
   EXPECT_TRUE(d.set("tab\tnewline\n\xE2\x82\xAC\xF0\x9F\x98\x80", "k"));
-}
-
-TEST(UserDefaultsValues, AbsentOrNullRemovesTheKey) {
-  MemoryUserDefaults d;
-  d.set(1, "a");
-  d.set(2, "b");
-  EXPECT_TRUE(d.set(std::nullopt, "a"));
-  EXPECT_TRUE(d.set(nullptr, "b"));
-  EXPECT_TRUE(d.dictionaryRepresentation().empty());
 }
 
 TEST(UserDefaultsValues, TypedReads) {
@@ -171,19 +166,16 @@ TEST_F(PersistentDefaultsTest, NewFoldersAndFilesArePrivateAndExistingFoldersKee
             fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST_F(PersistentDefaultsTest, WritesReachTheFileSoonWithoutSynchronize) {
-  PersistentUserDefaults d(file, {std::chrono::milliseconds(10)});
-  d.set("v", "k");
-  EXPECT_TRUE(waitUntil([&] { return fileDomain(file) == TextDictionary{{"k", "v"}}; }, 5s));
-}
-
-TEST_F(PersistentDefaultsTest, DestroyingTheStoreWritesWhatIsPending) {
+TEST_F(PersistentDefaultsTest, UnsynchronizedWritesReachTheFileSoonOrWhenTheStoreIsDestroyed) {
   {
     PersistentUserDefaults d(file, kNoTimedWrites);
     d.set(1, "k");
     EXPECT_FALSE(std::filesystem::exists(file));
   }
   EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", std::int64_t{1}}}));
+  PersistentUserDefaults d(file, {std::chrono::milliseconds(10)});
+  d.set("v", "k");
+  EXPECT_TRUE(waitUntil([&] { return fileDomain(file) == TextDictionary{{"k", "v"}}; }, 5s));
 }
 
 TEST_F(PersistentDefaultsTest, WritersOfDifferentKeysMergeAndRemovalsCarry) {
@@ -215,30 +207,29 @@ TEST_F(PersistentDefaultsTest, LocalChangesShadowTheFileUntilWritten) {
   EXPECT_TRUE(waitUntil([&] { return b.string("k") == "mine"; }, 5s));
 }
 
-TEST_F(PersistentDefaultsTest, ACorruptFileReadsEmptyAndIsSetAsideBeforeAWrite) {
-  std::filesystem::create_directories(file.parent_path());
-  std::ofstream(file) << "<plist><dict><key>half";
-  PersistentUserDefaults d(file, kNoTimedWrites);
-  EXPECT_TRUE(d.dictionaryRepresentation().empty());
-  EXPECT_EQ(fileText(file), "<plist><dict><key>half");  // reading changes nothing on disk
-  d.set("new", "k");
-  ASSERT_TRUE(d.synchronize());
-  const auto aside = entriesStartingWith(file.parent_path(), file.filename().string() + ".corrupt-");
-  ASSERT_EQ(aside.size(), 1u);
-  EXPECT_EQ(fileText(aside[0]), "<plist><dict><key>half");
-  EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", "new"}}));
-}
-
-TEST_F(PersistentDefaultsTest, AFolderInPlaceOfTheFileReadsEmptyAndIsSetAside) {
-  std::filesystem::create_directories(file / "inside");
-  PersistentUserDefaults d(file, kNoTimedWrites);
-  EXPECT_EQ(d.object("k"), std::nullopt);
-  d.set(1, "k");
-  EXPECT_TRUE(d.synchronize());
-  const auto aside = entriesStartingWith(file.parent_path(), file.filename().string() + ".corrupt-");
-  ASSERT_EQ(aside.size(), 1u);
-  EXPECT_TRUE(std::filesystem::is_directory(aside[0] / "inside"));
-  EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", std::int64_t{1}}}));
+TEST_F(PersistentDefaultsTest, ACorruptFileOrAFolderInItsPlaceReadsEmptyAndIsSetAsideBeforeAWrite) {
+  const std::string corrupt = "<plist><dict><key>half";
+  for (const bool folder : {false, true}) {
+    SCOPED_TRACE(folder ? "folder" : "corrupt file");
+    std::filesystem::remove_all(file.parent_path());
+    std::filesystem::create_directories(folder ? file / "inside" : file.parent_path());
+    if (!folder) std::ofstream(file) << corrupt;
+    PersistentUserDefaults d(file, kNoTimedWrites);
+    EXPECT_TRUE(d.dictionaryRepresentation().empty());
+    if (!folder) {
+      EXPECT_EQ(fileText(file), corrupt);  // reading changes nothing on disk
+    }
+    d.set("new", "k");
+    ASSERT_TRUE(d.synchronize());
+    const auto aside = entriesStartingWith(file.parent_path(), file.filename().string() + ".corrupt-");
+    ASSERT_EQ(aside.size(), 1u);
+    if (folder) {
+      EXPECT_TRUE(std::filesystem::is_directory(aside[0] / "inside"));
+    } else {
+      EXPECT_EQ(fileText(aside[0]), corrupt);
+    }
+    EXPECT_EQ(fileDomain(file), (TextDictionary{{"k", "new"}}));
+  }
 }
 
 TEST_F(PersistentDefaultsTest, AbandonedTemporaryFilesAreRemovedByTheNextWriter) {
