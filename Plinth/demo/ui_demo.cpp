@@ -26,6 +26,7 @@
 #include "Plinth/statusitem/menu_bar_host_view_qt.h"
 #include "Plinth/statusitem/menu_bar_item_controller.h"
 #include "Plinth/statusitem/status_bar_qt.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
 
@@ -66,35 +67,17 @@ bool spinUntil(const std::function<bool()>& condition) {
   return true;
 }
 
-GDBusConnection* connect(const std::string& address) {
-  GDBusConnection* bus = g_dbus_connection_new_for_address_sync(
-      address.c_str(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, nullptr, nullptr);
-  if (bus != nullptr) g_dbus_connection_set_exit_on_close(bus, FALSE);
-  return bus;
-}
-
 // The stand-in desktop takes its control name last, once all is in place.
 bool desktopIsReady(const std::string& address) {
-  GDBusConnection* bus = connect(address);
+  GDBusConnection* bus = Vantor::Testing::connectToBus(address);
   if (bus == nullptr) return false;
-  GVariant* reply =
-      g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                  "NameHasOwner", g_variant_new("(s)", "org.vantor.FakeDesktop"), G_VARIANT_TYPE("(b)"),
-                                  G_DBUS_CALL_FLAGS_NONE, 1000, nullptr, nullptr);
-  gboolean owned = FALSE;
-  if (reply != nullptr) {
-    g_variant_get(reply, "(b)", &owned);
-    g_variant_unref(reply);
-  }
+  const bool ready = Vantor::Testing::nameHasOwner(bus, "org.vantor.FakeDesktop");
   g_object_unref(bus);
-  return owned != FALSE;
+  return ready;
 }
 
 void setColorScheme(const std::string& address, std::uint32_t scheme) {
-  GDBusConnection* bus = connect(address);
+  GDBusConnection* bus = Vantor::Testing::connectToBus(address);
   if (bus == nullptr) return;
   GVariant* reply = g_dbus_connection_call_sync(
       bus, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop", "SetColorScheme",

@@ -47,6 +47,25 @@ std::optional<std::vector<std::string>> storedPaths(const Keel::UserDefaults& de
   return paths;
 }
 
+// The picker's answer to a request: nothing once the requester is gone, no
+// folder when the user cancels, else `keep` the chosen folder (store or
+// grant it) before the caller hears of it.
+template <class Owner, class Keep>
+auto folderPanelReply(std::weak_ptr<Owner*> owner, FolderAccessCompletion completion, Keep keep) {
+  return [owner = std::move(owner), completion = std::move(completion), keep = std::move(keep)](
+             ModalResponse response, std::optional<Keel::URL> url) {
+    const auto self = owner.lock();
+    if (!self || *self == nullptr) return;
+    if (response != ModalResponse::OK) {
+      if (completion) completion(std::nullopt);
+      return;
+    }
+    if (!url) return;
+    keep(**self, *url);
+    if (completion) completion(std::move(url));
+  };
+}
+
 }  // namespace
 
 FolderPermissions::FolderPermissions(Keel::UserDefaults& userDefaults, FolderAccessServices services)
@@ -131,20 +150,10 @@ void FolderPermissions::requestAccess(Window* window, FolderAccessCompletion com
 }
 
 void FolderPermissions::requestAccess(Window* window, const Keel::URL& directory, FolderAccessCompletion completion) {
-  std::weak_ptr<FolderPermissions*> weakSelf = self_;
   services_.picker->beginSheet(
       folderPanel(directory, services_.localizer("ALLOW")), window,
-      [weakSelf, completion = std::move(completion)](ModalResponse response, std::optional<Keel::URL> url) {
-        const auto self = weakSelf.lock();
-        if (!self || *self == nullptr) return;
-        if (response != ModalResponse::OK) {
-          if (completion) completion(std::nullopt);
-          return;
-        }
-        if (!url) return;
-        (*self)->store(*url);
-        if (completion) completion(std::move(url));
-      });
+      folderPanelReply(std::weak_ptr<FolderPermissions*>(self_), std::move(completion),
+                       [](FolderPermissions& permissions, const Keel::URL& url) { permissions.store(url); }));
 }
 
 SecureFolderSet::SecureFolderSet(Keel::UserDefaults& userDefaults, FolderAccessServices services)
@@ -189,20 +198,10 @@ void SecureFolderSet::remove(std::span<const std::string> keys) {
 
 void SecureFolderSet::requestAccess(Window* window, const Keel::URL& directory, std::string_view key,
                                     std::string_view prompt, FolderAccessCompletion completion) {
-  std::weak_ptr<SecureFolderSet*> weakSelf = self_;
-  services_.picker->beginSheet(folderPanel(directory, std::string(prompt)), window,
-                               [weakSelf, key = std::string(key), completion = std::move(completion)](
-                                   ModalResponse response, std::optional<Keel::URL> url) {
-                                 const auto self = weakSelf.lock();
-                                 if (!self || *self == nullptr) return;
-                                 if (response != ModalResponse::OK) {
-                                   if (completion) completion(std::nullopt);
-                                   return;
-                                 }
-                                 if (!url) return;
-                                 (*self)->grant(*url, key);
-                                 if (completion) completion(std::move(url));
-                               });
+  services_.picker->beginSheet(
+      folderPanel(directory, std::string(prompt)), window,
+      folderPanelReply(std::weak_ptr<SecureFolderSet*>(self_), std::move(completion),
+                       [key = std::string(key)](SecureFolderSet& set, const Keel::URL& url) { set.grant(url, key); }));
 }
 
 bool SecureFolderSet::hasAccess(const Keel::URL& url) const { return contains(urls_, url); }
