@@ -13,12 +13,12 @@ void flatten(const Keel::AnyValue::Dictionary& dictionary, const std::string& pr
              std::vector<std::pair<std::string, std::string>>& lines) {
   for (const auto& [key, value] : dictionary) {
     if (const auto* nested = value.getIf<Keel::AnyValue::Dictionary>()) {
-      flatten(*nested, prefix + key + ".", lines);
+      flatten(*nested, prefix + key.str() + ".", lines);
       continue;
     }
     std::string text = Keel::describe(value);
     if (text.empty()) text = "(unknown)";
-    lines.emplace_back(prefix + key, std::move(text));
+    lines.emplace_back(prefix + key.str(), std::move(text));
   }
 }
 

@@ -54,10 +54,10 @@ TEST_F(InventoryToolTest, ListsTheSampleTreeAsATableAndAsJSON) {
   const auto& apps = tree.value().template as<Keel::AnyValue::Array>();
   ASSERT_EQ(apps.size(), 4U);
   const auto& sketchbook = apps[3].as<Keel::TextDictionary>();
-  EXPECT_EQ(sketchbook.find("identifier")->as<std::string>(), "com.example.sketchbook");
+  EXPECT_EQ(sketchbook.find("identifier")->as<Keel::Text>(), "com.example.sketchbook");
   EXPECT_EQ(sketchbook.find("containedApps")->as<Keel::AnyValue::Array>().size(), 2U);
   const auto& icon = sketchbook.find("icon")->as<Keel::TextDictionary>();
-  EXPECT_EQ(icon.find("source")->as<std::string>(),
+  EXPECT_EQ(icon.find("source")->as<Keel::Text>(),
             (sample / "Sketchbook.app/Contents/Resources/Sketchbook.icns").string());
 
   const Run sizes = run({VANTOR_INVENTORY_BINARY, "--size", (sample / "Ledger.app").string(), "/nonexistent"});

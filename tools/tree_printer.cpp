@@ -84,7 +84,7 @@ std::string scalarLine(const Keel::AnyValue& value) {
     case Kind::null:
       return "null";
     case Kind::text:
-      return "text " + quotedText(value.as<std::string>());
+      return "text " + quotedText(value.as<Keel::Text>());
     case Kind::url:
       return "url " + quotedText(value.url()->absoluteString);
     case Kind::date:

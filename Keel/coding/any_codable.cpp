@@ -191,7 +191,7 @@ CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder) {
     case K::float64:
       return single.encode(value.as<double>());
     case K::text:
-      return single.encode(value.as<std::string>());
+      return single.encode(value.as<Text>());
     case K::date:
       return single.encode(value.as<Date>());
     case K::url:
@@ -220,14 +220,14 @@ CodingStatus encodeAnyValue(const AnyValue& value, Encoder& encoder) {
       if (hashed == nullptr) break;
       const HashedDictionary& dictionary = *hashed;
       for (const auto& entry : dictionary) {
-        if (entry.first.getIf<std::string>() == nullptr) {
+        if (entry.first.getIf<Text>() == nullptr) {
           return cannotEncode(value, encoder, "AnyEncodable value cannot be encoded");
         }
       }
       auto container = encoder.container();
       container.reserve(dictionary.size());
       for (const auto& [key, element] : dictionary) {
-        if (CodingStatus s = container.encode(key.as<std::string>(), ValueRef{&element}); !s) return s;
+        if (CodingStatus s = container.encode(key.as<Text>(), ValueRef{&element}); !s) return s;
       }
       return {};
     }

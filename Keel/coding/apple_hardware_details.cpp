@@ -76,11 +76,11 @@ std::optional<AppleHardwareDetails> AppleHardwareDetails::detailsFromList(const 
   if (localizable == nullptr || localizable->getIf<TextDictionary>() == nullptr) return std::nullopt;
   const auto& texts = localizable->as<TextDictionary>();
   for (const auto& item : texts) {
-    if (item.second.getIf<std::string>() == nullptr) return std::nullopt;
+    if (item.second.getIf<Text>() == nullptr) return std::nullopt;
   }
   auto text = [&](std::string_view key) -> std::optional<std::string> {
     const AnyValue* v = texts.find(key);
-    return v != nullptr ? std::optional(v->as<std::string>()) : std::nullopt;
+    return v != nullptr ? std::optional(v->as<Text>().str()) : std::nullopt;
   };
   AppleHardwareDetails details;
   details.processor = text("processor");

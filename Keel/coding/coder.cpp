@@ -148,10 +148,7 @@ std::optional<double> SingleValueDecodingContainer::tryDouble() const {
 }
 
 std::optional<std::string> SingleValueDecodingContainer::tryString() const {
-  if (auto* s = node_->getIf<std::string>()) {
-    if (owns_) return std::move(*s);
-    return *s;
-  }
+  if (const auto* s = node_->getIf<Text>()) return s->str();
   return std::nullopt;
 }
 
@@ -216,7 +213,7 @@ bool KeyedDecodingContainer::contains(std::string_view key) const {
 
 std::vector<std::string> KeyedDecodingContainer::allKeys() const {
   std::vector<std::string> keys;
-  for (const auto& entry : node_->as<TextDictionary>()) keys.push_back(entry.first);
+  for (const auto& entry : node_->as<TextDictionary>()) keys.push_back(entry.first.str());
   return keys;
 }
 
@@ -238,7 +235,7 @@ UnkeyedEncodingContainer Encoder::unkeyedContainer() const {
 }
 
 CodingStatus KeyedEncodingContainer::encodeNil(std::string_view key) {
-  slot_->as<TextDictionary>().insertOrAssign(std::string(key), AnyValue());
+  slot_->as<TextDictionary>().insertOrAssign(Text(key), AnyValue());
   return {};
 }
 

@@ -258,8 +258,8 @@ inline CodingPathLink childLink(const CodingPathLink* parent, std::size_t index)
 }
 
 template <class T>
-concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || std::is_same_v<T, Date> ||
-    std::is_same_v<T, URL> || std::is_same_v<T, Data>;
+concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || std::is_same_v<T, Text> ||
+    std::is_same_v<T, Date> || std::is_same_v<T, URL> || std::is_same_v<T, Data>;
 }  // namespace detail
 
 // Built-in decodings.
@@ -422,8 +422,7 @@ CodingStatus KeyedEncodingContainer::encode(std::string_view key, const T& value
   auto& dictionary = slot_->as<TextDictionary>();
   AnyValue* child = dictionary.find(key);
   if (child == nullptr) {
-    dictionary.appendUnchecked(std::string(key), AnyValue());
-    child = &(dictionary.end() - 1)->second;
+    child = &dictionary.appendUnchecked(key);
   } else {
     *child = AnyValue();
   }

@@ -34,10 +34,10 @@ simdjson::dom::parser& threadParser() {
 }
 
 // Builds each node in its final place (no temporaries to move and destroy),
-// with the containers' buffers from `arena` when there is one.
+// with the containers and texts in `arena` when there is one.
 class TreeBuilder {
  public:
-  explicit TreeBuilder(TreeArena* arena) : values_(arena), entries_(arena) {}
+  explicit TreeBuilder(TreeArena* arena) : arena_(arena) {}
 
   void build(simdjson::dom::element element, AnyValue& into) {
     using T = simdjson::dom::element_type;
@@ -57,19 +57,17 @@ class TreeBuilder {
         into.emplace<double>(element.get_double().value_unsafe());
         return;
       case T::STRING:
-        into.emplace<std::string>(element.get_string().value_unsafe());
+        into.emplace<Text>(element.get_string().value_unsafe(), arena_);
         return;
       case T::ARRAY: {
         const simdjson::dom::array array = element.get_array().value_unsafe();
-        auto& out = into.emplace<AnyValue::Array>(values_);
-        out.reserve(array.size());
+        auto& out = into.emplace<AnyValue::Array>(arena_, array.size());
         for (simdjson::dom::element child : array) build(child, out.emplace_back());
         return;
       }
       case T::OBJECT: {
         const simdjson::dom::object object = element.get_object().value_unsafe();
-        auto& out = into.emplace<TextDictionary>(entries_);
-        out.reserve(object.size());
+        auto& out = into.emplace<TextDictionary>(arena_, object.size());
         for (simdjson::dom::key_value_pair field : object) build(field.value, out.appendUnchecked(field.key));
         out.keepLastOfRepeatedKeys();
         return;
@@ -78,20 +76,20 @@ class TreeBuilder {
   }
 
  private:
-  TreeAllocator<AnyValue> values_;
-  TreeAllocator<TextDictionary::Entry> entries_;
+  TreeArena* arena_;
 };
 
 // Documents from this size on get an arena; a smaller tree is built on the
-// heap, where its few containers cost less than mapping a block.
+// heap, where its few nodes cost less than mapping a block.
 constexpr std::size_t arenaFrom = std::size_t{64} << 10;
 
-// An upper bound on the container bytes of a document of `length` bytes: an
-// array element takes at least two bytes of JSON ("1,") and a dictionary
-// entry five (`"":1,`), so neither needs more than 20 bytes of tree per byte
-// of text. Should it ever fall short, the rest goes to the heap.
+// An upper bound on the tree bytes of a document of `length` bytes. The
+// densest forms are short containers and texts: `["a"],` is 6 bytes of JSON
+// and 56 of tree (a 24-byte container header, a 16-byte node, a 16-byte
+// text), `{"a":1},` is 8 and 64; no form comes near 16 bytes per byte. Should
+// the bound ever fall short, the rest goes to the heap.
 std::size_t arenaCapacity(std::size_t length) {
-  const std::size_t perByte = std::max(sizeof(AnyValue) / 2, sizeof(TextDictionary::Entry) / 5) + 1;
+  constexpr std::size_t perByte = 16;
   return length > (std::size_t{1} << 40) / perByte ? 0 : length * perByte + 64;
 }
 
@@ -109,7 +107,10 @@ CodingResult<AnyValue> parse(std::string_view bytes) {
     return CodingError{CodingError::Kind::dataCorrupted, {}, "The given data was not valid JSON: " + reason};
   }
   CodingResult<AnyValue> tree{AnyValue()};
-  TreeArena* arena = bytes.size() >= arenaFrom ? TreeArena::create(arenaCapacity(bytes.size())) : nullptr;
+  // Only containers hold the arena, so a lone text at the root stays off it.
+  const bool container =
+      root.type() == simdjson::dom::element_type::ARRAY || root.type() == simdjson::dom::element_type::OBJECT;
+  TreeArena* arena = container && bytes.size() >= arenaFrom ? TreeArena::create(arenaCapacity(bytes.size())) : nullptr;
   TreeBuilder(arena).build(root, tree.value());
   if (arena != nullptr) {
     // The containers hold the arena now; from here on it only gives back.
@@ -165,7 +166,7 @@ class Writer {
       case K::float64:
         return floating(v.as<double>(), path);
       case K::text:
-        return text(v.as<std::string>(), path);
+        return text(v.as<Text>(), path);
       case K::url:
         return text(urlText(v), path);
       case K::date: {

@@ -103,7 +103,7 @@ class XMLWriter {
       case K::float64:
         return real(v.as<double>());
       case K::text:
-        return text("string", v.as<std::string>(), path);
+        return text("string", v.as<Text>(), path);
       case K::url:
         return text("string", urlText(v), path);
       case K::date:

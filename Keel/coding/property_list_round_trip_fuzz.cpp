@@ -167,7 +167,7 @@ bool writable(const AnyValue& v, std::size_t levels) {
     case K::null:
       return false;
     case K::text:
-      return xmlText(v.as<std::string>());
+      return xmlText(v.as<Keel::Text>());
     case K::url:
       return xmlText(v.url()->absoluteString);
     case K::date: {

@@ -1,9 +1,12 @@
 // Equality, lookup and descriptions of untyped values.
 #include "Keel/core/any_value.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
+#include <ostream>
 #include <unordered_map>
+#include <vector>
 
 #include "Keel/core/fatal_error.h"
 
@@ -28,7 +31,7 @@ AnyValue* TextDictionary::find(std::string_view key) {
   return nullptr;
 }
 
-void TextDictionary::insertOrAssign(std::string key, AnyValue value) {
+void TextDictionary::insertOrAssign(Text key, AnyValue value) {
   if (AnyValue* existing = find(key)) {
     *existing = std::move(value);
     return;
@@ -36,12 +39,18 @@ void TextDictionary::insertOrAssign(std::string key, AnyValue value) {
   entries_.emplace_back(std::move(key), std::move(value));
 }
 
-void TextDictionary::appendUnchecked(std::string key, AnyValue value) {
+void TextDictionary::appendUnchecked(Text key, AnyValue value) {
   entries_.emplace_back(std::move(key), std::move(value));
 }
 
-AnyValue& TextDictionary::appendUnchecked(std::string_view key) {
-  return entries_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key), std::forward_as_tuple()).second;
+bool TextDictionary::erase(std::string_view key) {
+  for (const Entry& entry : entries_) {
+    if (entry.first == key) {
+      entries_.erase(&entry);
+      return true;
+    }
+  }
+  return false;
 }
 
 TextDictionary TextDictionary::fromEntries(Entries entries) {
@@ -51,36 +60,53 @@ TextDictionary TextDictionary::fromEntries(Entries entries) {
   return dictionary;
 }
 
-void TextDictionary::keepLastOfRepeatedKeys() {
-  const std::size_t n = entries_.size();
-  bool duplicates = false;
-  if (n <= 16) {
-    for (std::size_t i = 1; i < n && !duplicates; ++i) {
-      for (std::size_t j = 0; j < i; ++j) {
-        if (entries_[i].first == entries_[j].first) {
-          duplicates = true;
-          break;
-        }
+namespace {
+
+// Whether any key appears twice. Up to 32 keys go through a 64-slot table on
+// the stack, keyed by each text's word (its contents when short): a handful of
+// instructions a key for the small objects that documents are made of.
+bool hasRepeatedKeys(const TextDictionary& dictionary) {
+  const std::size_t n = dictionary.size();
+  if (n < 2) return false;
+  const TextDictionary::Entry* entries = dictionary.begin();
+  if (n <= 32) {
+    std::array<std::uint8_t, 64> slots{};  // entry index + 1; 0 is empty
+    for (std::size_t i = 0; i < n; ++i) {
+      const Text& key = entries[i].first;
+      std::size_t slot = (key.hashWord() * 0x9E3779B97F4A7C15ULL) >> 58;
+      for (; slots[slot] != 0; slot = (slot + 1) & 63) {
+        if (entries[slots[slot] - 1].first.sameAs(key)) return true;
       }
+      slots[slot] = static_cast<std::uint8_t>(i + 1);
     }
-  } else {
-    std::unordered_map<std::string_view, std::size_t> seen;
-    seen.reserve(n);
-    for (std::size_t i = 0; i < n && !duplicates; ++i) duplicates = !seen.emplace(entries_[i].first, i).second;
+    return false;
   }
-  if (!duplicates) return;
-  Entries unique(entries_.get_allocator());
-  unique.reserve(n);
-  std::unordered_map<std::string, std::size_t> position;
-  for (auto& entry : entries_) {
-    auto [it, inserted] = position.emplace(entry.first, unique.size());
-    if (inserted) {
-      unique.push_back(std::move(entry));
-    } else {
-      unique[it->second].second = std::move(entry.second);
-    }
+  std::unordered_map<std::string_view, std::size_t> seen;
+  seen.reserve(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!seen.emplace(entries[i].first, i).second) return true;
   }
-  entries_ = std::move(unique);
+  return false;
+}
+
+}  // namespace
+
+void TextDictionary::keepLastOfRepeatedKeys() {
+  if (!hasRepeatedKeys(*this)) return;
+  const std::size_t n = entries_.size();
+  // Each later value moves into its key's first entry (within the tree, so
+  // arena texts stay put); then the later entries go.
+  std::unordered_map<std::string_view, std::size_t> first;
+  std::vector<bool> repeated(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    auto [it, inserted] = first.emplace(entries_[i].first.view(), i);
+    if (inserted) continue;
+    AnyValue& into = entries_[it->second].second;
+    into.~AnyValue();
+    new (&into) AnyValue(std::move(entries_[i].second), SameTree{});
+    repeated[i] = true;
+  }
+  entries_.keepOnly([&](std::size_t i) { return !repeated[i]; });
 }
 
 bool operator==(const TextDictionary& a, const TextDictionary& b) {
@@ -91,6 +117,8 @@ bool operator==(const TextDictionary& a, const TextDictionary& b) {
   }
   return true;
 }
+
+std::ostream& operator<<(std::ostream& out, const Text& text) { return out << text.view(); }
 
 void AnyValue::wrongKind() { fatalError("AnyValue read as a kind it does not hold"); }
 
@@ -112,21 +140,21 @@ AnyValue::AnyValue(char32_t v) {
     text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
     text += static_cast<char>(0x80 | (c & 0x3F));
   }
-  storage_ = std::move(text);
+  storage_ = Text(text);
 }
 
 const HashedDictionary* AnyValue::hashedDictionary() const {
-  const auto* p = std::get_if<std::shared_ptr<const HashedDictionary>>(&storage_);
+  const auto* p = std::get_if<Shared<HashedDictionary>>(&storage_);
   return p != nullptr ? p->get() : nullptr;
 }
 
 const BoxedNumber* AnyValue::boxedNumber() const {
-  const auto* p = std::get_if<std::shared_ptr<const BoxedNumber>>(&storage_);
+  const auto* p = std::get_if<Shared<BoxedNumber>>(&storage_);
   return p != nullptr ? p->get() : nullptr;
 }
 
 const URL* AnyValue::url() const {
-  const auto* p = std::get_if<std::shared_ptr<const URL>>(&storage_);
+  const auto* p = std::get_if<Shared<URL>>(&storage_);
   return p != nullptr ? p->get() : nullptr;
 }
 
@@ -221,7 +249,7 @@ std::string describe(const AnyValue& value) {
     case K::float64:
       return numberText(value.as<double>());
     case K::text:
-      return value.as<std::string>();
+      return value.as<Text>().str();
     case K::array:
       return "[...]";
     case K::dictionary:

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -15,6 +17,7 @@
 
 #include "Keel/core/date.h"
 #include "Keel/core/tree_arena.h"
+#include "Keel/core/tree_storage.h"
 #include "Keel/core/url.h"
 
 namespace Keel {
@@ -41,37 +44,47 @@ using Data = std::vector<std::uint8_t>;
 // which is the fast choice for the small objects documents are made of.
 class TextDictionary {
  public:
-  using Entry = std::pair<std::string, AnyValue>;
-  using Entries = std::vector<Entry, TreeAllocator<Entry>>;
+  struct Entry;  // a key and its value, defined below AnyValue
+  using Entries = TreeVector<Entry>;
   TextDictionary() = default;
   TextDictionary(std::initializer_list<Entry> entries);
-  // An empty dictionary whose entries take their memory from `allocator`.
-  explicit TextDictionary(const TreeAllocator<Entry>& allocator);
+  // An empty dictionary with room for `capacity` entries, in `arena` when
+  // not null (see TreeVector).
+  TextDictionary(TreeArena* arena, std::size_t capacity) : entries_(arena, capacity) {}
+  TextDictionary(TextDictionary&& other, SameTree /*unused*/) noexcept : TextDictionary(std::move(other)) {}
+  TextDictionary(const TextDictionary&) = default;
+  TextDictionary(TextDictionary&&) noexcept = default;
+  TextDictionary& operator=(const TextDictionary&) = default;
+  TextDictionary& operator=(TextDictionary&&) noexcept = default;
+  ~TextDictionary() = default;
 
   // The value under `key`, or null when absent. Never throws.
   [[nodiscard]] const AnyValue* find(std::string_view key) const;
   [[nodiscard]] AnyValue* find(std::string_view key);
   // Sets `key` to `value`, replacing an earlier value under the same key.
-  void insertOrAssign(std::string key, AnyValue value);
+  void insertOrAssign(Text key, AnyValue value);
   // Appends without looking for an earlier equal key; the caller guarantees
   // uniqueness (used by readers that have checked it themselves).
-  void appendUnchecked(std::string key, AnyValue value);
-  // Appends `key` with a null value to be filled in place, unchecked as above.
+  void appendUnchecked(Text key, AnyValue value);
+  // Appends `key` with a null value to be filled in place, unchecked as above;
+  // the key goes in the dictionary's arena when it has one.
   AnyValue& appendUnchecked(std::string_view key);
+  // Removes `key` and its value; false when it was absent.
+  bool erase(std::string_view key);
   // Makes the keys unique again after unchecked appends: a later entry under
   // an earlier key replaces its value, keeping the first position (how readers
   // of JSON and property lists treat repeated keys). Linear in the size.
   void keepLastOfRepeatedKeys();
-  void reserve(std::size_t n);
+  void reserve(std::size_t n) { entries_.reserve(n); }
   // A dictionary of `entries`, repeated keys resolved as by
   // keepLastOfRepeatedKeys.
   static TextDictionary fromEntries(Entries entries);
-  [[nodiscard]] std::size_t size() const;
-  [[nodiscard]] bool empty() const;
-  [[nodiscard]] Entries::const_iterator begin() const;
-  [[nodiscard]] Entries::const_iterator end() const;
-  [[nodiscard]] Entries::iterator begin();
-  [[nodiscard]] Entries::iterator end();
+  [[nodiscard]] std::size_t size() const { return entries_.size(); }
+  [[nodiscard]] bool empty() const { return entries_.empty(); }
+  [[nodiscard]] const Entry* begin() const;
+  [[nodiscard]] const Entry* end() const;
+  [[nodiscard]] Entry* begin();
+  [[nodiscard]] Entry* end();
   // Same keys with equal values, in any order.
   friend bool operator==(const TextDictionary& a, const TextDictionary& b);
 
@@ -107,9 +120,9 @@ class AnyValue {
     url,
     data,
   };
-  // A tree reader may place arrays in its arena (see TreeAllocator); built
-  // anywhere else they live on the heap.
-  using Array = std::vector<AnyValue, TreeAllocator<AnyValue>>;
+  // A tree reader may place arrays and texts in its arena (see
+  // TreeVector); built anywhere else they live on the heap.
+  using Array = TreeVector<AnyValue>;
   using Dictionary = TextDictionary;
 
   AnyValue() = default;
@@ -122,24 +135,43 @@ class AnyValue {
       : storage_(widen(v)) {}  // NOLINT: each width keeps its own kind
   // A character literal is text ('a' is "a"; U'\u00e9' is its UTF-8 form);
   // signed char and unsigned char are the 8-bit integers.
-  AnyValue(char v) : storage_(std::string(1, v)) {}                                                   // NOLINT
-  AnyValue(char32_t v);                                                                               // NOLINT
-  AnyValue(float v) : storage_(v) {}                                                                  // NOLINT
-  AnyValue(double v) : storage_(v) {}                                                                 // NOLINT
-  AnyValue(const char* v) : storage_(std::string(v)) {}                                               // NOLINT
-  AnyValue(std::string_view v) : storage_(std::string(v)) {}                                          // NOLINT
-  AnyValue(std::string v) : storage_(std::move(v)) {}                                                 // NOLINT
-  AnyValue(Array v) : storage_(std::move(v)) {}                                                       // NOLINT
-  AnyValue(Dictionary v) : storage_(std::move(v)) {}                                                  // NOLINT
-  AnyValue(HashedDictionary v) : storage_(std::make_shared<const HashedDictionary>(std::move(v))) {}  // NOLINT
-  AnyValue(BoxedNumber v) : storage_(std::make_shared<const BoxedNumber>(std::move(v))) {}            // NOLINT
-  AnyValue(Date v) : storage_(v) {}                                                                   // NOLINT
-  AnyValue(URL v) : storage_(std::make_shared<const URL>(std::move(v))) {}                            // NOLINT
-  AnyValue(Data v) : storage_(std::move(v)) {}                                                        // NOLINT
+  AnyValue(char v) : storage_(Text(std::string_view(&v, 1))) {}                       // NOLINT
+  AnyValue(char32_t v);                                                               // NOLINT
+  AnyValue(float v) : storage_(v) {}                                                  // NOLINT
+  AnyValue(double v) : storage_(v) {}                                                 // NOLINT
+  AnyValue(const char* v) : storage_(Text(v)) {}                                      // NOLINT
+  AnyValue(std::string_view v) : storage_(Text(v)) {}                                 // NOLINT
+  AnyValue(const std::string& v) : storage_(Text(v)) {}                               // NOLINT
+  AnyValue(Text v) : storage_(std::move(v)) {}                                        // NOLINT
+  AnyValue(Array v) : storage_(std::move(v)) {}                                       // NOLINT
+  AnyValue(Dictionary v) : storage_(std::move(v)) {}                                  // NOLINT
+  AnyValue(HashedDictionary v) : storage_(Shared<HashedDictionary>(std::move(v))) {}  // NOLINT
+  AnyValue(BoxedNumber v) : storage_(Shared<BoxedNumber>(std::move(v))) {}            // NOLINT
+  AnyValue(Date v) : storage_(v) {}                                                   // NOLINT
+  AnyValue(URL v) : storage_(Shared<URL>(std::move(v))) {}                            // NOLINT
+  AnyValue(Data v) : storage_(Boxed<Data>(std::move(v))) {}                           // NOLINT
+  AnyValue(const AnyValue&) = default;
+  AnyValue(AnyValue&&) noexcept = default;
+  // Moves within one tree: a text in the tree's arena stays there.
+  AnyValue(AnyValue&& other, SameTree /*unused*/) noexcept;
+  AnyValue& operator=(const AnyValue&) = default;
+  AnyValue& operator=(AnyValue&&) noexcept = default;
+  ~AnyValue() = default;
 
   // Replaces the value with a T built in place from `args`; returns it.
   template <class T, class... Args>
   T& emplace(Args&&... args) {
+    if (isNull()) {
+      // Nothing to end: build over the null in place, without the variant's
+      // dispatch on the old kind (the path a reader takes for every node).
+      try {
+        new (&storage_) Storage(std::in_place_type<T>, std::forward<Args>(args)...);
+      } catch (...) {
+        new (&storage_) Storage();  // null again, as before the call
+        throw;
+      }
+      return *std::get_if<T>(&storage_);
+    }
     return storage_.template emplace<T>(std::forward<Args>(args)...);
   }
 
@@ -147,26 +179,41 @@ class AnyValue {
   [[nodiscard]] bool isNull() const { return kind() == Kind::null; }
 
   // The stored value when it is of exactly type T (bool, std::int8_t, ...,
-  // float, double, std::string, Array, Dictionary, Date, Data), else null.
+  // float, double, Text, Array, Dictionary, Date, Data), else null.
   template <class T>
   [[nodiscard]] const T* getIf() const {
-    return std::get_if<T>(&storage_);
+    if constexpr (std::is_same_v<T, Data>) {
+      const auto* box = std::get_if<Boxed<Data>>(&storage_);
+      return box != nullptr ? &**box : nullptr;
+    } else {
+      return std::get_if<T>(&storage_);
+    }
   }
   template <class T>
   [[nodiscard]] T* getIf() {
-    return std::get_if<T>(&storage_);
+    if constexpr (std::is_same_v<T, Data>) {
+      auto* box = std::get_if<Boxed<Data>>(&storage_);
+      return box != nullptr ? &**box : nullptr;
+    } else {
+      return std::get_if<T>(&storage_);
+    }
   }
   // The stored value of type T; a value of another kind is a programming
   // error that stops the process (check kind() or getIf first).
   template <class T>
   [[nodiscard]] const T& as() const {
-    if (const T* p = std::get_if<T>(&storage_)) return *p;
+    if (const T* p = getIf<T>()) return *p;
     wrongKind();
   }
   template <class T>
   [[nodiscard]] T& as() {
-    if (T* p = std::get_if<T>(&storage_)) return *p;
+    if (T* p = getIf<T>()) return *p;
     wrongKind();
+  }
+  // The text, or null when the value is of another kind.
+  [[nodiscard]] std::optional<std::string_view> text() const {
+    if (const Text* t = getIf<Text>()) return t->view();
+    return std::nullopt;
   }
   [[nodiscard]] const HashedDictionary* hashedDictionary() const;
   [[nodiscard]] const BoxedNumber* boxedNumber() const;
@@ -204,21 +251,47 @@ class AnyValue {
     }
   }
 
-  std::variant<std::monostate, bool, std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t, std::uint16_t,
-               std::uint32_t, std::uint64_t, float, double, std::string, Array, Dictionary,
-               std::shared_ptr<const HashedDictionary>, std::shared_ptr<const BoxedNumber>, Date,
-               std::shared_ptr<const URL>, Data>
-      storage_;
+  // Every kind is at most one word, so a node is two (see tree_storage.h).
+  using Storage =
+      std::variant<std::monostate, bool, std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
+                   std::uint16_t, std::uint32_t, std::uint64_t, float, double, Text, Array, Dictionary,
+                   Shared<HashedDictionary>, Shared<BoxedNumber>, Date, Shared<URL>, Boxed<Data>>;
+  Storage storage_;
 };
 
-inline TextDictionary::TextDictionary(const TreeAllocator<Entry>& allocator) : entries_(allocator) {}
-inline void TextDictionary::reserve(std::size_t n) { entries_.reserve(n); }
-inline std::size_t TextDictionary::size() const { return entries_.size(); }
-inline bool TextDictionary::empty() const { return entries_.empty(); }
-inline TextDictionary::Entries::const_iterator TextDictionary::begin() const { return entries_.begin(); }
-inline TextDictionary::Entries::const_iterator TextDictionary::end() const { return entries_.end(); }
-inline TextDictionary::Entries::iterator TextDictionary::begin() { return entries_.begin(); }
-inline TextDictionary::Entries::iterator TextDictionary::end() { return entries_.end(); }
+struct TextDictionary::Entry {
+  Text first;
+  AnyValue second;
+
+  Entry(Text key, AnyValue value) : first(std::move(key)), second(std::move(value)) {}
+  Entry(std::string_view key, TreeArena* arena) : first(key, arena) {}
+  Entry(Entry&& other, SameTree tree) noexcept
+      : first(std::move(other.first), tree), second(std::move(other.second), tree) {}
+  Entry(const Entry&) = default;
+  Entry(Entry&&) noexcept = default;
+  Entry& operator=(const Entry&) = default;
+  Entry& operator=(Entry&&) noexcept = default;
+  ~Entry() = default;
+  friend bool operator==(const Entry&, const Entry&) = default;
+};
+
+static_assert(sizeof(AnyValue) == 16 && sizeof(TextDictionary::Entry) == 24);
+
+inline AnyValue& TextDictionary::appendUnchecked(std::string_view key) {
+  return entries_.emplace_back(key, entries_.arena()).second;
+}
+inline const TextDictionary::Entry* TextDictionary::begin() const { return entries_.begin(); }
+inline const TextDictionary::Entry* TextDictionary::end() const { return entries_.end(); }
+inline TextDictionary::Entry* TextDictionary::begin() { return entries_.begin(); }
+inline TextDictionary::Entry* TextDictionary::end() { return entries_.end(); }
+
+inline AnyValue::AnyValue(AnyValue&& other, SameTree tree) noexcept {
+  if (Text* text = other.getIf<Text>()) {
+    storage_.emplace<Text>(std::move(*text), tree);
+  } else {
+    storage_ = std::move(other.storage_);
+  }
+}
 
 // A short human-readable form of a scalar value (texts as they are, numbers in
 // decimal, "true"/"false", "nil"); containers print as "[...]" / "{...}".

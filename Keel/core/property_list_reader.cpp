@@ -30,7 +30,7 @@ std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes, s
   if (dictionary == nullptr) return std::nullopt;
   AnyValue* value = dictionary->find(key);
   if (value == nullptr) return std::nullopt;
-  if (auto* text = value->getIf<std::string>()) return std::move(*text);
+  if (auto* text = value->getIf<Text>()) return text->str();
   return std::nullopt;
 }
 

@@ -60,7 +60,7 @@ inline void checkTree(const AnyValue& v, std::size_t depth = 0) {
       if (!std::isfinite(v.as<Date>().timeIntervalSinceReferenceDate())) violated("date is not finite");
       return;
     case K::text:
-      return checkText(v.as<std::string>());
+      return checkText(v.as<Text>());
     case K::array:
       if (depth >= maxValueDepth) violated("nested too deep");
       for (const AnyValue& child : v.as<AnyValue::Array>()) checkTree(child, depth + 1);

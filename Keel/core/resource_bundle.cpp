@@ -86,7 +86,7 @@ std::shared_ptr<const ResourceBundle::Table> ResourceBundle::table(const std::st
     if (auto tree = PropertyList::read(*bytes)) {
       if (const auto* dictionary = tree.value->getIf<AnyValue::Dictionary>()) {
         for (const auto& [key, value] : *dictionary) {
-          if (const auto* text = value.getIf<std::string>()) table->emplace(key, *text);
+          if (const auto* text = value.getIf<Text>()) table->emplace(key.str(), text->str());
         }
       }
     }

@@ -2,6 +2,9 @@
 // that untouched capacity costs nothing), the heap for small ones.
 #include "Keel/core/tree_arena.h"
 
+#include <new>
+#include <utility>
+
 #include "Keel/core/tree_arena_pages.h"
 
 namespace Keel {
@@ -38,8 +41,11 @@ TreeArena* TreeArena::create(std::size_t capacity) noexcept {
 }
 
 void TreeArena::seal() noexcept {
-  if (!sealed_) liveBytes.fetch_add(used_, std::memory_order_relaxed);
+  if (sealed_) return;
+  liveBytes.fetch_add(used_, std::memory_order_relaxed);
   sealed_ = true;
+  // The caller still holds its own reference, so this never reaches zero.
+  references_.fetch_sub(std::exchange(prepaid_, 0), std::memory_order_relaxed);
 }
 
 void TreeArena::destroy() noexcept {

@@ -45,7 +45,7 @@ std::optional<Values> parseDomain(const std::string& bytes) {
   Values values;
   for (auto& [key, value] : *dictionary) {
     if (!isPropertyListText(key)) continue;
-    if (auto normalised = userDefaultsValue(value)) values.insert_or_assign(key, std::move(*normalised));
+    if (auto normalised = userDefaultsValue(value)) values.insert_or_assign(key.str(), std::move(*normalised));
   }
   return values;
 }

@@ -17,7 +17,7 @@ namespace Keel {
 namespace {
 
 // A text of a number as the whole text ("3", "-2.5"), or nothing.
-std::optional<double> numberInText(const std::string& text) {
+std::optional<double> numberInText(std::string_view text) {
   double value = 0;
   const char* end = text.data() + text.size();
   const auto [ptr, error] = std::from_chars(text.data(), end, value);
@@ -29,7 +29,7 @@ std::optional<double> numericValue(const AnyValue& value) {
   if (const auto* b = value.getIf<bool>()) return *b ? 1.0 : 0.0;
   if (const auto* i = value.getIf<std::int64_t>()) return static_cast<double>(*i);
   if (const auto* d = value.getIf<double>()) return *d;
-  if (const auto* s = value.getIf<std::string>()) return numberInText(*s);
+  if (const auto* s = value.getIf<Text>()) return numberInText(*s);
   return std::nullopt;
 }
 
@@ -66,7 +66,7 @@ std::optional<AnyValue> normalised(const AnyValue& value, std::size_t depth) {
     case K::float64:
       return value;
     case K::text:
-      if (!isPropertyListText(value.as<std::string>())) return std::nullopt;
+      if (!isPropertyListText(value.as<Text>())) return std::nullopt;
       return value;
     case K::url:
       if (!isPropertyListText(value.url()->absoluteString)) return std::nullopt;
@@ -174,7 +174,7 @@ std::optional<std::filesystem::path> defaultsFolder(const char* xdgConfigHome, c
 
 std::optional<std::string> UserDefaults::string(std::string_view key) const {
   auto value = object(key);
-  if (auto* text = value ? value->getIf<std::string>() : nullptr) return std::move(*text);
+  if (auto* text = value ? value->getIf<Text>() : nullptr) return text->str();
   return std::nullopt;
 }
 
@@ -215,7 +215,7 @@ std::int64_t UserDefaults::integer(std::string_view key) const {
 bool UserDefaults::boolValue(std::string_view key) const {
   const auto value = object(key);
   if (!value) return false;
-  if (const auto* text = value->getIf<std::string>()) {
+  if (const auto* text = value->getIf<Text>()) {
     if (*text == "YES" || *text == "yes" || *text == "true") return true;
     return numberInText(*text).value_or(0.0) != 0.0;
   }

@@ -48,7 +48,7 @@ bool isOneWholeRound(const TextDictionary& domain) {
   const std::string prefix = std::to_string(*number);
   for (std::size_t key = 0; key < 100; ++key) {
     const AnyValue* value = round->find("key" + std::to_string(key));
-    const auto* text = value != nullptr ? value->getIf<std::string>() : nullptr;
+    const auto* text = value != nullptr ? value->getIf<Text>() : nullptr;
     if (text == nullptr || *text != prefix + std::string(100 + key, 'x')) return false;
   }
   return true;

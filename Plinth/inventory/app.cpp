@@ -28,7 +28,7 @@ std::optional<Keel::AnyValue> infoDictionary(const Keel::URL& bundleUrl) {
 std::optional<std::string> text(const Keel::AnyValue& dictionary, std::string_view key) {
   const Keel::AnyValue* value = dictionary.as<Keel::TextDictionary>().find(key);
   if (value == nullptr) return std::nullopt;
-  if (const auto* string = value->getIf<std::string>()) return *string;
+  if (const auto* string = value->getIf<Keel::Text>()) return string->str();
   return std::nullopt;
 }
 

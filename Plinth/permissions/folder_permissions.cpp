@@ -40,9 +40,9 @@ std::optional<std::vector<std::string>> storedPaths(const Keel::UserDefaults& de
   std::vector<std::string> paths;
   paths.reserve(array->size());
   for (const auto& element : *array) {
-    const auto* text = element.getIf<std::string>();
+    const auto* text = element.getIf<Keel::Text>();
     if (text == nullptr) return std::nullopt;
-    paths.push_back(*text);
+    paths.push_back(text->str());
   }
   return paths;
 }
@@ -191,7 +191,7 @@ void SecureFolderSet::stopAccessing(const Keel::URL& url) {
 void SecureFolderSet::remove(std::span<const std::string> keys) {
   std::vector<std::string> held;
   for (const auto& entry : userDefaults_.dictionaryRepresentation()) {
-    if (std::find(keys.begin(), keys.end(), entry.first) != keys.end()) held.push_back(entry.first);
+    if (std::find(keys.begin(), keys.end(), entry.first) != keys.end()) held.push_back(entry.first.str());
   }
   for (const auto& key : held) userDefaults_.removeObject(key);
 }
