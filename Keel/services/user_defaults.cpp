@@ -141,7 +141,8 @@ bool isPropertyListText(std::string_view text) {
       if ((p[i] & 0xC0) != 0x80) return false;
       point = (point << 6) | (p[i] & 0x3F);
     }
-    if ((length == 3 && (point < 0x800 || (point >= 0xD800 && point <= 0xDFFF))) ||
+    // U+FFFE and U+FFFF are not XML characters, so the file could not hold them.
+    if ((length == 3 && (point < 0x800 || (point >= 0xD800 && point <= 0xDFFF) || point >= 0xFFFE)) ||
         (length == 4 && (point < 0x10000 || point > 0x10FFFF))) {
       return false;
     }

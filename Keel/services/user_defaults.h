@@ -79,9 +79,9 @@ class UserDefaults {
 // property-list form (see UserDefaults::set).
 [[nodiscard]] std::optional<AnyValue> userDefaultsValue(const AnyValue& value);
 
-// True when `text` is UTF-8 without the control characters an XML property
-// list cannot carry (all below U+0020 but tab and line feed): what keys and
-// texts of a store must be.
+// True when `text` is UTF-8 without the characters an XML property list
+// cannot carry (controls below U+0020 but tab and line feed, and U+FFFE and
+// U+FFFF): what keys and texts of a store must be.
 [[nodiscard]] bool isPropertyListText(std::string_view text);
 
 // True when `name` can name a domain (see UserDefaults::suite).

@@ -77,6 +77,7 @@ TEST(UserDefaultsValues, ValuesWithoutAPropertyListFormAreRefused) {
   EXPECT_FALSE(d.set("bell\a", "k"));
   EXPECT_FALSE(d.set(std::string("\xC0\x80"), "k"));      // overlong
   EXPECT_FALSE(d.set(std::string("\xED\xA0\x80"), "k"));  // surrogate
+  EXPECT_FALSE(d.set(std::string("\xEF\xBF\xBF"), "k"));  // U+FFFF, which XML cannot hold
   EXPECT_FALSE(d.set(AnyValue::Array{nullptr}, "k"));
   EXPECT_FALSE(d.set(HashedDictionary{{1, 2}}, "k"));
   EXPECT_FALSE(d.set(1, "key\x01"));
