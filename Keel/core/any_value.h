@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -209,11 +208,6 @@ class AnyValue {
   [[nodiscard]] T& as() {
     if (T* p = getIf<T>()) return *p;
     wrongKind();
-  }
-  // The text, or null when the value is of another kind.
-  [[nodiscard]] std::optional<std::string_view> text() const {
-    if (const Text* t = getIf<Text>()) return t->view();
-    return std::nullopt;
   }
   [[nodiscard]] const HashedDictionary* hashedDictionary() const;
   [[nodiscard]] const BoxedNumber* boxedNumber() const;

@@ -53,6 +53,7 @@ class Text {
   // A long text goes in `arena` while it is open and has room, else on the
   // heap.
   Text(std::string_view s, TreeArena* arena) {
+    if (s.empty()) return;  // the zero word, as built by default or left by a move
     if (s.size() <= maxInline) {
       word_ = (s.size() << 1) | inlineBit;
       copyShort(inlineChars(), s);
@@ -99,7 +100,7 @@ class Text {
   }
   [[nodiscard]] const char* data() const noexcept { return c_str(); }
   [[nodiscard]] std::size_t size() const noexcept { return view().size(); }
-  [[nodiscard]] bool empty() const noexcept { return size() == 0; }
+  [[nodiscard]] bool empty() const noexcept { return word_ == 0; }  // the one empty form
   [[nodiscard]] bool inArena() const noexcept {
     return (word_ & inlineBit) == 0 && word_ != 0 && (block()->sizeAndPlace & 1) != 0;
   }

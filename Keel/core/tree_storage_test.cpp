@@ -31,6 +31,7 @@ TEST(TreeStorageTest, TextsReadBackTheSameInEveryFormAndLength) {
     EXPECT_TRUE(heap.sameAs(inArena) && inArena.sameAs(copied));
     EXPECT_EQ(heap.hashWord(), inArena.hashWord());
     EXPECT_FALSE(heap.sameAs(Text(s + "x")));
+    EXPECT_EQ(heap.sameAs(Text()), n == 0);  // built empty or by default: one form
   }
   arena->seal();
   arena->release();

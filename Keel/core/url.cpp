@@ -16,20 +16,6 @@ bool isPathSafe(unsigned char c) {
   return std::string_view("-._~!$&'()*+,;=:@/").find(static_cast<char>(c)) != std::string_view::npos;
 }
 
-void appendEncoded(std::string& out, std::string_view text) {
-  static constexpr char hex[] = "0123456789ABCDEF";
-  for (const char ch : text) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (isPathSafe(c)) {
-      out.push_back(ch);
-    } else {
-      out.push_back('%');
-      out.push_back(hex[c >> 4U]);
-      out.push_back(hex[c & 0xFU]);
-    }
-  }
-}
-
 int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -72,6 +58,20 @@ std::string_view encodedPath(std::string_view text) {
 
 }  // namespace
 
+void appendPercentEncoded(std::string& out, std::string_view text, bool (*keep)(unsigned char)) {
+  static constexpr char hex[] = "0123456789ABCDEF";
+  for (const char ch : text) {
+    const auto c = static_cast<unsigned char>(ch);
+    if (keep(c)) {
+      out.push_back(ch);
+    } else {
+      out.push_back('%');
+      out.push_back(hex[c >> 4U]);
+      out.push_back(hex[c & 0xFU]);
+    }
+  }
+}
+
 URL URL::fileURL(std::string_view path, bool isDirectory) {
   std::string absolute;
   if (!path.starts_with('/')) {
@@ -84,7 +84,7 @@ URL URL::fileURL(std::string_view path, bool isDirectory) {
   URL url;
   url.absoluteString.reserve(fileScheme.size() + absolute.size());
   url.absoluteString.append(fileScheme);
-  appendEncoded(url.absoluteString, absolute);
+  appendPercentEncoded(url.absoluteString, absolute, isPathSafe);
   return url;
 }
 
@@ -125,7 +125,7 @@ URL URL::appendingPathComponent(std::string_view component, bool isDirectory) co
   URL url;
   url.absoluteString.assign(text.substr(0, pathEnd));
   if (!url.absoluteString.ends_with('/')) url.absoluteString.push_back('/');
-  appendEncoded(url.absoluteString, component);
+  appendPercentEncoded(url.absoluteString, component, isPathSafe);
   if (isDirectory && !url.absoluteString.ends_with('/')) url.absoluteString.push_back('/');
   url.absoluteString.append(text.substr(pathEnd));
   return url;

@@ -37,4 +37,8 @@ struct URL {
   [[nodiscard]] URL deletingLastPathComponent() const;
 };
 
+// Appends `text` to `out` with every byte that `keep` refuses written as
+// "%XX" (upper-case hex): the one percent-encoder for paths and queries.
+void appendPercentEncoded(std::string& out, std::string_view text, bool (*keep)(unsigned char));
+
 }  // namespace Keel

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Keel/core/dispatch_queue.h"
+#include "Keel/core/url.h"
 #include "Keel/core/utf8.h"
 
 namespace Keel {
@@ -125,21 +126,11 @@ std::optional<std::string> WebResponse::value(std::string_view name) const {
 }
 
 std::optional<std::string> percentEncodedForURLQuery(std::string_view text) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
   // Escapes stand for UTF-8 bytes, so text that is not UTF-8 has no encoding.
   if (!isValidUtf8(text)) return std::nullopt;
   std::string out;
   out.reserve(text.size());
-  for (const char byte : text) {
-    const auto c = static_cast<unsigned char>(byte);
-    if (isQueryAllowed(c)) {
-      out.push_back(byte);
-    } else {
-      out.push_back('%');
-      out.push_back(kHex[c >> 4]);
-      out.push_back(kHex[c & 0x0F]);
-    }
-  }
+  appendPercentEncoded(out, text, isQueryAllowed);
   return out;
 }
 
