@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # toolchain
-  cmake ninja-build g++ clang pkg-config libclang-rt-14-dev
+  cmake ninja-build g++ clang pkg-config libclang-rt-14-dev ccache
   # packaging: CPack's Debian generator reads shared-library dependencies
   dpkg-dev file
   # test and benchmark frameworks
