@@ -13,6 +13,8 @@
 #include "Keel/services/user_notification_center_linux.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -202,6 +204,33 @@ TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
   drain(center);
   EXPECT_FALSE(called.load());
   EXPECT_TRUE(shown().empty());
+}
+
+// A bus that accepts and never answers: the first completion reports the
+// failure at the time-out, and the work queued behind it is not held up again.
+TEST_F(DesktopNotificationsTest, ASilentBusFailsEachCompletionWithinTheTimeOutAndTheQueueMovesOn) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
+  DesktopNotificationOptions options;
+  options.busAddress = silent.address();
+  options.responseTimeout = 300ms;
+  options.turnedOffByUser = [] { return false; };
+  DesktopNotificationCenter center(options);
+  std::promise<std::pair<bool, std::optional<NotificationError>>> authorization;
+  std::promise<AuthorizationStatus> status;
+  std::promise<std::optional<NotificationError>> added;
+  center.requestAuthorization(7, [&](bool granted, std::optional<NotificationError> error) {
+    authorization.set_value({granted, std::move(error)});
+  });
+  center.getNotificationSettings([&](NotificationSettings settings) { status.set_value(settings.authorizationStatus); });
+  center.add({"id", {"Title", "Body", true}}, [&](std::optional<NotificationError> error) { added.set_value(error); });
+
+  auto [granted, error] = await(authorization.get_future());
+  EXPECT_FALSE(granted);
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->description.find("did not answer within 0.3 s"), std::string::npos) << error->description;
+  EXPECT_EQ(await(status.get_future()), AuthorizationStatus::notDetermined);
+  EXPECT_TRUE(await(added.get_future()).has_value());
 }
 
 }  // namespace
