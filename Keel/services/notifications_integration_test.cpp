@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Keel/services/user_notification_center_linux.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
 #include "testing/silent_bus.h"
@@ -36,14 +37,8 @@ struct ShownNotification {
 class DesktopNotificationsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    GError* error = nullptr;
-    observer_ = g_dbus_connection_new_for_address_sync(
-        bus_.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    ASSERT_NE(observer_, nullptr) << error->message;
-    g_dbus_connection_set_exit_on_close(observer_, FALSE);
+    observer_ = Vantor::Testing::connectToBus(bus_.address());
+    ASSERT_NE(observer_, nullptr);
   }
   void TearDown() override {
     if (observer_ != nullptr) g_object_unref(observer_);
@@ -56,17 +51,7 @@ class DesktopNotificationsTest : public ::testing::Test {
     ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return serverOnBus(); }, 30s)) << "the mock server never came up";
   }
 
-  bool serverOnBus() {
-    GVariant* reply =
-        g_dbus_connection_call_sync(observer_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                    "NameHasOwner", g_variant_new("(s)", "org.freedesktop.Notifications"),
-                                    G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
-    if (reply == nullptr) return false;
-    gboolean owned = FALSE;
-    g_variant_get(reply, "(b)", &owned);
-    g_variant_unref(reply);
-    return owned != FALSE;
-  }
+  bool serverOnBus() { return Vantor::Testing::nameHasOwner(observer_, "org.freedesktop.Notifications"); }
 
   // The Notify calls the mock recorded, oldest first.
   std::vector<ShownNotification> shown() {
