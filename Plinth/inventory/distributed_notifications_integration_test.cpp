@@ -235,20 +235,5 @@ TEST(BusNotificationCenterUnavailable, AnUnreachableBusIsReportedAndIgnored) {
   center.post("killme", std::nullopt);  // nothing happens, nothing crashes
 }
 
-TEST(BusNotificationCenterLost, TheBusGoingAwayCallsTheHandlerOnce) {
-  auto bus = std::make_unique<Vantor::Testing::PrivateSessionBus>();
-  std::promise<std::string> lost;
-  LoopThread loop;
-  BusNotificationCenter center(bus->address());
-  loop.onLoop([&] {
-    center.setConnectionLostHandler([&](const std::string& reason) { lost.set_value(reason); });
-    return center.unavailableReason().has_value();
-  });
-  bus->stop();
-  auto reason = lost.get_future();
-  ASSERT_EQ(reason.wait_for(10s), std::future_status::ready);
-  EXPECT_TRUE(center.unavailableReason().has_value());
-}
-
 }  // namespace
 }  // namespace Plinth

@@ -234,10 +234,11 @@ void BusNotificationCenter::removeObserver(const void* observer, const std::stri
       }
     }
   }
-  const auto connection = impl_->bus().get();
   for (auto& [subscription, rule] : removed) {
     subscription.reset();
-    if (connection && !rule.empty()) bus::send(connection.get(), busDaemonCall("RemoveMatch", rule));
+    // Only a subscribed registration has a rule, and so a connection to send on.
+    if (rule.empty()) continue;
+    if (const auto connection = impl_->bus().get()) bus::send(connection.get(), busDaemonCall("RemoveMatch", rule));
   }
 }
 
