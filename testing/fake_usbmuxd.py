@@ -87,8 +87,8 @@ class Client(socketserver.BaseRequestHandler):
 
 def main():
     path = sys.argv[1]
-    for number, spec in enumerate(sys.argv[2:], start=1):
-        udid, _, product_type = spec.partition("=")
+    for number, argument in enumerate(sys.argv[2:], start=1):
+        udid, _, product_type = argument.partition("=")
         DEVICES.append((number, udid, product_type))
     if os.path.exists(path):
         os.unlink(path)

@@ -80,8 +80,11 @@ std::string productType(const char* udid, bool overNetwork) {
     _exit(0);
   }
   for (int i = 0; i < count; ++i) {
-    writeLine(fd,
-              std::string("U\t") + list[i].udid + "\t" + (list[i].conn_type == CONNECTION_TYPE_NETWORK ? "n" : "u"));
+    // usbmuxd's text on a line of the report: nothing that could break it.
+    std::string udid(list[i].udid, strnlen(list[i].udid, sizeof list[i].udid));
+    std::replace_if(
+        udid.begin(), udid.end(), [](char c) { return c <= ' ' || c > '~'; }, '?');
+    writeLine(fd, "U\t" + udid + "\t" + (list[i].conn_type == CONNECTION_TYPE_NETWORK ? "n" : "u"));
   }
   writeLine(fd, "L");
   for (int i = 0; i < count; ++i) {

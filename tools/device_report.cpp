@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "Keel/core/utf8.h"
+
 namespace Vantor::Tools {
 namespace {
 
@@ -18,7 +20,9 @@ Keel::AnyValue::Dictionary modelFields(const Plinth::DeviceModel& model) {
 
 Keel::AnyValue modelTree(const Plinth::DeviceModel& model, const std::optional<std::string>& desktopIconFile) {
   Keel::AnyValue::Dictionary fields = modelFields(model);
-  fields.insertOrAssign("desktopIconFile", desktopIconFile ? Keel::AnyValue(*desktopIconFile) : nullptr);
+  // Data folders are paths, which need not be UTF-8; JSON must be.
+  fields.insertOrAssign("desktopIconFile",
+                        desktopIconFile ? Keel::AnyValue(Keel::replacingInvalidUtf8(*desktopIconFile)) : nullptr);
   return fields;
 }
 

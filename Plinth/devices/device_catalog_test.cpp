@@ -71,9 +71,8 @@ TEST(DeviceCatalog, ModelsAreFoundByTheirExactIdentifierOnly) {
       "",
       std::string("iPhone5,2\0", 10),
       std::string(1 << 20, 'i'),
-      "iPhone5\xEF\xBC\x8C"
-      "2",             // a full-width comma
-      "\xFF\xFE\xC0",  // not UTF-8
+      std::string("iPhone5\xEF\xBC\x8C") + "2",  // a full-width comma
+      "\xFF\xFE\xC0",                            // not UTF-8
   };
   for (const std::string& identifier : absent) {
     EXPECT_EQ(DeviceCatalog::model(identifier), std::nullopt) << identifier.substr(0, 20);
