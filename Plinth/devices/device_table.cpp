@@ -1,9 +1,9 @@
 // The device catalog's data: one line per model identifier.
 //
-// Why a C++ table: the rows are checked by the compiler (a misspelt line or a
-// missing field does not build), the table costs nothing at start-up (no
-// file to find or parse, nothing that can fail at run time), and a new model
-// is still one line to add. device_catalog_test.cpp checks the rest: unique
+// Why a C++ table: the rows are checked by the compiler (a misspelt product
+// line or kind, or a missing name, does not build), it costs nothing at
+// start-up (no file to find or parse, nothing that can fail at run time), and
+// a new model is still one line to add. device_catalog_test.cpp checks the rest: unique
 // and well-formed identifiers, names, icon file names, every kind present.
 //
 // Where the facts come from: the identifiers and marketing names are those of
@@ -13,9 +13,9 @@
 // apple_tv.json), which ends with the models of autumn 2022. Identifiers
 // listed more than once there (one entry per colour or storage) appear once
 // here. The AirTag (AirTag1,1) is left out: it is none of the catalog's kinds
-// and never attaches to a computer. Models without an identifier (the iPod
-// classic, nano and shuffle, the Siri Remote) cannot be selected and are not
-// listed.
+// and never attaches to a computer. Models the source gives no identifier
+// for (the iPod classic, nano and shuffle, the Siri Remote) cannot be selected
+// and are not listed.
 //
 // Icon files: names in the mobile-devices icon bundle's pattern,
 // "com.apple.<model>-<colour>.icns": the marketing name without a leading
