@@ -1,4 +1,5 @@
-// A platform memory hint for the byte buffers of the codecs.
+// A platform memory hint for large buffers about to be filled (the codecs'
+// byte buffers, the JSON writer's text).
 #pragma once
 
 #include <cstddef>
