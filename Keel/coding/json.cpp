@@ -347,6 +347,7 @@ inline std::uint64_t loadShort(const char* p, std::size_t n) {
 char* writeDouble(char* out, double v) {
   const double magnitude = std::fabs(v);
   if (magnitude >= 0.1 && magnitude < 4e9) {
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): a unit off either way is corrected below
     auto units = static_cast<std::uint64_t>(magnitude * 1e6 + 0.5);
     // The division rounds correctly, as a reader of the decimal does. The
     // product above may have rounded across a half: try the neighbours too.
@@ -423,7 +424,7 @@ class Writer {
         case K::float64:
           return floating(v.as<double>(), path);
         case K::boolean:
-          out_.put(v.as<bool>() ? std::string_view("true") : std::string_view("false"));
+          output.put(v.as<bool>() ? std::string_view("true") : std::string_view("false"));
           return true;
         default:
           break;
@@ -443,10 +444,10 @@ class Writer {
     }
     switch (v.kind()) {
       case K::null:
-        out_.put("null");
+        output.put("null");
         return true;
       case K::boolean:
-        out_.put(v.as<bool>() ? std::string_view("true") : std::string_view("false"));
+        output.put(v.as<bool>() ? std::string_view("true") : std::string_view("false"));
         return true;
       case K::int8:
         return integer(v.as<std::int8_t>());
@@ -481,9 +482,9 @@ class Writer {
       }
       case K::array: {
         const auto& array = v.as<AnyValue::Array>();
-        out_.put('[');
+        output.put('[');
         for (std::size_t i = 0; i < array.size(); ++i) {
-          if (i != 0) out_.put(',');
+          if (i != 0) output.put(',');
           if constexpr (withPaths) {
             const CodingPathLink link = detail::childLink(path, i);
             if (!element(array[i], &link, depth + 1)) return false;
@@ -491,11 +492,11 @@ class Writer {
             if (!element(array[i], nullptr, depth + 1)) return false;
           }
         }
-        out_.put(']');
+        output.put(']');
         return true;
       }
       case K::dictionary: {
-        out_.put('{');
+        output.put('{');
         char separator = 0;
         for (const auto& [key, child] : v.as<TextDictionary>()) {
           if constexpr (withPaths) {
@@ -508,7 +509,7 @@ class Writer {
           }
           separator = ',';
         }
-        out_.put('}');
+        output.put('}');
         return true;
       }
       case K::hashedDictionary:
@@ -531,26 +532,26 @@ class Writer {
 
   template <class I>
   bool integer(I v) {
-    char* at = out_.reserve(24);
-    out_.advanceTo(std::to_chars(at, at + 24, v).ptr);
+    char* at = output.reserve(24);
+    output.advanceTo(std::to_chars(at, at + 24, v).ptr);
     return true;
   }
 
   bool floating(double v, const CodingPathLink* path) {
     if (!std::isfinite(v)) return invalid(path, "Non-finite number has no JSON form.");
-    out_.advanceTo(writeDouble(out_.reserve(40), v));
+    output.advanceTo(writeDouble(output.reserve(40), v));
     return true;
   }
 
   bool floating(float v, const CodingPathLink* path) {
     if (!std::isfinite(v)) return invalid(path, "Non-finite number has no JSON form.");
-    char* at = out_.reserve(40);
+    char* at = output.reserve(40);
     char* end = std::to_chars(at, at + 32, v).ptr;
     if (std::find_if(at, end, [](char c) { return c == '.' || c == 'e'; }) == end) {
-      std::memcpy(end, ".0", 2);
+      std::memcpy(end, ".0", 2);  // NOLINT(bugprone-not-null-terminated-result): text, not a C string
       end += 2;
     }
-    out_.advanceTo(end);
+    output.advanceTo(end);
     return true;
   }
 
@@ -567,20 +568,20 @@ class Writer {
       }
       const std::uint64_t kept = s.size() == 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * s.size())) - 1;
       if (((escapeFlags(word) & kept) | (word & highBits)) == 0) {
-        char* o = out_.reserve(8 + 4);
+        char* o = output.reserve(8 + 4);
         if (before != 0) *o++ = before;
         *o++ = '"';
         std::memcpy(o, &word, 8);
         o += s.size();
         *o++ = '"';
         if (after != 0) *o++ = after;
-        out_.advanceTo(o);
+        output.advanceTo(o);
         return true;
       }
     }
-    if (before != 0) out_.put(before);
+    if (before != 0) output.put(before);
     if (!anyText(s, path)) return false;
-    if (after != 0) out_.put(after);
+    if (after != 0) output.put(after);
     return true;
   }
 
@@ -591,7 +592,7 @@ class Writer {
     const char* p = s.data();
     const char* const end = p + s.size();
     // Quotes, and a word's worth of slack: every store below is a whole word.
-    char* o = out_.reserve(s.size() + 2 + 8);
+    char* o = output.reserve(s.size() + 2 + 8);
     *o++ = '"';
     std::uint64_t seen = 0;  // every byte OR-ed together, to tell ASCII apart
     while (p < end) {
@@ -616,8 +617,8 @@ class Writer {
       const auto skip = static_cast<std::size_t>(std::countr_zero(flags) / 8);
       o += skip;
       p += skip;
-      out_.advanceTo(o);
-      o = out_.reserve(6 + static_cast<std::size_t>(end - p) + 1 + 8);
+      output.advanceTo(o);
+      o = output.reserve(6 + static_cast<std::size_t>(end - p) + 1 + 8);
       const auto c = static_cast<unsigned char>(*p++);
       switch (c) {
         case '"':
@@ -656,7 +657,7 @@ class Writer {
       }
     }
     *o++ = '"';
-    out_.advanceTo(o);
+    output.advanceTo(o);
     if ((seen & highBits) != 0 && !simdjson::validate_utf8(s.data(), s.size())) {
       return invalid(path, "Text is not valid UTF-8.");
     }
@@ -666,14 +667,14 @@ class Writer {
   const WriteOptions& options_;
 
  public:
-  Output out_;  // what has been written
+  Output output;  // what has been written
 };
 
 }  // namespace
 
 std::optional<std::string> tryWrite(const AnyValue& tree, const WriteOptions& options) {
   Writer<false> writer(options);
-  if (writer.value(tree, nullptr, 0)) return writer.out_.take();
+  if (writer.value(tree, nullptr, 0)) return writer.output.take();
   return std::nullopt;
 }
 
@@ -681,7 +682,7 @@ CodingResult<std::string> write(const AnyValue& tree, const WriteOptions& option
   if (auto text = tryWrite(tree, options)) return std::move(*text);
   // Write again, following the path, to say where it failed.
   Writer<true> writer(options);
-  if (writer.value(tree, nullptr, 0)) return writer.out_.take();  // not reached: both writers fail alike
+  if (writer.value(tree, nullptr, 0)) return writer.output.take();  // not reached: both writers fail alike
   return std::move(writer.error);
 }
 
