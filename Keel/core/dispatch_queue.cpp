@@ -34,29 +34,34 @@ inline void cpuRelax() noexcept {
 
 // Waits a moment for `ready`, for handovers that usually complete within
 // microseconds, where a sleep and its wake-up would cost more than the wait.
-// Only pauses, a few microseconds' worth: yielding instead kept a spinning
-// thread on the CPU through a system call per look and, on a busy machine,
-// handed its core to other processes for whole time slices, which cost
-// more CPU per async write and made writes tens of times slower in wall
-// time. Returns whether `ready` came true; the caller sleeps otherwise.
+// Looks a few times with a pause between looks (the other side may be running
+// on another core), then mostly yields: on a busy machine the other side is
+// often waiting for this very core, and pausing would only keep it waiting.
+// Returns whether `ready` came true; the caller sleeps otherwise.
 template <typename Ready>
 bool spinBriefly(Ready ready) {
-  constexpr int kPauses = 128;
+  constexpr int kPauses = 4;
+  constexpr int kYields = 32;
   for (int i = 0; i < kPauses; ++i) {
     if (ready()) return true;
     cpuRelax();
   }
+  for (int i = 0; i < kYields; ++i) {
+    if (ready()) return true;
+    std::this_thread::yield();
+  }
   return ready();
 }
 
-// Whether `state` moves away from `idle` within a short spin. Shorter than
-// spinBriefly: the queue stays claimed meanwhile.
+// Whether `state` moves away from `idle` within a short spin and one yield.
+// Shorter than spinBriefly: the queue stays claimed meanwhile.
 bool linger(const std::atomic<std::uint64_t>& state, std::uint64_t idle) {
-  constexpr int kPauses = 32;
+  constexpr int kPauses = 8;
   for (int i = 0; i < kPauses; ++i) {
     if (state.load(std::memory_order_relaxed) != idle) return true;
     cpuRelax();
   }
+  std::this_thread::yield();
   return state.load(std::memory_order_relaxed) != idle;
 }
 
