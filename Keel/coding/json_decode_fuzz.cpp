@@ -36,13 +36,15 @@ Keel::AnyValue reference(simdjson::dom::element element) {
     case T::STRING:
       return element.get_string().value_unsafe();
     case T::ARRAY: {
+      const simdjson::dom::array elements = element.get_array().value_unsafe();
       Keel::AnyValue::Array array;
-      for (simdjson::dom::element child : element.get_array().value_unsafe()) array.push_back(reference(child));
+      for (simdjson::dom::element child : elements) array.push_back(reference(child));
       return array;
     }
     case T::OBJECT: {
+      const simdjson::dom::object fields = element.get_object().value_unsafe();
       Keel::TextDictionary::Entries entries;
-      for (simdjson::dom::key_value_pair field : element.get_object().value_unsafe()) {
+      for (simdjson::dom::key_value_pair field : fields) {
         entries.emplace_back(field.key, reference(field.value));
       }
       return Keel::TextDictionary::fromEntries(std::move(entries));
