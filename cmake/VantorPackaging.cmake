@@ -19,7 +19,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvantor-dev)
 # A static library's users link what it wraps: their -dev packages.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "libglib2.0-dev, libgdk-pixbuf-2.0-dev, libicu-dev, libexpat1-dev, libcurl4-openssl-dev | libcurl-dev, zlib1g-dev, libsimdjson-dev, pkg-config")
+    "libglib2.0-dev, libgdk-pixbuf-2.0-dev, libicu-dev, libexpat1-dev, libcurl4-openssl-dev | libcurl-dev, zlib1g-dev, libdeflate-dev, libsimdjson-dev, pkg-config")
 if(VANTOR_UI)
   string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", qt6-base-dev")
 endif()

@@ -22,7 +22,7 @@ expect "$dev" ./usr/lib/cmake/Vantor/VantorConfig.cmake
 expect "$dev" ./usr/lib/pkgconfig/vantor-keel.pc
 expect "$dev" ./usr/share/vantor/Plinth_Plinth.bundle/de.lproj/Localizable.strings
 expect "$launcher" ./usr/libexec/vantor/VantorLauncher
-for tool in vantor-decode vantor-facts vantor-notify vantor-login-item; do
+for tool in vantor-decode vantor-facts vantor-notify vantor-login-item vantor-devices; do
   expect "$tools" "./usr/bin/$tool"
 done
 dpkg-deb -c "$dev" >"$work/list"

@@ -65,7 +65,8 @@ void expectOneErrorLine(const ToolRun& run, int status, const std::string& start
 }
 
 TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
-  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY, VANTOR_LOGIN_ITEM_BINARY}) {
+  for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY, VANTOR_LOGIN_ITEM_BINARY,
+                           VANTOR_DEVICES_BINARY}) {
     const ToolRun help = run({tool, "--help"});
     EXPECT_EQ(help.status, 0) << tool;
     EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
