@@ -4,6 +4,8 @@
 // process that reports line by line and is killed at the deadline.
 #include "tools/attached_devices.h"
 
+#include "Keel/core/descriptor_linux.h"
+
 #include <fcntl.h>
 #include <libimobiledevice/libimobiledevice.h>
 #include <libimobiledevice/lockdown.h>
@@ -19,6 +21,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace Vantor::Tools {
 namespace {
@@ -30,16 +33,7 @@ using Clock = std::chrono::steady_clock;
 //   "U\t<udid>\t<u|n>"     a device on USB or the network, in usbmuxd's order
 //   "L"                    the end of the list
 //   "P\t<product type>"    one per listed device, in order ("P" alone: not told)
-void writeLine(int fd, const std::string& line) {
-  const std::string text = line + "\n";
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return;
-    done += static_cast<std::size_t>(n);
-  }
-}
+void writeLine(int fd, const std::string& line) { (void)Keel::writeAll(fd, line + "\n"); }
 
 std::string productType(const char* udid, bool overNetwork) {
   std::string type;
@@ -98,12 +92,10 @@ std::string productType(const char* udid, bool overNetwork) {
 // The child and the reading end of its pipe; killed and reaped when done with.
 class Child {
  public:
-  Child(pid_t pid, int fd) : pid_(pid), fd_(fd) {}
+  Child(pid_t pid, Keel::Descriptor fd) : pid_(pid), fd_(std::move(fd)) {}
   ~Child() {
     ::kill(pid_, SIGKILL);
-    while (::waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
-    }
-    ::close(fd_);
+    (void)Keel::retryOnInterrupt([&] { return ::waitpid(pid_, nullptr, 0); });
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
@@ -119,13 +111,13 @@ class Child {
       }
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
       if (left <= 0) return Read::late;
-      pollfd ready{fd_, POLLIN, 0};
-      const int polled = ::poll(&ready, 1, static_cast<int>(std::min<long long>(left, 60'000)));
-      if (polled < 0 && errno != EINTR) return Read::end;
-      if (polled <= 0) continue;
+      pollfd ready{fd_.get(), POLLIN, 0};
+      const int polled = Keel::retryOnInterrupt(
+          [&] { return ::poll(&ready, 1, static_cast<int>(std::min<long long>(left, 60'000))); });
+      if (polled < 0) return Read::end;
+      if (polled == 0) continue;  // the deadline is checked again
       char chunk[4096];
-      const ssize_t n = ::read(fd_, chunk, sizeof chunk);
-      if (n < 0 && errno == EINTR) continue;
+      const ssize_t n = Keel::readSome(fd_.get(), chunk, sizeof chunk);
       if (n <= 0) return Read::end;
       buffer_.append(chunk, static_cast<std::size_t>(n));
     }
@@ -133,7 +125,7 @@ class Child {
 
  private:
   pid_t pid_;
-  int fd_;
+  Keel::Descriptor fd_;
   std::string buffer_;
 };
 
@@ -150,19 +142,18 @@ Outcome<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
   if (::pipe2(fds, O_CLOEXEC) != 0) {
     return Outcome<AttachedDevices>::failure(std::string("cannot make a pipe: ") + std::strerror(errno));
   }
+  Keel::Descriptor reading(fds[0]);
+  Keel::Descriptor writing(fds[1]);
   const pid_t pid = ::fork();
   if (pid < 0) {
-    const int error = errno;
-    ::close(fds[0]);
-    ::close(fds[1]);
-    return Outcome<AttachedDevices>::failure(std::string("cannot start a process: ") + std::strerror(error));
+    return Outcome<AttachedDevices>::failure(std::string("cannot start a process: ") + std::strerror(errno));
   }
   if (pid == 0) {
-    ::close(fds[0]);
-    askInChild(fds[1]);
+    reading.reset();
+    askInChild(writing.get());
   }
-  ::close(fds[1]);
-  Child child(pid, fds[0]);
+  writing.reset();
+  Child child(pid, std::move(reading));
 
   AttachedDevices result;
   bool listed = false;
