@@ -21,6 +21,7 @@ constexpr const char* kHelp =
     "  --to json    print the document as compact JSON instead\n"
     "  --to plist   print the document as an XML property list instead\n"
     "  -h, --help   show this help\n"
+    "  --version    print the version\n"
     "\n"
     "Documents larger than 256 MiB are refused.\n"
     "Exit status: 0 decoded, 1 unreadable or invalid input or no form in the\n"
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
       parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {{"--to", true}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return printVersion(kTool);
   if (parsed.help) {
     std::fputs(kHelp, stdout);
     return kExitSuccess;

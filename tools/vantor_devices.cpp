@@ -37,6 +37,7 @@ constexpr const char* kHelp =
     "                not running\n"
     "  --json        print a JSON array of records instead\n"
     "  -h, --help    show this help\n"
+    "  --version     print the version\n"
     "\n"
     "Exit status: 0 printed, 1 an identifier the catalog does not hold (the\n"
     "others are printed) or no answer from usbmuxd or a device, 2 usage error.\n";
@@ -85,6 +86,7 @@ int main(int argc, char** argv) {
                                   {{"--json", false}, {"--all", false}, {"--connected", false}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return Vantor::Tools::printVersion(kTool);
   if (parsed.help) return print(kHelp);
   const bool json = parsed.flags.contains("--json");
   const bool all = parsed.flags.contains("--all");

@@ -39,6 +39,7 @@ constexpr const char* kHelp =
     "  --size         print the size of each PATH instead (files, folders)\n"
     "  --json         print JSON: every field of each record, sizes in bytes\n"
     "  -h, --help     show this help\n"
+    "  --version      print the version\n"
     "\n"
     "When stdout and stderr are a terminal, progress (folders done, entries\n"
     "seen) is shown on stderr while the tool measures.\n"
@@ -99,6 +100,7 @@ int main(int argc, char** argv) {
                                   {{"--json", false}, {"--root", true}, {"--size", false}, {"--skip-apple", false}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return Vantor::Tools::printVersion(kTool);
   if (parsed.help) return print(kHelp);
   const bool json = parsed.flags.contains("--json");
   const bool sizes = parsed.flags.contains("--size");

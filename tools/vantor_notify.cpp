@@ -29,6 +29,7 @@ constexpr const char* kHelp =
     "\n"
     "Notifications travel on the D-Bus session bus ($DBUS_SESSION_BUS_ADDRESS).\n"
     "  -h, --help   show this help\n"
+    "  --version    print the version\n"
     "\n"
     "Exit status: 0 posted, or interrupted while observing; 1 no session bus,\n"
     "or the bus went away; 2 usage error.\n";
@@ -78,6 +79,7 @@ int main(int argc, char** argv) {
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return printVersion(kTool);
   if (parsed.help) {
     std::fputs(kHelp, stdout);
     return kExitSuccess;
