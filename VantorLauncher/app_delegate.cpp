@@ -69,10 +69,9 @@ void AppDelegate::observerRegistered(const std::optional<std::string>& unavailab
   if (unavailableReason) {
     // The start's own outcome is all there is to say what happened: whether
     // the main application then runs is not watched.
-    const std::string opened =
-        pid ? "opened the main application " + mainURL_.string()
-            : "started nothing: no application could be started at \"" + mainURL_.string() +
-                  "\" (the launcher's bundle " + launcherBundle_ + " less four components)";
+    const std::string opened = pid ? "opened the main application " + mainURL_.string()
+                                   : "started nothing: no application could be started at \"" + mainURL_.string() +
+                                         "\" (the launcher's bundle " + launcherBundle_ + " less four components)";
     env_.errorLine("VantorLauncher: " + *unavailableReason + "; " + opened + ", and cannot hear \"killme\"; quitting");
     quit(1);
   } else if (killmeHeard_) {

@@ -273,7 +273,8 @@ Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& lau
 std::string LoginItemStatus::report(const LoginItem& item) const {
   std::string text = state.explanation + "\n";
   if (otherProgram) {
-    text += "note: that entry starts " + *otherProgram + ", not this bundle's launcher " + item.launcher.string() + "\n";
+    text +=
+        "note: that entry starts " + *otherProgram + ", not this bundle's launcher " + item.launcher.string() + "\n";
   }
   return text;
 }

@@ -288,17 +288,17 @@ TEST_F(LoginItemTest, StatusInJSONSaysWhichEntryDecides) {
   EXPECT_EQ(json.status, 1) << json.err;
   auto tree = Keel::JSON::parse(json.out);
   ASSERT_TRUE(tree) << json.out;
-  EXPECT_EQ(tree.value(), Keel::AnyValue(Keel::AnyValue::Dictionary{
-                              {"enabled", false},
-                              {"entry", userEntry.string()},
-                              {"userEntry", true},
-                              {"overriddenSystemEntry", systemEntry.string()},
-                              {"program", launcher.string()},
-                              {"launcher", launcher.string()},
-                              {"explanation", "disabled by the user entry " + userEntry.string() +
-                                                  " (Hidden=true), which overrides the system entry " +
-                                                  systemEntry.string()},
-                          }))
+  EXPECT_EQ(tree.value(),
+            Keel::AnyValue(Keel::AnyValue::Dictionary{
+                {"enabled", false},
+                {"entry", userEntry.string()},
+                {"userEntry", true},
+                {"overriddenSystemEntry", systemEntry.string()},
+                {"program", launcher.string()},
+                {"launcher", launcher.string()},
+                {"explanation", "disabled by the user entry " + userEntry.string() +
+                                    " (Hidden=true), which overrides the system entry " + systemEntry.string()},
+            }))
       << json.out;
   expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "enable", "--json", bundle.string()}, environment), 2,
                      "vantor-login-item: --json is for status");
@@ -319,8 +319,8 @@ TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
   const ToolRun installed = install();
   ASSERT_EQ(installed.status, 0) << installed.err;
   const fs::path entry = dir.path() / "config/autostart/com.example.sketchbook.launcher.desktop";
-  EXPECT_EQ(installed.out, "installed: copied " VANTOR_LAUNCHER_BINARY " to " + placed.string() +
-                               "\nenabled: wrote " + entry.string() + "\n");
+  EXPECT_EQ(installed.out, "installed: copied " VANTOR_LAUNCHER_BINARY " to " + placed.string() + "\nenabled: wrote " +
+                               entry.string() + "\n");
   EXPECT_EQ(fileText(placed), fileText(VANTOR_LAUNCHER_BINARY));
   EXPECT_EQ(Keel::Bundle(placed.parent_path().parent_path().parent_path()).bundleIdentifier(),
             "com.example.sketchbook.launcher");
@@ -349,10 +349,10 @@ TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
   EXPECT_FALSE(fs::equivalent(placed, running));
   EXPECT_EQ(std::distance(fs::directory_iterator(placed.parent_path()), fs::directory_iterator()), 1);
 
-  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "install", "--launcher", (dir.path() / "none").string(),
-                          sample.string()},
-                         environment),
-                     1, "vantor-login-item: no launcher executable at ");
+  expectOneErrorLine(
+      run({VANTOR_LOGIN_ITEM_BINARY, "install", "--launcher", (dir.path() / "none").string(), sample.string()},
+          environment),
+      1, "vantor-login-item: no launcher executable at ");
 }
 
 TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {

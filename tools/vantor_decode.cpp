@@ -16,14 +16,15 @@ constexpr const char* kHelp =
     "\n"
     "Decodes FILE (standard input when FILE is \"-\"), a JSON document or an XML or\n"
     "binary property list told apart by its first bytes, and prints its value tree\n"
-    "with each value's kind, one value per line.\n"
+    "with each value's kind, one value per line. Documents larger than 256 MiB are\n"
+    "refused.\n"
     "\n"
+    "Options:\n"
     "  --to json    print the document as compact JSON instead\n"
     "  --to plist   print the document as an XML property list instead\n"
     "  -h, --help   show this help\n"
     "  --version    print the version\n"
     "\n"
-    "Documents larger than 256 MiB are refused.\n"
     "Exit status: 0 decoded, 1 unreadable or invalid input or no form in the\n"
     "target format, 2 usage error.\n";
 

@@ -23,14 +23,15 @@ constexpr std::chrono::seconds kDeviceDeadline{5};
 
 constexpr const char* kHelp =
     "Usage: vantor-devices [--json] IDENTIFIER...\n"
-    "       vantor-devices [--json] --all\n"
-    "       vantor-devices [--json] --connected\n"
+    "  or:  vantor-devices [--json] --all\n"
+    "  or:  vantor-devices [--json] --connected\n"
     "\n"
     "Prints the catalog's record of each Apple device model identifier (such\n"
     "as iPhone5,2): model name, short name, kind, icon file in the mobile-\n"
     "devices icon bundle, desktop icon name and the icon theme's file for it.\n"
     "Identifiers are matched exactly, case included.\n"
     "\n"
+    "Options:\n"
     "  --all         print every model of the catalog\n"
     "  --connected   list the Apple devices attached to this computer (through\n"
     "                usbmuxd) with the model each reports; none when usbmuxd is\n"

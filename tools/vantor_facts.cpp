@@ -18,6 +18,7 @@ constexpr const char* kHelp =
     "processor and memory totals. Unknown texts print as \"(unknown)\", unknown\n"
     "numbers as 0.\n"
     "\n"
+    "Options:\n"
     "  --json       print one JSON object instead (unknown texts are \"\")\n"
     "  -h, --help   show this help\n"
     "  --version    print the version\n"

@@ -16,26 +16,28 @@ constexpr const char* kTool = "vantor-login-item";
 
 constexpr const char* kHelp =
     "Usage: vantor-login-item install [--launcher FILE] BUNDLE\n"
-    "       vantor-login-item enable|disable BUNDLE\n"
-    "       vantor-login-item status [--json] BUNDLE\n"
+    "  or:  vantor-login-item enable|disable BUNDLE\n"
+    "  or:  vantor-login-item status [--json] BUNDLE\n"
     "\n"
     "Makes the launcher inside the main application BUNDLE (a Name.app folder whose\n"
-    "Contents/Info.plist has a CFBundleIdentifier) start at login, or not, through\n"
-    "the user's XDG autostart entry\n"
-    "  $XDG_CONFIG_HOME/autostart/<identifier>.launcher.desktop   (default ~/.config)\n"
-    "which starts\n"
-    "  BUNDLE/Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher\n"
+    "Contents/Info.plist has a CFBundleIdentifier),\n"
+    "  BUNDLE/Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher,\n"
+    "start at login, or not, through the user's XDG autostart entry\n"
+    "$XDG_CONFIG_HOME/autostart/<identifier>.launcher.desktop (default ~/.config).\n"
     "\n"
-    "install  copies the launcher there (from the vantor-launcher package, or\n"
-    "         FILE), then enables it. Run it again after the launcher is updated.\n"
-    "enable   writes the user's entry.\n"
-    "disable  removes the user's entry; when the system has an entry of the same\n"
-    "         name ($XDG_CONFIG_DIRS/autostart, default /etc/xdg), writes a user\n"
-    "         entry with Hidden=true instead, which overrides it.\n"
-    "status   prints whether the session will start the launcher, and which entry\n"
-    "         decides: the user's overrides the system's; Hidden=true, OnlyShowIn\n"
-    "         and NotShowIn (against $XDG_CURRENT_DESKTOP) and TryExec apply.\n"
+    "Commands:\n"
+    "  install   copies the launcher there (from the vantor-launcher package, or\n"
+    "            FILE), then enables it. Run it again after the launcher is updated.\n"
+    "  enable    writes the user's entry.\n"
+    "  disable   removes the user's entry; when the system has an entry of the same\n"
+    "            name ($XDG_CONFIG_DIRS/autostart, default /etc/xdg), writes a user\n"
+    "            entry with Hidden=true instead, which overrides it.\n"
+    "  status    prints whether the session will start the launcher, and which\n"
+    "            entry decides: the user's overrides the system's; Hidden=true,\n"
+    "            OnlyShowIn and NotShowIn (against $XDG_CURRENT_DESKTOP) and\n"
+    "            TryExec apply.\n"
     "\n"
+    "Options:\n"
     "  --launcher FILE  the launcher executable that install copies\n"
     "  --json           status: print one JSON object instead\n"
     "  -h, --help       show this help\n"
@@ -99,10 +101,10 @@ int main(int argc, char** argv) {
     if (printed != kExitSuccess) return printed;
     return found.state.enabled ? kExitSuccess : kExitFailure;
   }
-  const auto launcher = parsed.values.contains("--launcher")
-                            ? std::filesystem::path(parsed.values.at("--launcher"))
-                            : packagedLauncher();
-  auto report = command == "install"  ? installLoginItem(item.value(), launcher, environment.value(), &writeFileAtomically)
+  const auto launcher =
+      parsed.values.contains("--launcher") ? std::filesystem::path(parsed.values.at("--launcher")) : packagedLauncher();
+  auto report = command == "install"
+                    ? installLoginItem(item.value(), launcher, environment.value(), &writeFileAtomically)
                 : command == "enable" ? enableLoginItem(item.value(), environment.value(), &writeFileAtomically)
                                       : disableLoginItem(item.value(), environment.value(), &writeFileAtomically);
   if (!report) return failure(kTool, report.error());
