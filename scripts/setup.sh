@@ -11,9 +11,11 @@ packages=(
   dpkg-dev file help2man lintian
   # test and benchmark frameworks
   libgtest-dev libgmock-dev libbenchmark-dev
+  # JSON libraries the JSON benchmark compares with
+  rapidjson-dev nlohmann-json3-dev
   # libraries the code links
   libglib2.0-dev libgdk-pixbuf-2.0-dev libicu-dev libcurl4-openssl-dev ca-certificates
-  libplist-dev libexpat1-dev zlib1g-dev libsimdjson-dev
+  libplist-dev libexpat1-dev zlib1g-dev libdeflate-dev libsimdjson-dev
   # vantor-devices --connected: attached Apple devices through usbmuxd
   libimobiledevice-dev libusbmuxd-dev
   # run-time data and tools the tests and demo drive for real

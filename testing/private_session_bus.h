@@ -1,9 +1,12 @@
 // A D-Bus session bus of one's own: a dbus-daemon started for a test (or the
-// demo) and stopped with it.
+// demo) and stopped with it. It activates no services: nothing is on it but
+// what the test puts there.
 #pragma once
 
 #include <memory>
 #include <string>
+
+#include "testing/temp_dir.h"
 
 namespace Vantor::Testing {
 
@@ -22,6 +25,7 @@ class PrivateSessionBus {
   void stop();
 
  private:
+  TempDir dir_;  // its configuration and socket
   std::unique_ptr<ChildProcess> daemon_;
   std::string address_;
 };

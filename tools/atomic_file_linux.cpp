@@ -8,23 +8,13 @@
 #include <cerrno>
 #include <cstring>
 
+#include "Keel/core/descriptor_linux.h"
+
 namespace Vantor::Tools {
 namespace {
 
 std::string failed(const std::filesystem::path& path, int error) {
   return "cannot write " + path.string() + ": " + std::strerror(error);
-}
-
-bool writeAll(int fd, std::string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t n = ::write(fd, contents.data(), contents.size());
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    contents.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
 }
 
 }  // namespace
@@ -33,22 +23,19 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
   const std::filesystem::path folder = path.parent_path().empty() ? "." : path.parent_path();
   // Hidden, so that a reader listing the folder never takes it for an entry.
   std::string temp = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-  const int fd = ::mkostemp(temp.data(), O_CLOEXEC);
-  if (fd < 0) return failed(path, errno);
+  Keel::Descriptor fd(::mkostemp(temp.data(), O_CLOEXEC));
+  if (!fd.valid()) return failed(path, errno);
   int error = 0;
-  if (::fchmod(fd, 0644) != 0 || !writeAll(fd, contents) || ::fsync(fd) != 0) error = errno;
-  if (::close(fd) != 0 && error == 0) error = errno;
+  if (::fchmod(fd.get(), 0644) != 0 || !Keel::writeAll(fd.get(), contents) || ::fsync(fd.get()) != 0) error = errno;
+  if (!fd.close() && error == 0) error = errno;
   if (error == 0 && ::rename(temp.c_str(), path.c_str()) != 0) error = errno;
   if (error != 0) {
     ::unlink(temp.c_str());
     return failed(path, error);
   }
   // The rename itself is durable only once the folder is.
-  const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folderFd >= 0) {
-    ::fsync(folderFd);
-    ::close(folderFd);
-  }
+  const Keel::Descriptor folderFd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folderFd.valid()) ::fsync(folderFd.get());
   return std::nullopt;
 }
 

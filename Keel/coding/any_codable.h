@@ -76,4 +76,9 @@ class AnyCodable : public detail::AnyLiteral {
   friend bool operator==(const AnyCodable& a, const AnyCodable& b) { return a.value == b.value; }
 };
 
+template <>
+inline constexpr bool detail::encodesUntypedTree<AnyEncodable> = true;
+template <>
+inline constexpr bool detail::encodesUntypedTree<AnyCodable> = true;
+
 }  // namespace Keel

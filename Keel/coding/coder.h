@@ -257,6 +257,12 @@ inline CodingPathLink childLink(const CodingPathLink* parent, std::size_t index)
   return {parent, {}, index, true, (parent != nullptr ? parent->depth : 0) + 1};
 }
 
+// True for types whose encoding is the untyped encoding (encodeAnyValue) of
+// the tree in their `value` member (see any_codable.h), so that a format may
+// write that tree directly when doing so gives the same result.
+template <class T>
+inline constexpr bool encodesUntypedTree = false;
+
 template <class T>
 concept BuiltInScalar = std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || std::is_same_v<T, Text> ||
     std::is_same_v<T, Date> || std::is_same_v<T, URL> || std::is_same_v<T, Data>;

@@ -2,6 +2,7 @@
 // bytes, and the JSONDecoder / JSONEncoder that pair them with the coders.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,10 @@ struct WriteOptions {
 // dictionaries with non-text keys and nesting deeper than maxCodingDepth.
 [[nodiscard]] CodingResult<std::string> write(const AnyValue& tree, const WriteOptions& options = {});
 
+// The text write() gives when it succeeds; nothing when it would fail (without
+// the work of finding where).
+[[nodiscard]] std::optional<std::string> tryWrite(const AnyValue& tree, const WriteOptions& options = {});
+
 }  // namespace JSON
 
 // Decodes values of any decodable type from JSON bytes.
@@ -58,6 +63,14 @@ class JSONEncoder {
 
   template <class T>
   CodingResult<std::string> encode(const T& value) const {
+    if constexpr (detail::encodesUntypedTree<T>) {
+      // The untyped encoding of a tree that JSON can write is the tree itself
+      // (each kind it writes encodes as itself), so it is written straight
+      // away instead of being copied through an encoder first. Other trees
+      // (boxed numbers, data, ...) take the general road, which also reports
+      // errors as encoding reports them.
+      if (auto text = JSON::tryWrite(value.value, options)) return std::move(*text);
+    }
     AnyValue tree;
     Encoder encoder(tree);
     if (CodingStatus s = Encoding<T>::encode(value, encoder); !s) return s.error();

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstring>
 
 #include "Keel/coding/any_codable.h"
 
@@ -111,6 +113,40 @@ TEST(JSONTest, DoublesAreWrittenInTheirShortestRoundTripForm) {
   }
   EXPECT_EQ(JSON::write(1e21).value(), "1e+21");
   EXPECT_EQ(JSON::write(-0.0).value(), "-0.0");
+
+  // Short decimals take their own road; every text is still std::to_chars's.
+  auto reference = [](double d) {
+    char buffer[40];
+    std::string text(buffer, std::to_chars(buffer, buffer + sizeof buffer, d).ptr);
+    return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
+  };
+  std::vector<double> values = {0.1,
+                                0.09999999999999999,
+                                0.1000000000000001,
+                                0.25,
+                                1.5,
+                                99999.0,
+                                100000.0,
+                                100001.0,
+                                3999999999.5,
+                                4e9,
+                                4e9 - 1,
+                                0.123456,
+                                0.1234567,
+                                123.456789,
+                                2.5e-7};
+  std::uint64_t state = 0x9E3779B97F4A7C15ULL;
+  for (int i = 0; i < 20000; ++i) {
+    state ^= state << 13;
+    state ^= state >> 7;
+    state ^= state << 17;
+    const int places = static_cast<int>(state % 8);
+    const double decimal = static_cast<double>(state % 10000000000ULL) / std::pow(10.0, places);
+    double bits = 0;
+    std::memcpy(&bits, &state, sizeof bits);
+    values.insert(values.end(), {decimal, -decimal, std::nextafter(decimal, 0.0), std::isfinite(bits) ? bits : 1.0});
+  }
+  for (const double d : values) EXPECT_EQ(JSON::write(d).value(), reference(d)) << d;
   for (const double d : {INFINITY, -INFINITY, NAN}) {
     auto text = JSON::write(AnyValue::Array{d});
     ASSERT_FALSE(text.ok());
@@ -121,6 +157,24 @@ TEST(JSONTest, DoublesAreWrittenInTheirShortestRoundTripForm) {
 
 TEST(JSONTest, TextsAreEscapedAndMustBeUTF8) {
   EXPECT_EQ(JSON::write(std::string("\x01\x1f\t\"\\\xc3\xa9", 7)).value(), "\"\\u0001\\u001f\\t\\\"\\\\\xc3\xa9\"");
+  // Texts go out a word at a time: a character to escape, a non-ASCII one or
+  // a broken one at every place of texts of every length up to a few words.
+  const std::vector<std::pair<std::string, std::string>> specials = {
+      {"\"", "\\\""},   {"\\", "\\\\"},          {"\n", "\\n"}, {std::string(1, '\0'), "\\u0000"},
+      {"\x7f", "\x7f"}, {"\xc3\xa9", "\xc3\xa9"}};
+  for (std::size_t length = 1; length < 26; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      for (const auto& [special, escaped] : specials) {
+        std::string s(length, 'a');
+        s.replace(at, 1, special);
+        EXPECT_EQ(JSON::write(s).value(), "\"" + s.substr(0, at) + escaped + s.substr(at + special.size()) + "\"")
+            << length << " " << at;
+      }
+      std::string broken(length, 'a');
+      broken[at] = '\xc3';
+      EXPECT_FALSE(JSON::write(broken).ok()) << length << " " << at;
+    }
+  }
   auto bad = JSON::write(TextDictionary{{"k", std::string("\xc3")}});
   ASSERT_FALSE(bad.ok());
   EXPECT_EQ(codingPathText(bad.error().codingPath), "k");

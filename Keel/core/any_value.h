@@ -68,6 +68,12 @@ class TextDictionary {
   // Appends `key` with a null value to be filled in place, unchecked as above;
   // the key goes in the dictionary's arena when it has one.
   AnyValue& appendUnchecked(std::string_view key);
+  // The same with a key built in this dictionary's arena and a value of type
+  // T built in place from `args`.
+  template <class T, class... Args>
+  AnyValue& appendUnchecked(Text&& key, SameTree tree, std::in_place_type_t<T> type, Args&&... args);
+  // The arena this dictionary's entries live in, or null.
+  [[nodiscard]] TreeArena* arena() const noexcept { return entries_.arena(); }
   // Removes `key` and its value; false when it was absent.
   bool erase(std::string_view key);
   // Makes the keys unique again after unchecked appends: a later entry under
@@ -149,6 +155,11 @@ class AnyValue {
   AnyValue(Date v) : storage_(v) {}                                                   // NOLINT
   AnyValue(URL v) : storage_(Shared<URL>(std::move(v))) {}                            // NOLINT
   AnyValue(Data v) : storage_(Boxed<Data>(std::move(v))) {}                           // NOLINT
+  // A T built in place from `args` (Text from a view and an arena, an Array
+  // or Dictionary from an arena and a capacity, ...): what a reader uses to
+  // write each node once, where it will stay.
+  template <class T, class... Args>
+  explicit AnyValue(std::in_place_type_t<T> type, Args&&... args) : storage_(type, std::forward<Args>(args)...) {}
   AnyValue(const AnyValue&) = default;
   AnyValue(AnyValue&&) noexcept = default;
   // Moves within one tree: a text in the tree's arena stays there.
@@ -259,6 +270,9 @@ struct TextDictionary::Entry {
 
   Entry(Text key, AnyValue value) : first(std::move(key)), second(std::move(value)) {}
   Entry(std::string_view key, TreeArena* arena) : first(key, arena) {}
+  template <class T, class... Args>
+  Entry(Text&& key, SameTree tree, std::in_place_type_t<T> type, Args&&... args)
+      : first(std::move(key), tree), second(type, std::forward<Args>(args)...) {}
   Entry(Entry&& other, SameTree tree) noexcept
       : first(std::move(other.first), tree), second(std::move(other.second), tree) {}
   Entry(const Entry&) = default;
@@ -273,6 +287,10 @@ static_assert(sizeof(AnyValue) == 16 && sizeof(TextDictionary::Entry) == 24);
 
 inline AnyValue& TextDictionary::appendUnchecked(std::string_view key) {
   return entries_.emplace_back(key, entries_.arena()).second;
+}
+template <class T, class... Args>
+AnyValue& TextDictionary::appendUnchecked(Text&& key, SameTree tree, std::in_place_type_t<T> type, Args&&... args) {
+  return entries_.emplace_back(std::move(key), tree, type, std::forward<Args>(args)...).second;
 }
 inline const TextDictionary::Entry* TextDictionary::begin() const { return entries_.begin(); }
 inline const TextDictionary::Entry* TextDictionary::end() const { return entries_.end(); }

@@ -1,4 +1,5 @@
-// Gzip/zlib decoding and raw DEFLATE coding of whole byte buffers, on zlib.
+// Gzip/zlib decoding of whole byte buffers on zlib, and raw DEFLATE coding
+// on the platform's codec (raw_deflate.h).
 #include "Keel/core/byte_coding.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 
 #include "Keel/core/byte_coding_memory.h"
 #include "Keel/core/fatal_error.h"
+#include "Keel/core/raw_deflate.h"
 
 // Lets zlib declare next_in as pointer-to-const, so input spans need no cast.
 #define ZLIB_CONST
@@ -27,7 +29,8 @@ ByteBuffer::ByteBuffer(ByteBuffer&& other) noexcept
     : data_(std::exchange(other.data_, nullptr)),
       size_(std::exchange(other.size_, 0)),
       capacity_(std::exchange(other.capacity_, 0)),
-      mapped_(std::exchange(other.mapped_, 0)) {}
+      mapped_(std::exchange(other.mapped_, 0)),
+      block_(std::exchange(other.block_, 0)) {}
 
 ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
   if (this != &other) {
@@ -39,19 +42,58 @@ ByteBuffer& ByteBuffer::operator=(const ByteBuffer& other) {
 
 ByteBuffer& ByteBuffer::operator=(ByteBuffer&& other) noexcept {
   if (this != &other) {
-    std::free(data_);
+    release();
     data_ = std::exchange(other.data_, nullptr);
     size_ = std::exchange(other.size_, 0);
     capacity_ = std::exchange(other.capacity_, 0);
     mapped_ = std::exchange(other.mapped_, 0);
+    block_ = std::exchange(other.block_, 0);
   }
   return *this;
 }
 
-ByteBuffer::~ByteBuffer() { std::free(data_); }
+ByteBuffer::~ByteBuffer() { release(); }
+
+void ByteBuffer::release() noexcept {
+  if (block_ != 0) {
+    detail::giveBackLargeBlock({data_, block_, std::max(mapped_, size_)});
+  } else {
+    std::free(data_);
+  }
+  data_ = nullptr;
+  block_ = 0;
+}
+
+namespace {
+// From this capacity on a buffer lives in a block of pages.
+constexpr std::size_t kLargeFrom = std::size_t{1} << 20;
+}  // namespace
 
 void ByteBuffer::reallocate(std::size_t capacity) {
-  if (capacity == 0) {
+  const std::size_t kept = std::min(size_, capacity);
+  if (capacity >= kLargeFrom && block_ != 0) {
+    if (capacity > block_) {
+      const detail::LargeBlock grown = detail::growLargeBlock({data_, block_}, capacity);
+      if (grown.data == nullptr) throw std::bad_alloc();
+      data_ = grown.data;
+      block_ = grown.bytes;
+    }
+  } else if (capacity >= kLargeFrom) {
+    const detail::LargeBlock block = detail::takeLargeBlock(capacity);
+    if (block.data == nullptr) throw std::bad_alloc();
+    if (kept != 0) std::memcpy(block.data, data_, kept);
+    std::free(data_);
+    data_ = block.data;
+    block_ = block.bytes;
+    mapped_ = block.resident;
+  } else if (block_ != 0) {
+    auto* small = static_cast<std::uint8_t*>(capacity == 0 ? nullptr : std::malloc(capacity));
+    if (capacity != 0 && small == nullptr) throw std::bad_alloc();
+    if (kept != 0) std::memcpy(small, data_, kept);
+    detail::giveBackLargeBlock({data_, block_, std::max(mapped_, size_)});
+    data_ = small;
+    block_ = 0;
+  } else if (capacity == 0) {
     std::free(data_);
     data_ = nullptr;
   } else {
@@ -60,7 +102,8 @@ void ByteBuffer::reallocate(std::size_t capacity) {
     data_ = static_cast<std::uint8_t*>(moved);
   }
   capacity_ = capacity;
-  mapped_ = std::min(mapped_, size_);  // realloc may have copied only the bytes in use
+  // realloc may have copied only the bytes in use; a block keeps its pages.
+  if (block_ == 0) mapped_ = std::min(mapped_, size_);
 }
 
 void ByteBuffer::reserve(std::size_t count) {
@@ -93,7 +136,15 @@ void ByteBuffer::append(std::span<const std::uint8_t> bytes) {
 }
 
 void ByteBuffer::shrinkToFit() {
-  if (capacity_ > size_) reallocate(size_);
+  if (capacity_ <= size_) return;
+  if (block_ != 0 && size_ >= kLargeFrom) {
+    // Only pages written hold memory, and the writers map at most a step
+    // past the end: the block keeps its length, so that growing again or
+    // reusing it costs no new mapping.
+    capacity_ = size_;
+    return;
+  }
+  reallocate(size_);
 }
 
 bool operator==(const ByteBuffer& buffer, std::span<const std::uint8_t> bytes) noexcept {
@@ -106,92 +157,12 @@ namespace {
 // zlib's byte counts (avail_in, avail_out) are 32-bit.
 constexpr std::size_t kMaxStreamCount = std::numeric_limits<uInt>::max();
 
-// --- raw DEFLATE as a stream that takes the whole input at once ------------
-
-enum class StreamOperation { encode, decode };
-
-// What one processing call reports: more output space needed (or the engine
-// stopped short), the stream is complete, or the data or engine failed.
-enum class StreamStatus { ok, end, error };
-
-// Presents zlib's raw deflate/inflate (window bits -15: no header, no
-// checksum) as a stream with source and destination windows that is processed
-// with a finalise flag and reports ok / end / error, so that the coding
-// routine below reads as a plain fill-and-copy loop. Owns the zlib state.
-class RawDeflateStream {
- public:
-  explicit RawDeflateStream(StreamOperation operation) : operation_(operation) {
-    const int result = operation == StreamOperation::encode ? deflateInit2(&stream_, kLevel, Z_DEFLATED, kRawWindowBits,
-                                                                           kMemoryLevel, Z_DEFAULT_STRATEGY)
-                                                            : inflateInit2(&stream_, kRawWindowBits);
-    initialised_ = result == Z_OK;
-  }
-  ~RawDeflateStream() {
-    if (!initialised_) return;
-    if (operation_ == StreamOperation::encode) {
-      deflateEnd(&stream_);
-    } else {
-      inflateEnd(&stream_);
-    }
-  }
-  RawDeflateStream(const RawDeflateStream&) = delete;
-  RawDeflateStream& operator=(const RawDeflateStream&) = delete;
-
-  [[nodiscard]] bool initialised() const { return initialised_; }
-
-  // Consumes from src and writes to dst, advancing both windows, until dst is
-  // full, the stream ends, the input is used up or the data is bad.
-  [[nodiscard]] StreamStatus process(bool finalize) {
-    for (;;) {
-      // Input beyond zlib's 32-bit count is fed in slices; only the slice that
-      // holds the end of the input may carry the finish flag.
-      const std::size_t inSlice = std::min(srcSize, kMaxStreamCount);
-      const std::size_t outSlice = std::min(dstSize, kMaxStreamCount);
-      stream_.next_in = srcPtr;
-      stream_.avail_in = static_cast<uInt>(inSlice);
-      stream_.next_out = dstPtr;
-      stream_.avail_out = static_cast<uInt>(outSlice);
-      const int flush = finalize && inSlice == srcSize ? Z_FINISH : Z_NO_FLUSH;
-      const int result = operation_ == StreamOperation::encode ? deflate(&stream_, flush) : inflate(&stream_, flush);
-      const std::size_t consumed = inSlice - stream_.avail_in;
-      const std::size_t produced = outSlice - stream_.avail_out;
-      srcPtr += consumed;
-      srcSize -= consumed;
-      dstPtr += produced;
-      dstSize -= produced;
-      stream_.next_in = nullptr;
-      stream_.next_out = nullptr;
-
-      if (result == Z_STREAM_END) return StreamStatus::end;
-      // With the finish flag zlib reports "out of room" and "out of input" as
-      // Z_BUF_ERROR; both are an ordinary stop, told apart by dstSize.
-      if (result != Z_OK && result != Z_BUF_ERROR) return StreamStatus::error;
-      if (dstSize == 0 || srcSize == 0) return StreamStatus::ok;
-      if (consumed == 0 && produced == 0) return StreamStatus::error;
-    }
-  }
-
-  const std::uint8_t* srcPtr = nullptr;
-  std::size_t srcSize = 0;
-  std::uint8_t* dstPtr = nullptr;
-  std::size_t dstSize = 0;
-
- private:
-  static constexpr int kLevel = 5;
-  static constexpr int kRawWindowBits = -15;  // 32 KiB window, raw stream
-  static constexpr int kMemoryLevel = 8;      // zlib's default
-
-  StreamOperation operation_;
-  z_stream stream_{};
-  bool initialised_ = false;
-};
-
 // The whole input in one stream: fill the scratch buffer, copy it to the
 // result, repeat until the stream ends. The finish flag goes with every call
 // because the engine already has all the input.
-std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, StreamOperation operation) {
+std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, detail::RawDeflateOperation operation) {
   if (input.empty()) return std::nullopt;
-  RawDeflateStream stream(operation);
+  detail::RawDeflateStream stream(operation);
   if (!stream.initialised()) return std::nullopt;
 
   std::vector<std::uint8_t> scratch(streamScratchSize(input.size()));
@@ -202,7 +173,7 @@ std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, Stre
   ByteBuffer result;
   for (;;) {
     switch (stream.process(/*finalize=*/true)) {
-      case StreamStatus::ok:
+      case detail::RawDeflateStatus::ok:
         // Stopping with room left means the engine wants input it will never
         // get: truncated data.
         if (stream.dstSize != 0) return std::nullopt;
@@ -210,11 +181,11 @@ std::optional<ByteBuffer> processWhole(std::span<const std::uint8_t> input, Stre
         stream.dstPtr = scratch.data();
         stream.dstSize = scratch.size();
         break;
-      case StreamStatus::end:
+      case detail::RawDeflateStatus::end:
         result.append(std::span<const std::uint8_t>(scratch.data(), stream.dstPtr));
         result.shrinkToFit();
         return result;
-      case StreamStatus::error:
+      case detail::RawDeflateStatus::error:
         return std::nullopt;
     }
   }
@@ -272,11 +243,11 @@ std::optional<ByteBuffer> gunzipped(std::span<const std::uint8_t> input) {
 }
 
 std::optional<ByteBuffer> deflated(std::span<const std::uint8_t> input) {
-  return processWhole(input, StreamOperation::encode);
+  return processWhole(input, detail::RawDeflateOperation::encode);
 }
 
 std::optional<ByteBuffer> inflated(std::span<const std::uint8_t> input) {
-  return processWhole(input, StreamOperation::decode);
+  return processWhole(input, detail::RawDeflateOperation::decode);
 }
 
 }  // namespace Keel

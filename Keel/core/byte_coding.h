@@ -65,10 +65,16 @@ class ByteBuffer {
  private:
   void reallocate(std::size_t capacity);
 
-  std::uint8_t* data_ = nullptr;  // from malloc, so that growth can use realloc
+  void release() noexcept;
+
+  // From malloc, so that growth can use realloc; from 1 MiB on, a block of
+  // pages (byte_coding_memory.h) that grows without copying and is reused
+  // by the next large buffer once this one is gone.
+  std::uint8_t* data_ = nullptr;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
   std::size_t mapped_ = 0;  // a prefix known to have its pages mapped already
+  std::size_t block_ = 0;   // bytes of the block of pages; 0 for malloc memory
 };
 
 // Decodes a gzip member or a zlib stream (the header is detected) and returns
@@ -80,8 +86,9 @@ class ByteBuffer {
 // throws (apart from std::bad_alloc) and never returns partial output.
 [[nodiscard]] std::optional<ByteBuffer> gunzipped(std::span<const std::uint8_t> input);
 
-// Encodes `input` as one raw DEFLATE stream at compression level 5. Returns
-// nothing for empty input (never an empty stream) or when the encoder fails.
+// Encodes `input` as one raw DEFLATE stream at the platform codec's fixed
+// level (see raw_deflate.h). Returns nothing for empty input (never an empty
+// stream) or when the encoder fails.
 [[nodiscard]] std::optional<ByteBuffer> deflated(std::span<const std::uint8_t> input);
 
 // Decodes one raw DEFLATE stream. Returns nothing for empty, truncated or

@@ -56,8 +56,9 @@ Bytes repetitiveText(std::size_t size) {
 TEST(ByteBuffer, GrowthKeepsTheBytesAlreadyThere) {
   const Bytes pattern = randomBytes(1000, 3);
   ByteBuffer buffer;
-  for (int round = 0; round < 300; ++round) buffer.append(pattern);  // many reallocations, some moving
-  ASSERT_EQ(buffer.size(), 300'000u);
+  // Many reallocations, some moving, and past 1 MiB into a block of pages.
+  for (int round = 0; round < 3000; ++round) buffer.append(pattern);
+  ASSERT_EQ(buffer.size(), 3'000'000u);
   EXPECT_GE(buffer.capacity(), buffer.size());
   for (std::size_t i = 0; i < buffer.size(); i += 997) ASSERT_EQ(buffer[i], pattern[i % 1000]) << i;
 
@@ -77,6 +78,13 @@ TEST(ByteBuffer, GrowthKeepsTheBytesAlreadyThere) {
   buffer.shrinkToFit();
   EXPECT_TRUE(buffer.empty());
   EXPECT_EQ(buffer, Bytes{});
+
+  // A large buffer's block is kept for the next large one, which sees only
+  // its own bytes.
+  { ByteBuffer first(randomBytes(3 << 20, 5)); }
+  const Bytes second = randomBytes(2 << 20, 6);
+  ByteBuffer reused(second);
+  EXPECT_EQ(reused, second);
 }
 
 TEST(ByteBuffer, CopiesAreDeepMovesEmptyTheSource) {

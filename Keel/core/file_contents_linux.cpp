@@ -6,8 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdio>
 
 #include "Keel/core/descriptor_linux.h"
@@ -32,22 +30,7 @@ std::optional<std::vector<std::uint8_t>> readRegularFile(const std::filesystem::
   const Descriptor file(::open(reopen, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
   if (file.get() < 0) return std::nullopt;
 
-  // One byte beyond the reported size shows a file that grew past the limit.
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(status.st_size) + 1);
-  std::size_t used = 0;
-  for (;;) {
-    if (used == bytes.size()) {
-      if (used > maxBytes) return std::nullopt;
-      bytes.resize(std::min(maxBytes + 1, std::max<std::size_t>(bytes.size() * 2, 4096)));
-    }
-    const ssize_t n = ::read(file.get(), bytes.data() + used, bytes.size() - used);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return std::nullopt;
-    if (n == 0) break;
-    used += static_cast<std::size_t>(n);
-  }
-  bytes.resize(used);
-  return bytes;
+  return readAll<std::vector<std::uint8_t>>(file.get(), maxBytes, static_cast<std::size_t>(status.st_size));
 }
 
 }  // namespace Keel

@@ -1,5 +1,7 @@
-// Fuzzes the raw DEFLATE decoder: no crash, hang or leak on any input, and any
-// result it gives matches zlib's own decoding of the stream.
+// Fuzzes the raw DEFLATE decoder: no crash, hang or leak on any input, and
+// every stream zlib's own decoding completes gives the same bytes. The other
+// way round is not held: libdeflate decodes some streams zlib refuses (the
+// reserved length symbols 286 and 287 of the fixed code, for one).
 #include <cstdint>
 #include <cstdlib>
 #include <span>
@@ -9,10 +11,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto result = Keel::inflated(std::span(data, size));
-  if (result) {
-    bool ended = false;
-    const auto expected = Keel::FuzzSupport::referenceDecode(data, size, -15, ended);
-    if (!ended || *result != expected) std::abort();
-  }
+  bool ended = false;
+  const auto expected = Keel::FuzzSupport::referenceDecode(data, size, -15, ended);
+  if (ended && size != 0 && (!result || *result != expected)) std::abort();
   return 0;
 }

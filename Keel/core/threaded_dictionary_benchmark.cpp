@@ -1,5 +1,8 @@
 // Cost of ThreadedDictionary reads and writes beside a std::unordered_map
-// guarded by a std::shared_mutex, on one and two threads.
+// guarded by a std::shared_mutex, on one and two threads. Rates are per CPU
+// second of the whole process, so the work the dispatch queue's pool does
+// for an async write counts, and the figures hold when other work shares
+// the cores.
 #include "Keel/core/threaded_dictionary.h"
 
 #include <benchmark/benchmark.h>
@@ -73,9 +76,9 @@ void BM_ThreadedDictionaryRead(benchmark::State& state) { reads(state, threadedM
 void BM_SharedMutexMapWrite(benchmark::State& state) { writes(state, lockedMap()); }
 void BM_ThreadedDictionaryAsyncWrite(benchmark::State& state) { writes(state, threadedMap()); }
 
-BENCHMARK(BM_SharedMutexMapRead)->Threads(1)->Threads(2)->UseRealTime()->MinTime(0.3);
-BENCHMARK(BM_ThreadedDictionaryRead)->Threads(1)->Threads(2)->UseRealTime()->MinTime(0.3);
-BENCHMARK(BM_SharedMutexMapWrite)->Threads(1)->Threads(2)->UseRealTime()->MinTime(0.3);
-BENCHMARK(BM_ThreadedDictionaryAsyncWrite)->Threads(1)->Threads(2)->UseRealTime()->MinTime(0.3);
+BENCHMARK(BM_SharedMutexMapRead)->Threads(1)->Threads(2)->MeasureProcessCPUTime()->MinTime(0.3);
+BENCHMARK(BM_ThreadedDictionaryRead)->Threads(1)->Threads(2)->MeasureProcessCPUTime()->MinTime(0.3);
+BENCHMARK(BM_SharedMutexMapWrite)->Threads(1)->Threads(2)->MeasureProcessCPUTime()->MinTime(0.3);
+BENCHMARK(BM_ThreadedDictionaryAsyncWrite)->Threads(1)->Threads(2)->MeasureProcessCPUTime()->MinTime(0.3);
 
 }  // namespace

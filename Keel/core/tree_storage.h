@@ -69,8 +69,24 @@ class Text {
     chars[s.size()] = '\0';
     word_ = reinterpret_cast<std::uintptr_t>(block);  // NOLINT: a block pointer is the word
   }
+  // Tells the constructor below that the 8 bytes from the view's start may
+  // be read even when the view is shorter (a parser's padded buffer).
+  struct ReadableAfter {};
+  static constexpr ReadableAfter readableAfter{};
+  // As Text(s, arena), building a short text with one 8-byte load and a mask
+  // instead of a copy of each size.
+  [[gnu::always_inline]] Text(std::string_view s, TreeArena* arena, ReadableAfter /*unused*/) {
+    if (s.size() - 1 < maxInline) {  // 1 to 6 bytes; an empty view wraps around
+      std::uint64_t bytes = 0;
+      std::memcpy(&bytes, s.data(), sizeof bytes);
+      const std::uint64_t kept = (std::uint64_t{1} << (8 * (s.size() + 1))) - 1;  // the tag byte and the text
+      word_ = ((bytes << 8) & kept) | (s.size() << 1) | inlineBit;
+      return;
+    }
+    word_ = longWord(s, arena);
+  }
   Text(const Text& other) : Text(other.view(), nullptr) {}
-  Text(Text&& other) noexcept : word_(other.inArena() ? Text(other.view(), nullptr).release() : other.release()) {}
+  Text(Text&& other) noexcept : word_(other.inArena() ? heapCopy(other) : other.release()) {}
   Text(Text&& other, SameTree /*unused*/) noexcept : word_(other.release()) {}
   Text& operator=(const Text& other) {
     if (this != &other) *this = Text(other);
@@ -79,7 +95,7 @@ class Text {
   Text& operator=(Text&& other) noexcept {
     if (this != &other) {
       reset();
-      word_ = other.inArena() ? Text(other.view(), nullptr).release() : other.release();
+      word_ = other.inArena() ? heapCopy(other) : other.release();
     }
     return *this;
   }
@@ -111,10 +127,18 @@ class Text {
     if (((word_ | other.word_) & inlineBit) != 0) return false;
     return view() == other.view();
   }
-  // A word that equal texts share: the text itself when short, else a hash.
+  // A word that equal texts share: the text itself when short, else a quick
+  // hash of the length and the first and last eight bytes (a long text has at
+  // least seven bytes and its NUL, so both loads stay inside it).
   [[nodiscard]] std::uint64_t hashWord() const noexcept {
     if ((word_ & inlineBit) != 0 || word_ == 0) return word_;
-    return std::hash<std::string_view>()(view());
+    const std::size_t n = block()->sizeAndPlace >> 1;
+    const char* chars = blockChars();
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    std::memcpy(&first, chars, sizeof first);
+    std::memcpy(&last, chars + (n >= sizeof last ? n - sizeof last : 0), sizeof last);
+    return (first * 0x9E3779B97F4A7C15ULL) ^ (last * 0xC2B2AE3D27D4EB4FULL) ^ n;
   }
   // Against texts, strings and literals alike (each converts to a view).
   friend bool operator==(const Text& a, std::string_view b) noexcept { return a.view() == b; }
@@ -173,7 +197,15 @@ class Text {
       to[0] = s[0];
     }
   }
+  [[gnu::noinline]] static std::uintptr_t longWord(std::string_view s, TreeArena* arena) {
+    return Text(s, arena).release();
+  }
   std::uintptr_t release() noexcept { return std::exchange(word_, 0); }
+  // A text leaving its tree's arena is copied to the heap. Kept out of line:
+  // moves are hot and this path is rare, and inlined into a move from a
+  // just-built short text it leads GCC to warn of bounds the branch never
+  // reaches.
+  [[gnu::noinline]] static std::uintptr_t heapCopy(const Text& other) { return Text(other.view(), nullptr).release(); }
   void reset() noexcept {
     if ((word_ & inlineBit) == 0 && word_ != 0 && (block()->sizeAndPlace & 1) == 0) {
       ::operator delete(reinterpret_cast<void*>(word_));  // NOLINT: the word is a heap block

@@ -34,7 +34,6 @@ void ObserverRuns::signal() {
     // Out of memory: this change goes unreported, later ones try again.
     std::lock_guard lock(mutex_);
     queued_ = false;
-    idle_.notify_all();
   }
 }
 
@@ -42,30 +41,25 @@ void ObserverRuns::drain(const std::shared_ptr<ObserverRuns>& /*keeps this alive
   std::unique_lock lock(mutex_);
   while (pending_ && !stopped_) {
     pending_ = false;
-    runner_ = std::this_thread::get_id();
     lock.unlock();
-    handler_();  // stop() never touches the handler while a run is in progress
+    handler_();  // stop() leaves the handler alone while a drain is queued or running
     lock.lock();
-    runner_ = {};
   }
   queued_ = false;
   std::function<void()> released;
   if (stopped_) released = std::move(handler_);
-  idle_.notify_all();
   lock.unlock();
   // `released` (the handler's captures) is destroyed here, outside the lock.
 }
 
 void ObserverRuns::stop() {
   std::function<void()> released;
-  std::unique_lock lock(mutex_);
+  std::lock_guard lock(mutex_);
   stopped_ = true;
-  if (runner_ == std::this_thread::get_id()) return;  // the handler stops its own observer
-  // Only a run in progress is waited for: a queued drain that has not
-  // started sees `stopped_` and ends without running the handler.
-  idle_.wait(lock, [this] { return runner_ == std::thread::id(); });
+  // A queued drain sees `stopped_` before it would run the handler; a
+  // running one finishes its run and releases the handler itself. Waiting
+  // for it instead would deadlock a handler that waits for this thread.
   if (!queued_) released = std::move(handler_);
-  lock.unlock();
 }
 
 }  // namespace detail

@@ -3,13 +3,11 @@
 // observer lives.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 namespace Keel {
 
@@ -26,21 +24,19 @@ class ObserverRuns {
   // Something happened. Callable from any thread; never blocks for a run.
   void signal();
 
-  // No run starts after this returns. A run in progress on another thread is
-  // waited for; one in progress on this thread (the handler is stopping its
-  // own observer) finishes after this returns. The handler is released.
+  // No run starts after this returns, and it never waits for one: a run
+  // under way (on any thread) finishes after it. The handler is released
+  // here, or when that run ends.
   void stop();
 
  private:
   void drain(const std::shared_ptr<ObserverRuns>& self);
 
   std::mutex mutex_;
-  std::condition_variable idle_;
   std::function<void()> handler_;
   bool queued_ = false;   // a drain task is scheduled or running
   bool pending_ = false;  // a signal not yet answered by a run
   bool stopped_ = false;
-  std::thread::id runner_;  // the thread running the handler, if one is
 
   friend std::shared_ptr<ObserverRuns> makeObserverRuns(std::function<void()>);
   std::weak_ptr<ObserverRuns> self_;
@@ -62,8 +58,9 @@ void endWatch(std::uint64_t id);
 // or each burst of changes close together, runs the handler once on
 // DispatchQueue::global(), never on the constructing thread's stack. The
 // handler learns nothing about what happened. Reading (opening, listing,
-// reading bytes) is not a change, so a handler may list the folder it
-// observes without waking itself.
+// reading bytes) is not a change, and neither is writing to an entry of a
+// folder or changing the entry's attributes: a handler may list its folder,
+// or rewrite a file in it, without waking itself.
 //
 // The observer stays bound to the object it found at construction: if that
 // object is renamed or deleted, the path is not looked up again. A path that
@@ -74,14 +71,18 @@ void endWatch(std::uint64_t id);
 //
 // Runs of one observer never overlap; runs of different observers may.
 // Construction and destruction may happen on any thread, including from
-// inside the handler itself. Nothing throws.
+// inside the handler itself. Destruction never waits for a run, so a handler
+// may wait for the thread that releases its observer (for instance through
+// DispatchQueue::main().sync); what the handler captured lives until its last
+// run has ended, and should be owned or shared by it rather than borrowed
+// from the releasing code. Nothing throws.
 class DirectoryObserver {
  public:
   // Observing is active when the constructor returns.
   DirectoryObserver(const std::filesystem::path& path, std::function<void()> handler);
 
-  // No run starts after this returns. A run in progress on another thread
-  // finishes first; destruction from inside the handler does not wait for it.
+  // Stops observing: no run starts after this returns. A run under way on
+  // another thread is not waited for and may still be going.
   ~DirectoryObserver();
 
   DirectoryObserver(const DirectoryObserver&) = delete;

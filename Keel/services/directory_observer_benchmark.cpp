@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -41,32 +42,36 @@ void reportPercentiles(benchmark::State& state, std::vector<double>& micros) {
 
 void ObserverCreateToHandler(benchmark::State& state) {
   Vantor::Testing::TempDir dir;
-  std::mutex mutex;
-  std::condition_variable ran;
-  Clock::time_point handlerStart;
-  int runs = 0;
-  Keel::DirectoryObserver observer(dir.path(), [&] {
+  // Shared with the handler: releasing the observer does not wait for a run.
+  struct Runs {
+    std::mutex mutex;
+    std::condition_variable ran;
+    Clock::time_point handlerStart;
+    int count = 0;
+  };
+  auto runs = std::make_shared<Runs>();
+  Keel::DirectoryObserver observer(dir.path(), [runs] {
     const auto now = Clock::now();  // the run's start is the figure; waking the bench thread is not
-    std::lock_guard lock(mutex);
-    handlerStart = now;
-    ++runs;
-    ran.notify_all();
+    std::lock_guard lock(runs->mutex);
+    runs->handlerStart = now;
+    ++runs->count;
+    runs->ran.notify_all();
   });
   std::vector<double> micros;
   micros.reserve(kEvents);
   int i = 0;
   for (auto _ : state) {
-    std::unique_lock lock(mutex);
-    const int before = runs;
+    std::unique_lock lock(runs->mutex);
+    const int before = runs->count;
     lock.unlock();
     const auto start = Clock::now();
     createFile(dir.path() / std::to_string(i++));
     lock.lock();
-    if (!ran.wait_for(lock, std::chrono::seconds(10), [&] { return runs > before; })) {
+    if (!runs->ran.wait_for(lock, std::chrono::seconds(10), [&] { return runs->count > before; })) {
       state.SkipWithError("the handler did not run");
       break;
     }
-    micros.push_back(std::chrono::duration<double, std::micro>(handlerStart - start).count());
+    micros.push_back(std::chrono::duration<double, std::micro>(runs->handlerStart - start).count());
   }
   reportPercentiles(state, micros);
 }

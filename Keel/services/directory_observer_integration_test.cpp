@@ -20,40 +20,44 @@ namespace {
 using namespace std::chrono_literals;
 using Vantor::Testing::TempDir;
 
-// Counts handler runs and lets a test wait for them.
+// Counts handler runs and lets a test wait for them. The handler shares the
+// count, so a run still going when the observer is released never outlives it.
 class RunCounter {
  public:
   std::function<void()> handler() {
-    return [this] {
-      std::lock_guard lock(mutex_);
-      ++count_;
-      changed_.notify_all();
+    return [state = state_] {
+      std::lock_guard lock(state->mutex);
+      ++state->count;
+      state->changed.notify_all();
     };
   }
   // True once at least `count` runs happened, false after the time-out.
   bool waitFor(int count, std::chrono::milliseconds timeout = 10s) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, timeout, [&] { return count_ >= count; });
+    std::unique_lock lock(state_->mutex);
+    return state_->changed.wait_for(lock, timeout, [&] { return state_->count >= count; });
   }
   int count() {
-    std::lock_guard lock(mutex_);
-    return count_;
+    std::lock_guard lock(state_->mutex);
+    return state_->count;
   }
   // The count once no run has happened for a while: the runs of a burst
   // that was handed out already may still be in progress.
   int settledCount() {
-    std::unique_lock lock(mutex_);
-    for (int last = -1; last != count_;) {
-      last = count_;
-      changed_.wait_for(lock, 200ms, [&] { return count_ != last; });
+    std::unique_lock lock(state_->mutex);
+    for (int last = -1; last != state_->count;) {
+      last = state_->count;
+      state_->changed.wait_for(lock, 200ms, [&] { return state_->count != last; });
     }
-    return count_;
+    return state_->count;
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0;
+  struct State {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int count = 0;
+  };
+  std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 void touch(const std::filesystem::path& path) { std::ofstream(path) << "x"; }
@@ -116,6 +120,27 @@ TEST(DirectoryObserver, ListingOrReadingTheObjectIsNoChange) {
   std::ifstream(dir.path() / "entry").get();
   ASSERT_TRUE(checkpoint.pass());
   EXPECT_FALSE(runs.waitFor(1, kQuiet));
+}
+
+TEST(DirectoryObserver, WritingOrChmodingAnEntryIsNoChangeSoAHandlerMayRewriteAFileInItsFolder) {
+  TempDir dir;
+  namespace fs = std::filesystem;
+  const auto state = dir.path() / "state";
+  touch(state);
+  RunCounter runs;
+  DirectoryObserver observer(dir.path(), [state, count = runs.handler()] {
+    std::ofstream(state) << "seen";
+    count();
+  });
+  touch(dir.path() / "new");
+  ASSERT_TRUE(runs.waitFor(1));
+  EXPECT_FALSE(runs.waitFor(5, 1s));  // each run waking the next would give hundreds
+  const int settled = runs.settledCount();
+  Checkpoint checkpoint;
+  fs::permissions(state, fs::perms::owner_read);
+  ASSERT_TRUE(checkpoint.pass());
+  EXPECT_FALSE(runs.waitFor(settled + 1, kQuiet));
+  EXPECT_TRUE(runsAfter(runs, [&] { fs::permissions(dir.path(), fs::perms::owner_all); }));  // the folder's own
 }
 
 TEST(DirectoryObserver, PathsThatCannotBeWatchedNeverRunAndNeverFail) {
@@ -184,6 +209,47 @@ TEST(DirectoryObserver, AThousandObserversEachSeeTheirOwnFolder) {
   for (int i = 0; i < kCount; ++i) touch(dir.path() / std::to_string(i) / "a");
   for (int i = 0; i < kCount; ++i) ASSERT_TRUE(counters[static_cast<std::size_t>(i)]->waitFor(1)) << i;
   observers.clear();
+}
+
+// The handler waits for the thread that releases its observer, as one that
+// calls DispatchQueue::main().sync while the main thread releases it does.
+TEST(DirectoryObserver, ReleasingDoesNotWaitForARunOnAnotherThreadAndNoRunStartsAfter) {
+  TempDir dir;
+  struct Shared {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int started = 0;
+    bool released = false;
+    bool sawRelease = false;
+    bool finished = false;
+  };
+  auto shared = std::make_shared<Shared>();
+  auto observer = std::make_unique<DirectoryObserver>(dir.path(), [shared] {
+    std::unique_lock lock(shared->mutex);
+    ++shared->started;
+    shared->changed.notify_all();
+    shared->sawRelease = shared->changed.wait_for(lock, 5s, [&] { return shared->released; });
+    shared->finished = true;
+    shared->changed.notify_all();
+  });
+  touch(dir.path() / "a");
+  std::unique_lock lock(shared->mutex);
+  ASSERT_TRUE(shared->changed.wait_for(lock, 10s, [&] { return shared->started == 1; }));
+  lock.unlock();
+  touch(dir.path() / "b");  // would give a second run, were the observer kept
+  observer.reset();
+  lock.lock();
+  shared->released = true;
+  shared->changed.notify_all();
+  ASSERT_TRUE(shared->changed.wait_for(lock, 10s, [&] { return shared->finished; }));
+  EXPECT_TRUE(shared->sawRelease);
+  lock.unlock();
+  Checkpoint checkpoint;
+  ASSERT_TRUE(checkpoint.pass());
+  touch(dir.path() / "c");
+  ASSERT_TRUE(checkpoint.pass());
+  lock.lock();
+  EXPECT_EQ(shared->started, 1);
 }
 
 TEST(DirectoryObserver, DestroyingTheObserverFromInsideItsHandlerDoesNotDeadlock) {

@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "Keel/core/descriptor_linux.h"
 #include "Keel/services/inotify_watcher.h"
 
 namespace Keel {
@@ -30,24 +31,12 @@ namespace {
 
 // A file larger than this is not a settings file; it reads as unreadable
 // rather than filling memory.
-constexpr off_t kLargestFile = off_t{256} << 20;
+constexpr std::size_t kLargestFile = std::size_t{256} << 20;
 
 FileStamp stampOf(const struct stat& st) {
   return FileStamp{true, static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino),
                    static_cast<std::int64_t>(st.st_size),
                    static_cast<std::int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec};
-}
-
-bool writeAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(n));
-  }
-  return true;
 }
 
 // Creates `folder` and its missing parents, private to the user. Folders
@@ -91,11 +80,7 @@ class LinuxDomainFile final : public DomainFile {
         });
   }
 
-  ~LinuxDomainFile() override {
-    detail::InotifyWatcher::shared().remove(watchId_);
-    if (lockFd_ >= 0) ::close(lockFd_);
-    if (heldFd_ >= 0) ::close(heldFd_);
-  }
+  ~LinuxDomainFile() override { detail::InotifyWatcher::shared().remove(watchId_); }
 
   FileStamp stamp() override {
     struct stat st {};
@@ -105,8 +90,8 @@ class LinuxDomainFile final : public DomainFile {
 
   FileRead read() override {
     FileRead result;
-    const int fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    Descriptor fd(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd.valid()) {
       switch (errno) {
         case ENOENT:
           result.status = FileRead::Status::missing;
@@ -126,61 +111,46 @@ class LinuxDomainFile final : public DomainFile {
       return result;
     }
     struct stat st {};
-    if (::fstat(fd, &st) != 0) {
-      ::close(fd);
+    if (::fstat(fd.get(), &st) != 0) {
       result.status = FileRead::Status::failed;
       return result;
     }
     result.stamp = stampOf(st);
-    if (!S_ISREG(st.st_mode) || st.st_size > kLargestFile) {
-      ::close(fd);
+    if (!S_ISREG(st.st_mode) || static_cast<std::uintmax_t>(st.st_size) > kLargestFile) {
       result.status = FileRead::Status::unreadable;
       return result;
     }
-    result.bytes.resize(static_cast<std::size_t>(st.st_size));
-    std::size_t filled = 0;
-    for (;;) {
-      if (filled == result.bytes.size()) result.bytes.resize(filled + 4096);  // grew since fstat
-      const ssize_t n = ::read(fd, result.bytes.data() + filled, result.bytes.size() - filled);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-        ::close(fd);
-        result.status = (errno == EISDIR) ? FileRead::Status::unreadable : FileRead::Status::failed;
-        return result;
-      }
-      if (n == 0) break;
-      filled += static_cast<std::size_t>(n);
-      if (filled > static_cast<std::size_t>(kLargestFile)) {
-        ::close(fd);
-        result.status = FileRead::Status::unreadable;
-        return result;
-      }
+    // A file that grew past the limit since fstat is no settings file either.
+    auto bytes = readAll<std::string>(fd.get(), kLargestFile, static_cast<std::size_t>(st.st_size));
+    if (!bytes) {
+      result.status = (errno == EISDIR || errno == EFBIG) ? FileRead::Status::unreadable : FileRead::Status::failed;
+      return result;
     }
-    result.bytes.resize(filled);
+    result.bytes = std::move(*bytes);
     result.status = FileRead::Status::read;
-    hold(fd);
+    hold(std::move(fd));
     return result;
   }
 
   bool withLock(const std::function<void()>& body) override {
-    if (lockFd_ < 0) {
+    if (!lockFd_.valid()) {
       makeFolders(folder_);
-      lockFd_ = ::open(lockPath_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-      if (lockFd_ < 0) return false;
+      lockFd_.reset(::open(lockPath_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+      if (!lockFd_.valid()) return false;
     }
     // A writer holds the lock for one file write; a peer that keeps it far
     // longer is stuck, and waiting for it forever would stop this process too.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     auto pause = std::chrono::microseconds(50);
-    while (::flock(lockFd_, LOCK_EX | LOCK_NB) != 0) {
-      if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() > deadline) return false;
+    while (retryOnInterrupt([&] { return ::flock(lockFd_.get(), LOCK_EX | LOCK_NB); }) != 0) {
+      if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline) return false;
       std::this_thread::sleep_for(pause);
       pause = std::min(pause * 2, std::chrono::microseconds(20000));
     }
     struct Unlock {
       int fd;
       ~Unlock() { ::flock(fd, LOCK_UN); }
-    } unlock{lockFd_};
+    } unlock{lockFd_.get()};
     if (!cleaned_) {
       removeAbandonedTemporaries();
       cleaned_ = true;
@@ -198,23 +168,19 @@ class LinuxDomainFile final : public DomainFile {
 
   std::optional<FileStamp> replace(std::string_view bytes) override {
     std::string temporary = temporaryPrefix() + "XXXXXX";
-    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (fd < 0) return std::nullopt;
+    Descriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!fd.valid()) return std::nullopt;
     struct stat st {};
-    const bool ok = ::fchmod(fd, 0600) == 0 && writeAll(fd, bytes) && ::fsync(fd) == 0 && ::fstat(fd, &st) == 0 &&
-                    ::rename(temporary.c_str(), path_.c_str()) == 0;
+    const bool ok = ::fchmod(fd.get(), 0600) == 0 && writeAll(fd.get(), bytes) && ::fsync(fd.get()) == 0 &&
+                    ::fstat(fd.get(), &st) == 0 && ::rename(temporary.c_str(), path_.c_str()) == 0;
     if (!ok) {
       ::unlink(temporary.c_str());
-      ::close(fd);
       return std::nullopt;
     }
     // The rename is durable only once the folder's entry is on disk.
-    const int folderFd = ::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folderFd >= 0) {
-      ::fsync(folderFd);
-      ::close(folderFd);
-    }
-    hold(fd);
+    const Descriptor folder(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder.valid()) ::fsync(folder.get());
+    hold(std::move(fd));
     return stampOf(st);
   }
 
@@ -226,10 +192,9 @@ class LinuxDomainFile final : public DomainFile {
  private:
   // Keeps the version last read or written open, so that its inode cannot be
   // reused by a later version: equal stamps then always mean the same file.
-  void hold(int fd) {
+  void hold(Descriptor fd) {
     std::lock_guard lock(heldMutex_);  // a read and a write may finish at once
-    if (heldFd_ >= 0) ::close(heldFd_);
-    heldFd_ = fd;
+    held_ = std::move(fd);
   }
 
   [[nodiscard]] std::string temporaryPrefix() const { return path_.string() + ".tmp-"; }
@@ -250,9 +215,9 @@ class LinuxDomainFile final : public DomainFile {
   const std::string lockPath_;
   const std::shared_ptr<WatchState> watch_ = std::make_shared<WatchState>();
   std::uint64_t watchId_ = 0;
-  int lockFd_ = -1;
+  Descriptor lockFd_;
   std::mutex heldMutex_;
-  int heldFd_ = -1;
+  Descriptor held_;
   bool cleaned_ = false;
 };
 

@@ -8,8 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <string>
+
+#include "Keel/core/descriptor_linux.h"
 
 namespace Keel::detail {
 
@@ -24,14 +25,13 @@ InotifyWatcher::InotifyWatcher()
     : fd_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)), wakeFd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 InotifyWatcher::~InotifyWatcher() {
+  const Descriptor inotify(fd_);  // closed once the thread has ended
+  const Descriptor wake(wakeFd_);
   if (thread_.joinable()) {
     const std::uint64_t one = 1;
-    while (::write(wakeFd_, &one, sizeof one) < 0 && errno == EINTR) {
-    }
+    (void)writeAll(wakeFd_, &one, sizeof one);
     thread_.join();
   }
-  if (fd_ >= 0) ::close(fd_);
-  if (wakeFd_ >= 0) ::close(wakeFd_);
 }
 
 std::uint64_t InotifyWatcher::add(const std::filesystem::path& path, std::uint32_t mask, Listener listener) {
@@ -76,7 +76,7 @@ void InotifyWatcher::run() {
   alignas(inotify_event) char buffer[16384];
   pollfd polled[2] = {{fd_, POLLIN, 0}, {wakeFd_, POLLIN, 0}};
   for (;;) {
-    if (poll(polled, 2, -1) < 0) continue;  // EINTR
+    if (retryOnInterrupt([&] { return poll(polled, 2, -1); }) < 0) continue;
     if ((polled[1].revents & POLLIN) != 0) return;
     const ssize_t n = ::read(fd_, buffer, sizeof buffer);
     if (n > 0) dispatch(buffer, static_cast<std::size_t>(n));

@@ -11,8 +11,11 @@
 #include <vector>
 
 #include "Keel/services/user_notification_center_linux.h"
+#include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
+#include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
@@ -34,14 +37,8 @@ struct ShownNotification {
 class DesktopNotificationsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    GError* error = nullptr;
-    observer_ = g_dbus_connection_new_for_address_sync(
-        bus_.address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    ASSERT_NE(observer_, nullptr) << error->message;
-    g_dbus_connection_set_exit_on_close(observer_, FALSE);
+    observer_ = Vantor::Testing::connectToBus(bus_.address());
+    ASSERT_NE(observer_, nullptr);
   }
   void TearDown() override {
     if (observer_ != nullptr) g_object_unref(observer_);
@@ -54,17 +51,7 @@ class DesktopNotificationsTest : public ::testing::Test {
     ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return serverOnBus(); }, 30s)) << "the mock server never came up";
   }
 
-  bool serverOnBus() {
-    GVariant* reply =
-        g_dbus_connection_call_sync(observer_, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                                    "NameHasOwner", g_variant_new("(s)", "org.freedesktop.Notifications"),
-                                    G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
-    if (reply == nullptr) return false;
-    gboolean owned = FALSE;
-    g_variant_get(reply, "(b)", &owned);
-    g_variant_unref(reply);
-    return owned != FALSE;
-  }
+  bool serverOnBus() { return Vantor::Testing::nameHasOwner(observer_, "org.freedesktop.Notifications"); }
 
   // The Notify calls the mock recorded, oldest first.
   std::vector<ShownNotification> shown() {
@@ -202,6 +189,33 @@ TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
   drain(center);
   EXPECT_FALSE(called.load());
   EXPECT_TRUE(shown().empty());
+}
+
+// A bus that accepts and never answers: the first completion reports the
+// failure at the time-out, and the work queued behind it is not held up again.
+TEST_F(DesktopNotificationsTest, ASilentBusFailsEachCompletionWithinTheTimeOutAndTheQueueMovesOn) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
+  DesktopNotificationOptions options;
+  options.busAddress = silent.address();
+  options.responseTimeout = 300ms;
+  options.turnedOffByUser = [] { return false; };
+  DesktopNotificationCenter center(options);
+  std::promise<std::pair<bool, std::optional<NotificationError>>> authorization;
+  std::promise<AuthorizationStatus> status;
+  std::promise<std::optional<NotificationError>> added;
+  center.requestAuthorization(7, [&](bool granted, std::optional<NotificationError> error) {
+    authorization.set_value({granted, std::move(error)});
+  });
+  center.getNotificationSettings([&](NotificationSettings settings) { status.set_value(settings.authorizationStatus); });
+  center.add({"id", {"Title", "Body", true}}, [&](std::optional<NotificationError> error) { added.set_value(error); });
+
+  auto [granted, error] = await(authorization.get_future());
+  EXPECT_FALSE(granted);
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->description.find("did not answer within 0.3 s"), std::string::npos) << error->description;
+  EXPECT_EQ(await(status.get_future()), AuthorizationStatus::notDetermined);
+  EXPECT_TRUE(await(added.get_future()).has_value());
 }
 
 }  // namespace

@@ -92,8 +92,7 @@ std::optional<std::vector<int>> defaultRouteInterfaces() {
   std::vector<int> interfaces;
   alignas(nlmsghdr) unsigned char buffer[32768];
   for (;;) {
-    const ssize_t received = ::recv(socket.get(), buffer, sizeof buffer, 0);
-    if (received < 0 && errno == EINTR) continue;
+    const ssize_t received = retryOnInterrupt([&] { return ::recv(socket.get(), buffer, sizeof buffer, 0); });
     if (received <= 0) return std::nullopt;
     const auto length = static_cast<std::size_t>(received);
     for (std::size_t at = 0; at + sizeof(nlmsghdr) <= length;) {

@@ -11,6 +11,7 @@
 
 #include "Keel/core/bundle.h"
 #include "Keel/core/dispatch_queue.h"
+#include "Keel/core/message_bus_linux.h"
 #include "Keel/services/user_defaults.h"
 
 namespace Keel {
@@ -19,14 +20,7 @@ namespace {
 constexpr const char* kService = "org.freedesktop.Notifications";
 constexpr const char* kPath = "/org/freedesktop/Notifications";
 constexpr const char* kInterface = "org.freedesktop.Notifications";
-constexpr int kCallTimeoutMs = 5000;
 constexpr std::size_t kRememberedIdentifiers = 1024;
-
-NotificationError errorOf(GError* error, const char* fallback) {
-  NotificationError result{error != nullptr ? error->message : fallback};
-  g_clear_error(&error);
-  return result;
-}
 
 // GVariant texts must be UTF-8; anything else is repaired rather than lost.
 std::string validUtf8(const std::string& text) {
@@ -63,7 +57,8 @@ std::string gnomeNotificationPolicyPath(std::string_view applicationId) {
 struct DesktopNotificationCenter::State {
   DesktopNotificationOptions options;
   DispatchQueue queue{"com.keel.usernotifications"};
-  GDBusConnection* connection = nullptr;  // used on `queue` only
+  std::unique_ptr<detail::BusConnection> bus;  // on `queue` only
+  detail::BusClock::time_point retryAfter;     // on `queue` only: a failed bus is not asked again before
 
   mutable std::mutex idsMutex;
   std::map<std::string, std::uint32_t> ids;  // guarded by idsMutex
@@ -71,42 +66,39 @@ struct DesktopNotificationCenter::State {
 
   explicit State(DesktopNotificationOptions o) : options(std::move(o)) {}
 
-  ~State() {
-    if (connection != nullptr) {
-      g_dbus_connection_close_sync(connection, nullptr, nullptr);
-      g_object_unref(connection);
+  // The bus connection, made again after the bus went away, or why there is
+  // none. A bus that did not answer is not asked again for one response
+  // time-out, so that the work queued behind a silent bus fails at once
+  // instead of waiting its turn for a deadline each. On `queue` only.
+  detail::GObjectPtr<GDBusConnection> connect(std::optional<NotificationError>& problem) {
+    const auto now = detail::BusClock::now();
+    if (bus && (bus->get() || now < retryAfter)) {
+      if (auto connection = bus->get()) return connection;
+      problem = NotificationError{*bus->failure()};
+      return nullptr;
     }
-  }
-
-  // The bus connection, made again after the bus went away; nullptr when
-  // there is no bus. On `queue` only.
-  GDBusConnection* connect(GError** error) {
-    if (connection != nullptr && g_dbus_connection_is_closed(connection) == FALSE) return connection;
-    if (connection != nullptr) g_clear_object(&connection);
-    gchar* address = options.busAddress ? g_strdup(options.busAddress->c_str())
-                                        : g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, error);
-    if (address == nullptr) return nullptr;
-    connection = g_dbus_connection_new_for_address_sync(
-        address,
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, error);
-    g_free(address);
-    // The default would send this process SIGTERM when the bus dies.
-    if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
+    bus = std::make_unique<detail::BusConnection>(detail::BusType::session, options.busAddress,
+                                                  options.responseTimeout);
+    auto connection = bus->wait();
+    if (!connection) {
+      retryAfter = detail::BusClock::now() + options.responseTimeout;
+      problem = NotificationError{bus->failure().value_or("There is no session bus.")};
+    }
     return connection;
   }
 
   // Nothing when a notification server answers; otherwise why not.
   std::optional<NotificationError> serverProblem() {
-    GError* error = nullptr;
-    GDBusConnection* bus = connect(&error);
-    if (bus == nullptr) return errorOf(error, "There is no session bus.");
-    GVariant* reply =
-        g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "GetServerInformation", nullptr,
-                                    G_VARIANT_TYPE("(ssss)"), G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &error);
-    if (reply == nullptr) return errorOf(error, "No notification server answers.");
-    g_variant_unref(reply);
+    const auto deadline = detail::BusClock::now() + options.responseTimeout;
+    std::optional<NotificationError> problem;
+    const auto connection = connect(problem);
+    if (!connection) return problem;
+    detail::GErrorSlot error;
+    if (!detail::callSync(connection.get(), {kService, kPath, kInterface, "GetServerInformation", nullptr,
+                                      G_VARIANT_TYPE("(ssss)")},
+                          deadline, error)) {
+      return NotificationError{error.message("No notification server answers.")};
+    }
     return std::nullopt;
   }
 
@@ -115,9 +107,10 @@ struct DesktopNotificationCenter::State {
   }
 
   std::optional<NotificationError> show(const NotificationRequest& request) {
-    GError* error = nullptr;
-    GDBusConnection* bus = connect(&error);
-    if (bus == nullptr) return errorOf(error, "There is no session bus.");
+    const auto deadline = detail::BusClock::now() + options.responseTimeout;
+    std::optional<NotificationError> problem;
+    const auto connection = connect(problem);
+    if (!connection) return problem;
     GVariantBuilder hints;
     g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
     if (request.content.defaultSound) {
@@ -131,13 +124,13 @@ struct DesktopNotificationCenter::State {
         g_variant_new("(susssas@a{sv}i)", validUtf8(options.applicationName).c_str(), 0u, "",
                       validUtf8(request.content.title).c_str(), validUtf8(request.content.body).c_str(), nullptr,
                       g_variant_builder_end(&hints), -1);
-    GVariant* reply =
-        g_dbus_connection_call_sync(bus, kService, kPath, kInterface, "Notify", parameters, G_VARIANT_TYPE("(u)"),
-                                    G_DBUS_CALL_FLAGS_NONE, kCallTimeoutMs, nullptr, &error);
-    if (reply == nullptr) return errorOf(error, "The notification server did not answer.");
+    detail::GErrorSlot error;
+    const auto reply =
+        detail::callSync(connection.get(), {kService, kPath, kInterface, "Notify", parameters, G_VARIANT_TYPE("(u)")},
+                         deadline, error);
+    if (!reply) return NotificationError{error.message("The notification server did not answer.")};
     guint32 id = 0;
-    g_variant_get(reply, "(u)", &id);
-    g_variant_unref(reply);
+    g_variant_get(reply.get(), "(u)", &id);
     std::lock_guard lock(idsMutex);
     ids[request.identifier] = id;
     idOrder.push_back(request.identifier);

@@ -2,6 +2,7 @@
 // (org.freedesktop.Notifications) on the session bus.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +15,10 @@
 namespace Keel {
 
 struct DesktopNotificationOptions {
-  std::optional<std::string> busAddress = {};  // nothing: the user's session bus
+  std::optional<std::string> busAddress = {};  // nothing: the session bus (Keel/core/message_bus_linux.h)
+  // Connecting and each call together take at most this long; a bus that
+  // accepts and then says nothing is not asked again for as long.
+  std::chrono::milliseconds responseTimeout{5000};
   std::string applicationName = "Keel";        // shown by the desktop beside each notification
   std::string applicationId = "keel";          // the desktop-entry name the desktop files settings under
   // True when the user turned the application's notifications off; nothing:

@@ -16,7 +16,7 @@ struct ChildOutcome {
 };
 
 // Starts a child process and collects its standard output. The Linux one
-// (system()) uses posix_spawn and pipes; tests give fakes.
+// (system()) starts a process with pipes; tests give fakes.
 class ChildProcessLauncher {
  public:
   virtual ~ChildProcessLauncher() = default;

@@ -9,6 +9,8 @@
 #include "Plinth/desktop/sleep_wake_observer_linux.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
+#include "testing/temp_dir.h"
 
 namespace Plinth {
 namespace {
@@ -96,15 +98,19 @@ TEST(SleepWakeOnLogind, TheDelegateHearsSleepThenWakeOnTheMainLoop) {
   EXPECT_EQ(controlDelegate->heard->events.size(), 4U);
 }
 
-TEST(SleepWakeOnLogind, NoBusMeansNoEventsAndNoError) {
-  std::optional<bool> listening;
-  LogindSleepEvents events({"unix:path=/nonexistent/bus", [&](bool confirmed) {
-                              listening = confirmed;
-                              Keel::RunLoop::main().stop();
-                            }});
-  events.start([](bool) { ADD_FAILURE() << "an event without a bus"; });
-  Keel::RunLoop::main().run();
-  EXPECT_EQ(listening, false);
+TEST(SleepWakeOnLogind, NoBusOrASilentOneMeansNoEventsAndNoError) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
+  for (const std::string& address : {std::string("unix:path=/nonexistent/bus"), silent.address()}) {
+    std::optional<bool> listening;
+    LogindSleepEvents events({address, [&](bool confirmed) {
+                                listening = confirmed;
+                                Keel::RunLoop::main().stop();
+                              }});
+    events.start([](bool) { ADD_FAILURE() << "an event without a bus"; });
+    Keel::RunLoop::main().run();
+    EXPECT_EQ(listening, false) << address;
+  }
 }
 
 }  // namespace

@@ -17,8 +17,8 @@ namespace Plinth {
 class LogindSleepEvents final : public SleepEventSource {
  public:
   struct Options {
-    // The bus to listen on; the system bus when absent (DBUS_SYSTEM_BUS_ADDRESS
-    // or the standard socket).
+    // The bus to listen on; the system bus of the address policy
+    // (Keel/core/message_bus_linux.h) when absent.
     std::optional<std::string> busAddress = std::nullopt;
     // Called once on the main run loop: true when the bus has confirmed the
     // subscription (so that no later signal can be missed), false when there

@@ -27,27 +27,25 @@ inline constexpr std::chrono::milliseconds kBusResponseTimeout{3000};
 class BusNotificationCenter final : public DistributedNotificationCenter {
  public:
   // Connects, on first use, to the bus at `address`, or to the session bus
-  // named by the environment when none is given. A connection not made within
-  // `responseTimeout` of the first use is given up: the centre is then
-  // unavailable, the reason naming the bus that did not answer. Synchronous
-  // calls never wait longer than that for the connection, except when a bus
-  // stops between authenticating and answering its first call, which GDBus
-  // itself bounds at 25 s; the asynchronous addObserver always reports within
-  // `responseTimeout`.
+  // of the address policy (Keel/core/message_bus_linux.h) when none is given.
+  // A connection not made within `responseTimeout` of the first use is given
+  // up: the centre is then unavailable, the reason naming the bus that did
+  // not answer. No call waits longer than `responseTimeout` from its start.
   explicit BusNotificationCenter(std::optional<std::string> address = std::nullopt,
                                  std::chrono::milliseconds responseTimeout = kBusResponseTimeout);
   ~BusNotificationCenter() override;
 
   // Returns once the bus has confirmed the registration, or after the
-  // response time-out.
+  // response time-out. Every valid UTF-8 name can be observed: names that
+  // the bus's match rules cannot carry are filtered on receipt.
   void addObserver(const void* observer, Selector selector, const std::string& name,
                    const std::optional<std::string>& object) override;
   // The whole registration, connecting included, has `responseTimeout` from
   // the call.
   void addObserver(const void* observer, Selector selector, const std::string& name,
                    const std::optional<std::string>& object, Registered registered) override;
-  // Starts connecting on the calling thread's context (whose run loop then
-  // serves the connection's "closed" signal), bounded like the first use.
+  // Starts connecting, bounded like any first use; the calling thread's run
+  // loop is then the one the connection-lost handler runs on.
   void prepareConnection() override;
   void removeObserver(const void* observer, const std::string& name) override;
   void post(const std::string& name, const std::optional<std::string>& object) override;

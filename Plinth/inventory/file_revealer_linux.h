@@ -1,5 +1,6 @@
 // Revealing items through the session's file manager:
-//   bus:          the session bus (or the address given)
+//   bus:          the session bus of the address policy
+//                 (Keel/core/message_bus_linux.h), or the address given
 //   destination:  org.freedesktop.FileManager1
 //   path:         /org/freedesktop/FileManager1
 //   call:         org.freedesktop.FileManager1.ShowItems(as uris, s startup id)

@@ -18,10 +18,13 @@
 #include <utility>
 #include <vector>
 
+#include "Keel/core/descriptor_linux.h"
 #include "Plinth/inventory/io_utilities.h"
 
 namespace Plinth {
 namespace {
+
+using Keel::Descriptor;
 
 // Folders waiting to be entered keep their parent's descriptor, so that they
 // open with one openat instead of a lookup of the whole path. Only this many
@@ -31,17 +34,14 @@ constexpr long kMaximumKeptDescriptors = 64;
 
 class SharedDescriptor {
  public:
-  SharedDescriptor(int fd, std::atomic<long>& count) : fd_(fd), count_(count) { ++count_; }
-  ~SharedDescriptor() {
-    ::close(fd_);
-    --count_;
-  }
+  SharedDescriptor(Descriptor fd, std::atomic<long>& count) : fd_(std::move(fd)), count_(count) { ++count_; }
+  ~SharedDescriptor() { --count_; }
   SharedDescriptor(const SharedDescriptor&) = delete;
   SharedDescriptor& operator=(const SharedDescriptor&) = delete;
-  [[nodiscard]] int get() const { return fd_; }
+  [[nodiscard]] int get() const { return fd_.get(); }
 
  private:
-  int fd_;
+  Descriptor fd_;
   std::atomic<long>& count_;
 };
 
@@ -49,37 +49,27 @@ constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 // Opens a folder by a path of any length: a path of PATH_MAX or more is
 // opened piece by piece, each piece relative to the folder before it.
-int openLongPath(const std::string& path, int lastFlags) {
-  if (path.size() < PATH_MAX) return ::open(path.c_str(), lastFlags);
-  int fd = AT_FDCWD;
+Descriptor openLongPath(const std::string& path, int lastFlags) {
+  if (path.size() < PATH_MAX) return Descriptor(::open(path.c_str(), lastFlags));
+  Descriptor at;  // none: the current folder
+  const auto base = [&] { return at.valid() ? at.get() : AT_FDCWD; };
   std::size_t start = 0;
   while (path.size() - start >= PATH_MAX) {
     const std::size_t cut = path.rfind('/', start + PATH_MAX - 2);
     if (cut == std::string::npos || cut < start) {
-      if (fd != AT_FDCWD) ::close(fd);
       errno = ENAMETOOLONG;
-      return -1;
+      return Descriptor();
     }
     if (cut == start && start > 0) {  // a doubled "/"
       start = cut + 1;
       continue;
     }
     const std::string piece = cut == start ? std::string("/") : path.substr(start, cut - start);
-    const int next = ::openat(fd, piece.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    const int saved = errno;
-    if (fd != AT_FDCWD) ::close(fd);
-    if (next < 0) {
-      errno = saved;
-      return -1;
-    }
-    fd = next;
+    at = Descriptor(::openat(base(), piece.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!at.valid()) return Descriptor();
     start = cut + 1;
   }
-  const int result = ::openat(fd, path.c_str() + start, lastFlags);
-  const int saved = errno;
-  if (fd != AT_FDCWD) ::close(fd);
-  errno = saved;
-  return result;
+  return Descriptor(::openat(base(), path.c_str() + start, lastFlags));
 }
 
 struct Pending {
@@ -121,16 +111,16 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
       if (step == WalkStep::stop) return false;
       if (step == WalkStep::skipDescendants || (options.skipPackageContents && isPackageName(name))) continue;
     }
-    int fd = -1;
+    Descriptor opened;
     if (isRoot) {
-      fd = openLongPath(folder.path, kFolderFlags);
+      opened = openLongPath(folder.path, kFolderFlags);
     } else if (folder.parent) {
-      fd = ::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart, kFolderFlags | O_NOFOLLOW);
+      opened.reset(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart, kFolderFlags | O_NOFOLLOW));
     } else {
-      fd = openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+      opened = openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
     }
     folder.parent.reset();
-    if (fd < 0) {
+    if (!opened.valid()) {
       const int error = errno;
       if (isRoot) {
         report(folder.path, error);
@@ -140,20 +130,18 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
       continue;
     }
     isRoot = false;
-    auto descriptor = std::make_shared<SharedDescriptor>(fd, kept);
+    const int fd = opened.get();
+    auto descriptor = std::make_shared<SharedDescriptor>(std::move(opened), kept);
 
     // Read the whole listing first, so that only pending folders, never open
     // listings, accumulate as the walk goes deeper.
     children.clear();
-    const int listingFd = ::dup(fd);
-    DIR* listing = listingFd < 0 ? nullptr : ::fdopendir(listingFd);
-    if (listing == nullptr) {
-      const int error = errno;
-      if (listingFd >= 0) ::close(listingFd);
-      if (report(folder.path, error) == WalkStep::stop) return false;
+    Keel::Listing listing = Keel::listingOf(fd);
+    if (!listing) {
+      if (report(folder.path, errno) == WalkStep::stop) return false;
       continue;
     }
-    while (const dirent* entry = ::readdir(listing)) {
+    while (const dirent* entry = ::readdir(listing.get())) {
       const std::string_view name(entry->d_name);
       if (name == "." || name == "..") continue;
       if (options.skipHidden && hidden(name)) continue;
@@ -164,10 +152,7 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
         if (::fstatat(fd, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
           // Gone since the listing was read, or not examinable.
           const int error = errno;
-          if (report(folder.path + "/" + child.name, error) == WalkStep::stop) {
-            ::closedir(listing);
-            return false;
-          }
+          if (report(folder.path + "/" + child.name, error) == WalkStep::stop) return false;
           continue;
         }
         child.isDirectory = S_ISDIR(status.st_mode);
@@ -176,7 +161,7 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
       }
       children.push_back(std::move(child));
     }
-    ::closedir(listing);
+    listing.reset();
     if (options.progress != nullptr) {
       options.progress->foldersDone.fetch_add(1, std::memory_order_relaxed);
       options.progress->entriesSeen.fetch_add(children.size(), std::memory_order_relaxed);
@@ -214,9 +199,9 @@ class SizeSum {
   explicit SizeSum(const WalkOptions& options) : options_(options) {}
 
   std::uint64_t run(const std::string& root) {
-    const int fd = openLongPath(root, kFolderFlags);
-    if (fd < 0) return 0;
-    pending_.push_back(Pending{root, root.size(), std::make_shared<SharedDescriptor>(fd, kept_)});
+    Descriptor fd = openLongPath(root, kFolderFlags);
+    if (!fd.valid()) return 0;
+    pending_.push_back(Pending{root, root.size(), std::make_shared<SharedDescriptor>(std::move(fd), kept_)});
     std::thread helper;
     work(&helper);
     if (helper.joinable()) helper.join();
@@ -262,24 +247,20 @@ class SizeSum {
     if (folder.nameStart == folder.path.size()) {
       descriptor = std::move(folder.parent);  // the root, opened already
     } else {
-      const int fd = folder.parent ? ::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart,
-                                              kFolderFlags | O_NOFOLLOW)
-                                   : openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+      Descriptor fd = folder.parent ? Descriptor(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart,
+                                                          kFolderFlags | O_NOFOLLOW))
+                                    : openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
       folder.parent.reset();
-      if (fd < 0) return 0;
-      descriptor = std::make_shared<SharedDescriptor>(fd, kept_);
+      if (!fd.valid()) return 0;
+      descriptor = std::make_shared<SharedDescriptor>(std::move(fd), kept_);
     }
     const int fd = descriptor->get();
-    const int listingFd = ::dup(fd);
-    DIR* listing = listingFd < 0 ? nullptr : ::fdopendir(listingFd);
-    if (listing == nullptr) {
-      if (listingFd >= 0) ::close(listingFd);
-      return 0;
-    }
+    const Keel::Listing listing = Keel::listingOf(fd);
+    if (!listing) return 0;
     std::uint64_t sum = 0;
     std::uint64_t entries = 0;
     const bool keep = kept_.load(std::memory_order_relaxed) < kMaximumKeptDescriptors;
-    while (const dirent* entry = ::readdir(listing)) {
+    while (const dirent* entry = ::readdir(listing.get())) {
       const std::string_view name(entry->d_name);
       if (name == "." || name == "..") continue;
       bool isFolder = entry->d_type == DT_DIR;
@@ -298,7 +279,6 @@ class SizeSum {
         found.push_back(Pending{std::move(path), nameStart, keep ? descriptor : nullptr});
       }
     }
-    ::closedir(listing);
     if (options_.progress != nullptr) {
       options_.progress->foldersDone.fetch_add(1, std::memory_order_relaxed);
       options_.progress->entriesSeen.fetch_add(entries, std::memory_order_relaxed);

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Keel/core/descriptor_linux.h"
+
 namespace Plinth {
 
 PathType IOUtilities::pathType(const std::string& path) {
@@ -37,62 +39,42 @@ std::optional<Keel::Date> IOUtilities::dateAttribute(const std::string& path, st
 
 namespace {
 
-// Removes everything inside the folder open at `fd` (which it takes over),
-// holding one descriptor at a time whatever the depth: it goes down by
-// openat without following links and back up by "..", which for a folder
-// entered that way is the folder it came from. Stops at the first failure.
-bool emptyFolder(int fd) {
+// Removes everything inside the folder open at `fd`, holding one descriptor
+// at a time whatever the depth: it goes down by openat without following
+// links and back up by "..", which for a folder entered that way is the
+// folder it came from. Stops at the first failure.
+bool emptyFolder(Keel::Descriptor fd) {
   std::vector<std::string> names;  // the folders entered, one per level
   while (true) {
-    const int listingFd = ::dup(fd);
-    DIR* listing = listingFd < 0 ? nullptr : ::fdopendir(listingFd);
-    if (listing == nullptr) {
-      if (listingFd >= 0) ::close(listingFd);
-      ::close(fd);
-      return false;
-    }
     std::string folder;
-    bool failed = false;
-    while (const dirent* entry = ::readdir(listing)) {
-      const std::string_view name(entry->d_name);
-      if (name == "." || name == "..") continue;
-      bool isFolder = entry->d_type == DT_DIR;
-      if (entry->d_type == DT_UNKNOWN) {
-        struct stat status {};
-        isFolder = ::fstatat(fd, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+    {
+      const Keel::Listing listing = Keel::listingOf(fd.get());
+      if (!listing) return false;
+      while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string_view name(entry->d_name);
+        if (name == "." || name == "..") continue;
+        bool isFolder = entry->d_type == DT_DIR;
+        if (entry->d_type == DT_UNKNOWN) {
+          struct stat status {};
+          isFolder = ::fstatat(fd.get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+        }
+        if (isFolder) {
+          if (folder.empty()) folder = name;
+        } else if (::unlinkat(fd.get(), entry->d_name, 0) != 0 && errno != ENOENT) {
+          return false;
+        }
       }
-      if (isFolder) {
-        if (folder.empty()) folder = name;
-      } else if (::unlinkat(fd, entry->d_name, 0) != 0 && errno != ENOENT) {
-        failed = true;
-        break;
-      }
-    }
-    ::closedir(listing);
-    if (failed) {
-      ::close(fd);
-      return false;
     }
     if (!folder.empty()) {
-      const int child = ::openat(fd, folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-      ::close(fd);
-      if (child < 0) return false;
-      fd = child;
+      fd = Keel::Descriptor(::openat(fd.get(), folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+      if (!fd.valid()) return false;
       names.push_back(std::move(folder));
       continue;
     }
-    if (names.empty()) {
-      ::close(fd);
-      return true;
-    }
-    const int parent = ::openat(fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ::close(fd);
-    if (parent < 0) return false;
-    fd = parent;
-    if (::unlinkat(fd, names.back().c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) {
-      ::close(fd);
-      return false;
-    }
+    if (names.empty()) return true;
+    fd = Keel::Descriptor(::openat(fd.get(), "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd.valid()) return false;
+    if (::unlinkat(fd.get(), names.back().c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) return false;
     names.pop_back();
   }
 }
@@ -105,8 +87,8 @@ bool IOUtilities::deleteItem(const Keel::URL& url) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT;
   if (S_ISDIR(status.st_mode)) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd >= 0 && emptyFolder(fd)) (void)::rmdir(path.c_str());
+    Keel::Descriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (fd.valid() && emptyFolder(std::move(fd))) (void)::rmdir(path.c_str());
   } else {
     (void)::unlink(path.c_str());
   }

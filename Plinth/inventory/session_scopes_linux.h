@@ -29,9 +29,10 @@ inline constexpr std::chrono::milliseconds kScopeResponseTimeout{1000};
 
 class SystemdSessionScopes final : public SessionScopes {
  public:
-  // Each move connects to the bus at `address`, or to the session bus named
-  // by the environment when none is given, on a thread of its own, and is
-  // given up `responseTimeout` after it was asked for, connecting included.
+  // Each move connects to the bus at `address`, or to the session bus of the
+  // address policy (Keel/core/message_bus_linux.h) when none is given, on a
+  // thread of its own, and is given up `responseTimeout` after it was asked
+  // for, connecting included.
   explicit SystemdSessionScopes(std::optional<std::string> address = std::nullopt,
                                 std::chrono::milliseconds responseTimeout = kScopeResponseTimeout);
   ~SystemdSessionScopes() override;

@@ -13,6 +13,7 @@
 #include "testing/dbus_mock.h"
 #include "testing/file_text.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
 #include "testing/temp_dir.h"
 
 namespace Plinth {
@@ -91,7 +92,11 @@ TEST(BusFileRevealer, AsksTheFileManagerOrSaysThereIsNone) {
   EXPECT_EQ(calls[1].rfind("[<['file:///srv/x']>, <", 0), 0U) << calls[1];
 
   const BusFileRevealer nowhere(std::string("unix:path=/nonexistent/bus"));
-  EXPECT_NE(nowhere.showItems({}).error.find("no session bus"), std::string::npos);
+  EXPECT_NE(nowhere.showItems({}).error.find("no D-Bus session bus"), std::string::npos);
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
+  const BusFileRevealer wedged(silent.address(), std::chrono::milliseconds(300));
+  EXPECT_NE(wedged.showItems({}).error.find("did not answer within 0.3 s"), std::string::npos);
 }
 
 }  // namespace

@@ -1,15 +1,13 @@
-// Running applications from /proc; opening applications with posix_spawn.
+// Running applications from /proc; opening applications as detached
+// processes.
 #include "Plinth/inventory/workspace_linux.h"
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -18,9 +16,8 @@
 #include <utility>
 
 #include "Keel/core/bundle.h"
-#include "Plinth/inventory/every_signal_linux.h"
-
-extern char** environ;
+#include "Keel/core/descriptor_linux.h"
+#include "Keel/core/process_launch_linux.h"
 
 namespace Plinth {
 namespace {
@@ -58,11 +55,10 @@ std::optional<std::string> linkOf(int procFd, const char* pid, const char* name)
 std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid) {
   char name[64];
   std::snprintf(name, sizeof name, "%s/cmdline", pid);
-  const int fd = openat(procFd, name, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return std::nullopt;
+  const Keel::Descriptor fd(openat(procFd, name, O_RDONLY | O_CLOEXEC));
+  if (!fd.valid()) return std::nullopt;
   char buffer[4096];
-  const ssize_t n = read(fd, buffer, sizeof buffer);
-  close(fd);
+  const ssize_t n = Keel::readSome(fd.get(), buffer, sizeof buffer);
   if (n <= 0) return std::nullopt;
   std::string_view rest(buffer, static_cast<std::size_t>(n));
   rest.remove_prefix(std::min(rest.size(), rest.find('\0')));  // the program name
@@ -97,12 +93,12 @@ std::optional<std::filesystem::path> scriptBundleOf(int procFd, const char* pid)
 
 std::vector<RunningApplication> LinuxWorkspace::runningApplications() const {
   std::vector<RunningApplication> apps;
-  DIR* dir = opendir(procRoot_.c_str());
-  if (dir == nullptr) return apps;
-  const int procFd = dirfd(dir);
+  const Keel::Listing dir(opendir(procRoot_.c_str()));
+  if (!dir) return apps;
+  const int procFd = dirfd(dir.get());
   // Many processes share one bundle: read each Info.plist once per listing.
   std::map<std::filesystem::path, std::optional<std::string>> identifiers;
-  while (const dirent* entry = readdir(dir)) {
+  while (const dirent* entry = readdir(dir.get())) {
     if (!isPid(entry->d_name)) continue;
     const auto executable = linkOf(procFd, entry->d_name, "exe");
     if (!executable) continue;
@@ -121,7 +117,6 @@ std::vector<RunningApplication> LinuxWorkspace::runningApplications() const {
     }
     apps.push_back(std::move(app));
   }
-  closedir(dir);
   std::sort(apps.begin(), apps.end(), [](const RunningApplication& a, const RunningApplication& b) {
     return a.processIdentifier < b.processIdentifier;
   });
@@ -136,39 +131,22 @@ std::optional<int> LinuxWorkspace::launchApplication(const std::filesystem::path
   if (!executablePath) return std::nullopt;
   const std::string executable = executablePath->string();
 
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  sigemptyset(&none);
-  const sigset_t all = everySignal();
   // A session of its own, so that the launcher's terminal and process group
-  // going away do not take it along; default handling of every signal and an
-  // empty mask, whatever this process set up for itself.
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-  posix_spawn_file_actions_addchdir_np(&actions, "/");
-
-  char* argv[] = {const_cast<char*>(executable.c_str()), nullptr};
-  pid_t pid = 0;
-  const int error = posix_spawn(&pid, executable.c_str(), &actions, &attributes, argv, environ);
-  posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attributes);
-  if (error != 0) return std::nullopt;
+  // going away do not take it along.
+  const Keel::LaunchResult launched = Keel::launchProcess({.executable = executable,
+                                                           .workingFolder = "/",
+                                                           .newSession = true,
+                                                           .standardInput = Keel::ChildStream::null(),
+                                                           .standardOutput = Keel::ChildStream::null(),
+                                                           .standardError = Keel::ChildStream::null()});
+  if (!launched.started()) return std::nullopt;
+  const pid_t pid = launched.pid;
 
   // The child outlives us if it must; while we live, we reap it as soon as
   // it ends so that it never stays a zombie.
   std::thread([pid] {
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    (void)Keel::retryOnInterrupt([&] { return waitpid(pid, &status, 0); });
   }).detach();
   return pid;
 }

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 
+#include "Keel/core/descriptor_linux.h"
 #include "Plinth/inventory/directory.h"
 
 namespace Plinth {
@@ -20,12 +21,10 @@ class PosixProtectedFileAccess final : public ProtectedFileAccess {
   [[nodiscard]] bool canReadContents(const std::string& path) const override {
     // Reading one byte proves the contents can be had; a directory fails
     // here with EISDIR, as it has no contents.
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    if (fd < 0) return false;
+    const Keel::Descriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    if (!fd.valid()) return false;
     char byte = 0;
-    const bool readable = ::read(fd, &byte, 1) >= 0;
-    ::close(fd);
-    return readable;
+    return Keel::readSome(fd.get(), &byte, 1) >= 0;
   }
   [[nodiscard]] std::optional<bool> isDirectory(const std::string& path) const override {
     struct stat info {};
@@ -33,14 +32,12 @@ class PosixProtectedFileAccess final : public ProtectedFileAccess {
     return S_ISDIR(info.st_mode);
   }
   [[nodiscard]] std::optional<int> listingFailure(const std::string& path) const override {
-    DIR* directory = ::opendir(path.c_str());
-    if (directory == nullptr) return errno;
+    const Keel::Listing directory(::opendir(path.c_str()));
+    if (!directory) return errno;
     errno = 0;
-    while (::readdir(directory) != nullptr) {
+    while (::readdir(directory.get()) != nullptr) {
     }
-    const int error = errno;
-    ::closedir(directory);
-    if (error != 0) return error;
+    if (errno != 0) return errno;
     return std::nullopt;
   }
   [[nodiscard]] std::string homeDirectory() const override { return currentUser().homeDirectory(); }

@@ -24,15 +24,14 @@ namespace Plinth {
 // bus goes away while the portal's dialog is open. It never blocks that
 // thread.
 //
-// When no session bus or no portal answers (no bus, nobody owns the portal's
-// name, an error or no answer to the call within 30 s), the request goes to
-// the fallback picker with the same options, window and completion; without
-// a fallback it ends with cancel.
+// When no session bus or no portal answers (no bus, no connection within 3 s,
+// nobody owns the portal's name, an error or no answer to the call within
+// 30 s of beginSheet), the request goes to the fallback picker with the same
+// options, window and completion; without a fallback it ends with cancel.
 class PortalFolderPicker final : public FolderPicker {
  public:
   // `busAddress`: the bus to find the portal on; by default the session bus
-  // of DBUS_SESSION_BUS_ADDRESS, else $XDG_RUNTIME_DIR/bus when that socket
-  // exists. No bus is never launched.
+  // of the address policy (Keel/core/message_bus_linux.h).
   explicit PortalFolderPicker(std::optional<std::string> busAddress = std::nullopt,
                               std::shared_ptr<FolderPicker> fallback = nullptr)
       : busAddress_(std::move(busAddress)), fallback_(std::move(fallback)) {}

@@ -40,8 +40,9 @@ class FixedAppearance final : public AppearanceSource {
 
 // The desktop's colour scheme from the portal's settings
 // (org.freedesktop.portal.Settings, "org.freedesktop.appearance",
-// "color-scheme") on the session bus at `busAddress` (the environment's when
-// absent), followed by its SettingChanged signal. Nothing here blocks: the
+// "color-scheme") on the session bus at `busAddress` (by the address policy of
+// Keel/core/message_bus_linux.h when absent), followed by its SettingChanged
+// signal. Nothing here blocks: the
 // name is "light" until the portal's first answer arrives on the calling
 // thread's main context, and stays "light" without a bus or a portal.
 [[nodiscard]] std::shared_ptr<AppearanceSource> makeDesktopAppearance(

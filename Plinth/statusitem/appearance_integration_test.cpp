@@ -9,6 +9,8 @@
 #include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"
+#include "testing/silent_bus.h"
+#include "testing/temp_dir.h"
 
 namespace Plinth {
 namespace {
@@ -85,14 +87,18 @@ TEST_F(DesktopAppearance, ReadsThePortalsColourSchemeAndFollowsItsChanges) {
 }
 
 TEST_F(DesktopAppearance, IsLightWithoutAPortalOrABus) {
+  Vantor::Testing::TempDir dir;
+  Vantor::Testing::SilentBus silent(dir.path() / "bus");
   auto noPortal = makeDesktopAppearance(bus.address());
   auto noBus = makeDesktopAppearance("unix:path=/nonexistent/vantor-bus");
+  auto silentBus = makeDesktopAppearance(silent.address());  // returns at once all the same
   for (int i = 0; i < 200; ++i) {
     g_main_context_iteration(nullptr, FALSE);
     g_usleep(1000);
   }
   EXPECT_EQ(noPortal->appearanceName(), "light");
   EXPECT_EQ(noBus->appearanceName(), "light");
+  EXPECT_EQ(silentBus->appearanceName(), "light");
   EXPECT_EQ(appearanceNameForColorScheme(0), "light");
   EXPECT_EQ(appearanceNameForColorScheme(7), "light");
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "Keel/core/message_bus_linux.h"
 #include "Plinth/inventory/apps.h"
 #include "Plinth/inventory/distributed_notifications_linux.h"
 #include "Plinth/inventory/workspace_linux.h"
@@ -137,13 +138,13 @@ int main() {
   std::printf("VantorLauncher demo\n");
   std::unique_ptr<Vantor::Testing::PrivateSessionBus> privateBus;
   std::string bus;
-  if (Plinth::BusNotificationCenter().unavailableReason()) {
+  const auto session = Keel::detail::busAddress(Keel::detail::BusType::session);
+  if (!session || Plinth::BusNotificationCenter(session).unavailableReason()) {
     privateBus = std::make_unique<Vantor::Testing::PrivateSessionBus>();
     bus = privateBus->address();
     std::printf("  no session bus reachable: started a private dbus-daemon at %s\n", bus.c_str());
   } else {
-    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    bus = address != nullptr ? address : "";
+    bus = *session;
     std::printf("  using the session bus at %s\n", bus.c_str());
   }
   Vantor::Testing::TempDir root;
