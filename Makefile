@@ -46,10 +46,12 @@ bench: setup
 	cmake --build --preset release
 	scripts/run-benchmarks.sh build/release
 
-# Debian packages of the libraries, the tools and the launcher.
+# Debian packages of the libraries, the tools and the launcher; the check
+# runs lintian and builds a consumer from them (scripts/check-packages.sh).
 package: setup
 	cmake --preset package >/dev/null
 	cmake --build --preset package
+	rm -rf build/package/packages
 	cd build/package && cpack -B packages >/dev/null
 	@ls build/package/packages/*.deb
 

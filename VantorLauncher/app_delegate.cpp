@@ -40,6 +40,7 @@ void AppDelegate::applicationDidFinishLaunching() {
   }
   const std::optional<std::string> bundlePath = env_.bundlePath();
   if (!bundlePath) Keel::fatalError("VantorLauncher: the launcher's bundle path is absent");
+  launcherBundle_ = *bundlePath;
   mainURL_ = mainApplicationURL(*bundlePath);
 
   env_.notifications.setConnectionLostHandler([this](const std::string& reason) {
@@ -66,8 +67,12 @@ void AppDelegate::observerRegistered(const std::optional<std::string>& unavailab
     env_.scopes->moveToScope(*pid, Keel::Bundle(mainURL_).bundleIdentifier().value_or(mainIdentifier));
   }
   if (unavailableReason) {
-    env_.errorLine("VantorLauncher: " + *unavailableReason +
-                   "; opened the main application but cannot hear \"killme\", quitting");
+    // The start's own outcome is all there is to say what happened: whether
+    // the main application then runs is not watched.
+    const std::string opened = pid ? "opened the main application " + mainURL_.string()
+                                   : "started nothing: no application could be started at \"" + mainURL_.string() +
+                                         "\" (the launcher's bundle " + launcherBundle_ + " less four components)";
+    env_.errorLine("VantorLauncher: " + *unavailableReason + "; " + opened + ", and cannot hear \"killme\"; quitting");
     quit(1);
   } else if (killmeHeard_) {
     quit(0);

@@ -47,7 +47,9 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
   // loop keeps serving meanwhile, so a request to end is honoured at any
   // moment. When the centre cannot confirm the registration (no session bus,
   // or a bus that does not answer in time) it still opens the main
-  // application, then reports why on one line and terminates with status 1.
+  // application, then reports why on one line, with what the start gave (the
+  // application opened, or nothing that could be started at that path), and
+  // terminates with status 1.
   // The opened application is moved into a scope of its own, named after the
   // main bundle's identifier; the launcher waits for that move (briefly
   // bounded) only when it is about to quit.
@@ -69,6 +71,7 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
   Plinth::Application& application() const;
 
   Environment env_;
+  std::string launcherBundle_;
   std::filesystem::path mainURL_;
   bool opened_ = false;
   bool killmeHeard_ = false;

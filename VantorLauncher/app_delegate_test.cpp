@@ -171,6 +171,17 @@ TEST_F(AppDelegateTest, AnAbsentOrSilentBusStillOpensThenFailsWithOneLine) {
   EXPECT_EQ(application.terminations, std::vector<int>{1});
   ASSERT_EQ(errorLines.size(), 1u);
   EXPECT_NE(errorLines[0].find(reason), std::string::npos) << errorLines[0];
+  // The line never claims an open that started nothing.
+  EXPECT_NE(errorLines[0].find("started nothing: no application could be started at \"/Applications/Vantor.app\""),
+            std::string::npos)
+      << errorLines[0];
+
+  workspace.startedPid = 4242;
+  launch();
+  center.answer(reason);
+  ASSERT_EQ(errorLines.size(), 2u);
+  EXPECT_NE(errorLines[1].find("opened the main application /Applications/Vantor.app,"), std::string::npos)
+      << errorLines[1];
 }
 
 TEST_F(AppDelegateTest, LosingTheBusWhileWaitingTerminatesWithFailure) {

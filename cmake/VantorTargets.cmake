@@ -179,8 +179,8 @@ function(vantor_resource_bundle target folder)
   add_custom_target(${target}_bundle DEPENDS "${stamp}")
   add_dependencies(${target} ${target}_bundle)
   if(VANTOR_INSTALL)
-    # With the development files: the static libraries' users need them at run time.
-    install(DIRECTORY "${folder}" DESTINATION ${CMAKE_INSTALL_DATADIR}/vantor COMPONENT development)
+    # A package of their own: every version of the libraries reads the same texts.
+    install(DIRECTORY "${folder}" DESTINATION ${CMAKE_INSTALL_DATADIR}/vantor COMPONENT common)
   endif()
 endfunction()
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds tests/consumer the two ways another project uses the libraries:
-# against a prefix that `cmake --install` filled, and with this source tree as
-# a subdirectory. Checks that the subdirectory build leaves no file of its own
+# Builds tests/consumer the ways another project uses the libraries: against
+# a prefix that `cmake --install` filled (with CMake, and with a Makefile and
+# pkg-config, plain and --static), and with this source tree as a
+# subdirectory. Checks that the subdirectory build leaves no file of its own
 # in the consumer's build folder and runs the consumer both times.
 set -euo pipefail
 build=${1:-build/default}
@@ -13,7 +14,15 @@ cmake --install "$build" --prefix "$work/prefix" >/dev/null
 cmake -G Ninja -S tests/consumer -B "$work/installed" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/installed" >/dev/null
 "$work/installed/consumer"
-PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig" pkg-config --exists vantor-keel vantor-plinth
+# The static archives through pkg-config alone: --libs and --static both link.
+PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name vantor-keel.pc)")
+export PKG_CONFIG_PATH
+mkdir "$work/make" "$work/make-static"
+make -s -C "$work/make" -f "$PWD/tests/consumer/Makefile"
+"$work/make/consumer"
+make -s -C "$work/make-static" -f "$PWD/tests/consumer/Makefile" PKG_STATIC=1
+"$work/make-static/consumer"
+unset PKG_CONFIG_PATH
 
 cmake -G Ninja -S tests/consumer -B "$work/subdirectory" -DVANTOR_SOURCE_DIR="$PWD" >/dev/null
 cmake --build "$work/subdirectory" >/dev/null
@@ -23,4 +32,4 @@ if [ -n "$extra" ]; then
   echo "consumer: the subdirectory build wrote into the consumer's build folder: $extra" >&2
   exit 1
 fi
-echo "consumer: installed package and subdirectory builds passed"
+echo "consumer: installed (CMake, pkg-config, pkg-config --static) and subdirectory builds passed"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes the sample applications folder that the README's vantor-inventory
+# Makes the sample applications folder that docs/linux.md's vantor-inventory
 # example runs on: a few bundles of our own in the macOS shape, with contained
 # helpers and extensions, a plain Utilities folder, a folder that is no bundle
 # and a hidden one. File sizes are fixed, so the listing is the same on every

@@ -6,8 +6,9 @@ set -euo pipefail
 packages=(
   # toolchain
   cmake ninja-build g++ clang pkg-config libclang-rt-14-dev ccache
-  # packaging: CPack's Debian generator reads shared-library dependencies
-  dpkg-dev file
+  # packaging: CPack's Debian generator reads shared-library dependencies;
+  # help2man writes the tools' manual pages; lintian checks the packages
+  dpkg-dev file help2man lintian
   # test and benchmark frameworks
   libgtest-dev libgmock-dev libbenchmark-dev
   # JSON libraries the JSON benchmark compares with
@@ -20,8 +21,9 @@ packages=(
   # run-time data and tools the tests and demo drive for real
   dbus-daemon dbus-bin libglib2.0-bin shared-mime-info hicolor-icon-theme
   python3 python3-dbusmock python3-gi gir1.2-glib-2.0 libcpp-httplib-dev procps gzip iproute2 util-linux
-  # checks the autostart entries vantor-login-item writes
-  desktop-file-utils
+  # check the autostart entries vantor-login-item writes (systemd: its
+  # autostart generator, run by hand; no systemd instance is started)
+  desktop-file-utils systemd
   # Plinth's user interface (plinth_qt) and its tests on Xvfb and a private bus
   qt6-base-dev qt6-image-formats-plugins libqt6svg6 xvfb xauth fonts-dejavu-core python3-gi
 )

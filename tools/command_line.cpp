@@ -22,6 +22,10 @@ Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
       parsed.help = true;
       continue;
     }
+    if (argument == "--version") {
+      parsed.version = true;
+      continue;
+    }
     const auto equals = argument.find('=');
     const std::string name = argument.substr(0, equals);
     const KnownOption* known = nullptr;
@@ -41,6 +45,13 @@ Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
     }
   }
   return parsed;
+}
+
+int printVersion(const char* tool) {
+  if (std::printf("%s (Vantor) %s\n", tool, VANTOR_VERSION) < 0 || std::fflush(stdout) != 0) {
+    return failure(tool, "cannot write to standard output");
+  }
+  return kExitSuccess;
 }
 
 int usageError(const char* tool, const std::string& message) {

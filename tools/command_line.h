@@ -1,5 +1,6 @@
 // Command-line parsing shared by the tools: long options with or without a
-// value, "--" to end options, "-" as an ordinary argument, and --help.
+// value, "--" to end options, "-" as an ordinary argument, --help and
+// --version.
 #pragma once
 
 #include <map>
@@ -27,6 +28,7 @@ struct ParsedArguments {
   std::map<std::string, std::string> values;  // options that take a value; the last one given wins
   std::set<std::string> flags;                // options without a value
   bool help = false;                          // -h or --help anywhere before "--"
+  bool version = false;                       // --version anywhere before "--"
 };
 
 // Parses the arguments after the program name. Fails, with a reason fit for
@@ -34,6 +36,11 @@ struct ParsedArguments {
 // a flag.
 [[nodiscard]] Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
                                                       const std::vector<KnownOption>& options);
+
+// Prints "<tool> (Vantor) <version>" on stdout, the first line help2man and
+// scripts read, and returns the success status (the failure status when
+// stdout cannot be written).
+int printVersion(const char* tool);
 
 // Prints "<tool>: <message> (see <tool> --help)" on stderr and returns the
 // usage status.

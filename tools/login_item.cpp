@@ -2,6 +2,9 @@
 
 #include <system_error>
 
+#include "Keel/coding/json.h"
+#include "Keel/coding/property_list.h"
+#include "Keel/core/any_value.h"
 #include "Keel/core/bundle.h"
 #include "Keel/core/utf8.h"
 #include "tools/document.h"
@@ -224,17 +227,84 @@ Outcome<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvi
   return report;
 }
 
-Outcome<std::string> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment) {
-  auto entries = findEntries(item, environment);
-  if (!entries) return Outcome<std::string>::failure(entries.error());
-  const auto state = autostartState(entries.value().user, entries.value().system, environment.session);
-  std::string report = state.explanation + "\n";
-  // A moved or copied bundle leaves entries that start another launcher.
-  if (state.enabled && state.program && *state.program != item.launcher.string()) {
-    report +=
-        "note: that entry starts " + *state.program + ", not this bundle's launcher " + item.launcher.string() + "\n";
+Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& launcher,
+                                      const LoginItemEnvironment& environment, const FileWriter& write) {
+  if (!isExecutableFile(launcher)) {
+    return Outcome<std::string>::failure("no launcher executable at " + launcher.string() +
+                                         " (install vantor-launcher, or name one with --launcher)");
   }
-  return report;
+  std::error_code error;
+  const fs::path folder = item.launcher.parent_path();
+  fs::create_directories(folder, error);
+  if (error) return Outcome<std::string>::failure("cannot create " + folder.string() + ": " + error.message());
+  const fs::path fresh = folder / ".VantorLauncher.new";
+  constexpr auto kExecutable = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                               fs::perms::others_read | fs::perms::others_exec;
+  fs::copy_file(launcher, fresh, fs::copy_options::overwrite_existing, error);
+  if (!error) fs::permissions(fresh, kExecutable, error);
+  if (!error) fs::rename(fresh, item.launcher, error);
+  if (error) {
+    std::error_code ignored;
+    fs::remove(fresh, ignored);
+    return Outcome<std::string>::failure("cannot place the launcher at " + item.launcher.string() + ": " +
+                                         error.message());
+  }
+  std::string report = "installed: copied " + launcher.string() + " to " + item.launcher.string() + "\n";
+
+  // The launcher's bundle names its own identifier, which must differ from
+  // the main application's: a running launcher is no running main application.
+  const fs::path info = folder.parent_path() / "Info.plist";
+  if (!fs::exists(info, error)) {
+    const auto plist = Keel::PropertyList::writeXML(Keel::AnyValue(Keel::AnyValue::Dictionary{
+        {"CFBundleIdentifier", item.identifier + ".launcher"},
+        {"CFBundleExecutable", "VantorLauncher"},
+        {"CFBundleName", "VantorLauncher"},
+        {"CFBundlePackageType", "APPL"},
+        {"LSBackgroundOnly", true},
+    }));
+    if (!plist) return Outcome<std::string>::failure("cannot write " + info.string() + ": " + plist.error().text());
+    if (auto failed = write(info, plist.value())) return Outcome<std::string>::failure(*failed);
+  }
+  auto enabled = enableLoginItem(item, environment, write);
+  if (!enabled) return enabled;
+  return report + enabled.value();
+}
+
+std::string LoginItemStatus::report(const LoginItem& item) const {
+  std::string text = state.explanation + "\n";
+  if (otherProgram) {
+    text +=
+        "note: that entry starts " + *otherProgram + ", not this bundle's launcher " + item.launcher.string() + "\n";
+  }
+  return text;
+}
+
+std::string LoginItemStatus::json(const LoginItem& item) const {
+  const auto pathOrNull = [](const std::optional<fs::path>& path) {
+    return path ? Keel::AnyValue(Keel::replacingInvalidUtf8(path->string())) : Keel::AnyValue(nullptr);
+  };
+  const Keel::AnyValue tree(Keel::AnyValue::Dictionary{
+      {"enabled", state.enabled},
+      {"entry", pathOrNull(state.entryInEffect)},
+      {"userEntry", state.entryInEffect && state.userEntryInEffect},
+      {"overriddenSystemEntry", pathOrNull(state.overriddenSystemEntry)},
+      {"program", state.program ? Keel::AnyValue(Keel::replacingInvalidUtf8(*state.program)) : Keel::AnyValue(nullptr)},
+      {"launcher", Keel::replacingInvalidUtf8(item.launcher.string())},
+      {"explanation", Keel::replacingInvalidUtf8(state.explanation)},
+  });
+  // Every value is a valid UTF-8 text, a truth value or null.
+  return Keel::JSON::write(tree).value() + "\n";
+}
+
+Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment) {
+  auto entries = findEntries(item, environment);
+  if (!entries) return Outcome<LoginItemStatus>::failure(entries.error());
+  LoginItemStatus status{autostartState(entries.value().user, entries.value().system, environment.session), {}};
+  // A moved or copied bundle leaves entries that start another launcher.
+  if (status.state.enabled && status.state.program && *status.state.program != item.launcher.string()) {
+    status.otherProgram = status.state.program;
+  }
+  return status;
 }
 
 }  // namespace Vantor::Tools

@@ -72,8 +72,30 @@ using FileWriter = std::function<std::optional<std::string>(const std::filesyste
 // to override it; otherwise removes the user's entry, if any.
 [[nodiscard]] Outcome<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
                                                     const FileWriter& write);
-// status: "enabled ..." or "disabled ..." naming the entry in effect and why,
-// and a note when an enabled entry starts a program other than this launcher.
-[[nodiscard]] Outcome<std::string> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment);
+// install: copies the launcher executable at `launcher` into the bundle at
+// `item.launcher` (through a new file renamed into place, so that a launcher
+// running from the old copy keeps its file), gives the launcher's own bundle
+// an Info.plist when it has none, then enables the item as `enableLoginItem`
+// does. Fails, leaving the entries as they were, when `launcher` is no
+// executable file or the bundle cannot be written.
+[[nodiscard]] Outcome<std::string> installLoginItem(const LoginItem& item, const std::filesystem::path& launcher,
+                                                    const LoginItemEnvironment& environment, const FileWriter& write);
+
+// Whether the session starts the item's launcher, and why.
+struct LoginItemStatus {
+  AutostartState state;
+  // The program the entry in effect starts when it is enabled but starts
+  // another launcher than this bundle's (a moved or copied bundle's).
+  std::optional<std::string> otherProgram;
+
+  // "enabled ..." or "disabled ..." naming the entry in effect and why, and
+  // a note line for `otherProgram`.
+  [[nodiscard]] std::string report(const LoginItem& item) const;
+  // The same as one JSON object: enabled, entry (null when none), userEntry,
+  // overriddenSystemEntry (null when none), program (null when none),
+  // launcher, explanation.
+  [[nodiscard]] std::string json(const LoginItem& item) const;
+};
+[[nodiscard]] Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment);
 
 }  // namespace Vantor::Tools

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "Keel/coding/json.h"
+#include "Keel/core/bundle.h"
 #include "testing/bundle_builder.h"
 #include "testing/child_process.h"
 #include "testing/file_text.h"
@@ -64,12 +65,18 @@ void expectOneErrorLine(const ToolRun& run, int status, const std::string& start
   EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
 }
 
-TEST_F(ToolsTest, EveryToolHasHelpAndRefusesBadUsage) {
+TEST_F(ToolsTest, EveryToolHasHelpAndAVersionAndRefusesBadUsage) {
   for (const char* tool : {VANTOR_DECODE_BINARY, VANTOR_FACTS_BINARY, VANTOR_NOTIFY_BINARY, VANTOR_LOGIN_ITEM_BINARY,
-                           VANTOR_DEVICES_BINARY}) {
+                           VANTOR_DEVICES_BINARY, VANTOR_INVENTORY_BINARY}) {
     const ToolRun help = run({tool, "--help"});
     EXPECT_EQ(help.status, 0) << tool;
     EXPECT_EQ(help.out.rfind("Usage: ", 0), 0u) << tool;
+    // The first line help2man and scripts read; it wins over other arguments.
+    const ToolRun version = run({tool, "--version", "--no-such-option"});
+    EXPECT_EQ(version.status, 2) << tool;
+    const ToolRun versionAlone = run({tool, "x", "--version"});
+    EXPECT_EQ(versionAlone.status, 0) << tool;
+    EXPECT_EQ(versionAlone.out, fs::path(tool).filename().string() + " (Vantor) " VANTOR_VERSION "\n");
     const ToolRun bad = run({tool, "--no-such-option"});
     expectOneErrorLine(bad, 2, fs::path(tool).filename().string() + ": unknown option '--no-such-option'");
   }
@@ -243,7 +250,13 @@ class LoginItemTest : public ToolsTest {
     return done.out;
   }
   std::string ok(const std::string& command) { return ok(command, bundle); }
-  std::string status() { return ok("status"); }
+  // status answers 0 when enabled, 1 when not, like `systemctl is-enabled`.
+  std::string status() {
+    const ToolRun done = loginItem("status", bundle);
+    EXPECT_EQ(done.status, done.out.rfind("enabled", 0) == 0 ? 0 : 1) << done.out << done.err;
+    EXPECT_EQ(done.err, "");
+    return done.out;
+  }
   void expectValid(const fs::path& entry) {
     const ToolRun validated = run({"desktop-file-validate", entry.string()});
     EXPECT_EQ(validated.status, 0) << fileText(entry) << validated.out << validated.err;
@@ -266,6 +279,80 @@ TEST_F(LoginItemTest, EnableWritesAValidEntryAndDisableRemovesIt) {
   EXPECT_FALSE(fs::exists(userEntry));
   EXPECT_EQ(status(), "disabled: there is neither a user nor a system autostart entry\n");
   EXPECT_EQ(ok("disable"), "disabled: there was no autostart entry\n");
+}
+
+TEST_F(LoginItemTest, StatusInJSONSaysWhichEntryDecides) {
+  writeSystemEntry("");
+  ok("disable");
+  const ToolRun json = run({VANTOR_LOGIN_ITEM_BINARY, "status", "--json", bundle.string()}, environment);
+  EXPECT_EQ(json.status, 1) << json.err;
+  auto tree = Keel::JSON::parse(json.out);
+  ASSERT_TRUE(tree) << json.out;
+  EXPECT_EQ(tree.value(),
+            Keel::AnyValue(Keel::AnyValue::Dictionary{
+                {"enabled", false},
+                {"entry", userEntry.string()},
+                {"userEntry", true},
+                {"overriddenSystemEntry", systemEntry.string()},
+                {"program", launcher.string()},
+                {"launcher", launcher.string()},
+                {"explanation", "disabled by the user entry " + userEntry.string() +
+                                    " (Hidden=true), which overrides the system entry " + systemEntry.string()},
+            }))
+      << json.out;
+  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "enable", "--json", bundle.string()}, environment), 2,
+                     "vantor-login-item: --json is for status");
+}
+
+// The sample bundles have no launcher of their own: install places one.
+TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
+  const fs::path samples = dir.path() / "Applications";
+  ASSERT_EQ(run({VANTOR_SAMPLE_TREE_SCRIPT, samples.string()}).status, 0);
+  const fs::path sample = samples / "Sketchbook.app";
+  const fs::path placed = sample / "Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher";
+  expectOneErrorLine(loginItem("enable", sample), 1, "vantor-login-item: the bundle has no launcher executable");
+
+  const auto install = [&] {
+    return run({VANTOR_LOGIN_ITEM_BINARY, "install", "--launcher", VANTOR_LAUNCHER_BINARY, sample.string()},
+               environment);
+  };
+  const ToolRun installed = install();
+  ASSERT_EQ(installed.status, 0) << installed.err;
+  const fs::path entry = dir.path() / "config/autostart/com.example.sketchbook.launcher.desktop";
+  EXPECT_EQ(installed.out, "installed: copied " VANTOR_LAUNCHER_BINARY " to " + placed.string() + "\nenabled: wrote " +
+                               entry.string() + "\n");
+  EXPECT_EQ(fileText(placed), fileText(VANTOR_LAUNCHER_BINARY));
+  EXPECT_EQ(Keel::Bundle(placed.parent_path().parent_path().parent_path()).bundleIdentifier(),
+            "com.example.sketchbook.launcher");
+  expectValid(entry);
+  const ToolRun enabled = loginItem("status", sample);
+  EXPECT_EQ(enabled.status, 0) << enabled.out << enabled.err;
+
+  // Desktops run by systemd read the entry through its generator, which must
+  // start the placed launcher. (systemd's user instance cannot run here; its
+  // generator is a plain program.)
+  const fs::path generator = "/usr/lib/systemd/user-generators/systemd-xdg-autostart-generator";
+  if (fs::exists(generator)) {
+    const fs::path units = dir.path() / "units";
+    fs::create_directories(units);
+    const ToolRun generated = run({generator.string(), units.string(), units.string(), units.string()}, environment);
+    EXPECT_EQ(generated.status, 0) << generated.err;
+    const std::string unit = fileText(units / "app-com.example.sketchbook.launcher@autostart.service");
+    EXPECT_NE(unit.find("\nExecStart=:" + placed.string() + "\n"), std::string::npos) << unit;
+  }
+
+  // Again, over a launcher that may be running: the old file is replaced,
+  // not written into, and nothing else is left beside it.
+  const fs::path running = dir.path() / "running-copy";
+  fs::create_hard_link(placed, running);
+  ASSERT_EQ(install().status, 0);
+  EXPECT_FALSE(fs::equivalent(placed, running));
+  EXPECT_EQ(std::distance(fs::directory_iterator(placed.parent_path()), fs::directory_iterator()), 1);
+
+  expectOneErrorLine(
+      run({VANTOR_LOGIN_ITEM_BINARY, "install", "--launcher", (dir.path() / "none").string(), sample.string()},
+          environment),
+      1, "vantor-login-item: no launcher executable at ");
 }
 
 TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {

@@ -16,13 +16,15 @@ constexpr const char* kHelp =
     "\n"
     "Decodes FILE (standard input when FILE is \"-\"), a JSON document or an XML or\n"
     "binary property list told apart by its first bytes, and prints its value tree\n"
-    "with each value's kind, one value per line.\n"
+    "with each value's kind, one value per line. Documents larger than 256 MiB are\n"
+    "refused.\n"
     "\n"
+    "Options:\n"
     "  --to json    print the document as compact JSON instead\n"
     "  --to plist   print the document as an XML property list instead\n"
     "  -h, --help   show this help\n"
+    "  --version    print the version\n"
     "\n"
-    "Documents larger than 256 MiB are refused.\n"
     "Exit status: 0 decoded, 1 unreadable or invalid input or no form in the\n"
     "target format, 2 usage error.\n";
 
@@ -38,6 +40,7 @@ int main(int argc, char** argv) {
       parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {{"--to", true}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return printVersion(kTool);
   if (parsed.help) {
     std::fputs(kHelp, stdout);
     return kExitSuccess;

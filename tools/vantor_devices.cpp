@@ -23,20 +23,22 @@ constexpr std::chrono::seconds kDeviceDeadline{5};
 
 constexpr const char* kHelp =
     "Usage: vantor-devices [--json] IDENTIFIER...\n"
-    "       vantor-devices [--json] --all\n"
-    "       vantor-devices [--json] --connected\n"
+    "  or:  vantor-devices [--json] --all\n"
+    "  or:  vantor-devices [--json] --connected\n"
     "\n"
     "Prints the catalog's record of each Apple device model identifier (such\n"
     "as iPhone5,2): model name, short name, kind, icon file in the mobile-\n"
     "devices icon bundle, desktop icon name and the icon theme's file for it.\n"
     "Identifiers are matched exactly, case included.\n"
     "\n"
+    "Options:\n"
     "  --all         print every model of the catalog\n"
     "  --connected   list the Apple devices attached to this computer (through\n"
     "                usbmuxd) with the model each reports; none when usbmuxd is\n"
     "                not running\n"
     "  --json        print a JSON array of records instead\n"
     "  -h, --help    show this help\n"
+    "  --version     print the version\n"
     "\n"
     "Exit status: 0 printed, 1 an identifier the catalog does not hold (the\n"
     "others are printed) or no answer from usbmuxd or a device, 2 usage error.\n";
@@ -85,6 +87,7 @@ int main(int argc, char** argv) {
                                   {{"--json", false}, {"--all", false}, {"--connected", false}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return Vantor::Tools::printVersion(kTool);
   if (parsed.help) return print(kHelp);
   const bool json = parsed.flags.contains("--json");
   const bool all = parsed.flags.contains("--all");

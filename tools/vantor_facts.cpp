@@ -18,8 +18,10 @@ constexpr const char* kHelp =
     "processor and memory totals. Unknown texts print as \"(unknown)\", unknown\n"
     "numbers as 0.\n"
     "\n"
+    "Options:\n"
     "  --json       print one JSON object instead (unknown texts are \"\")\n"
     "  -h, --help   show this help\n"
+    "  --version    print the version\n"
     "\n"
     "Exit status: 0 printed, 1 could not print, 2 usage error.\n";
 
@@ -30,6 +32,7 @@ int main(int argc, char** argv) {
   auto arguments =
       parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {{"--json", false}});
   if (!arguments) return usageError(kTool, arguments.error());
+  if (arguments.value().version) return printVersion(kTool);
   if (arguments.value().help) {
     std::fputs(kHelp, stdout);
     return kExitSuccess;

@@ -27,22 +27,24 @@ constexpr int kExitInterrupted = 130;
 
 constexpr const char* kHelp =
     "Usage: vantor-inventory [--root DIR] [--skip-apple] [--json]\n"
-    "       vantor-inventory --size [--json] PATH...\n"
+    "  or:  vantor-inventory --size [--json] PATH...\n"
     "\n"
     "Lists the applications installed in /Applications (or DIR) and the plain\n"
     "folders below it, by name: name, identifier, version, bundle size and the\n"
     "applications contained in each bundle. Bundles are measured whole, hidden\n"
     "files and nested helpers included; links are counted, never followed.\n"
     "\n"
+    "When stdout and stderr are a terminal, progress (folders done, entries\n"
+    "seen) is shown on stderr while the tool measures. Ctrl-C stops at once and\n"
+    "prints nothing more.\n"
+    "\n"
+    "Options:\n"
     "  --root DIR     list the applications under DIR instead\n"
     "  --skip-apple   leave out bundles whose identifier starts with com.apple.\n"
     "  --size         print the size of each PATH instead (files, folders)\n"
     "  --json         print JSON: every field of each record, sizes in bytes\n"
     "  -h, --help     show this help\n"
-    "\n"
-    "When stdout and stderr are a terminal, progress (folders done, entries\n"
-    "seen) is shown on stderr while the tool measures.\n"
-    "Ctrl-C stops at once and prints nothing more.\n"
+    "  --version      print the version\n"
     "\n"
     "Exit status: 0 printed, 1 could not print, 2 usage error, 130 interrupted.\n";
 
@@ -99,6 +101,7 @@ int main(int argc, char** argv) {
                                   {{"--json", false}, {"--root", true}, {"--size", false}, {"--skip-apple", false}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return Vantor::Tools::printVersion(kTool);
   if (parsed.help) return print(kHelp);
   const bool json = parsed.flags.contains("--json");
   const bool sizes = parsed.flags.contains("--size");

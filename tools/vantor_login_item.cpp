@@ -2,8 +2,10 @@
 // user's login item (an XDG autostart entry).
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <span>
 
+#include "Keel/core/bundle.h"
 #include "tools/atomic_file.h"
 #include "tools/command_line.h"
 #include "tools/login_item.h"
@@ -13,46 +15,73 @@ namespace {
 constexpr const char* kTool = "vantor-login-item";
 
 constexpr const char* kHelp =
-    "Usage: vantor-login-item enable|disable|status BUNDLE\n"
+    "Usage: vantor-login-item install [--launcher FILE] BUNDLE\n"
+    "  or:  vantor-login-item enable|disable BUNDLE\n"
+    "  or:  vantor-login-item status [--json] BUNDLE\n"
     "\n"
     "Makes the launcher inside the main application BUNDLE (a Name.app folder whose\n"
-    "Contents/Info.plist has a CFBundleIdentifier) start at login, or not, through\n"
-    "the user's XDG autostart entry\n"
-    "  $XDG_CONFIG_HOME/autostart/<identifier>.launcher.desktop   (default ~/.config)\n"
-    "which starts\n"
-    "  BUNDLE/Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher\n"
+    "Contents/Info.plist has a CFBundleIdentifier),\n"
+    "  BUNDLE/Contents/Library/LoginItems/VantorLauncher.app/Contents/MacOS/VantorLauncher,\n"
+    "start at login, or not, through the user's XDG autostart entry\n"
+    "$XDG_CONFIG_HOME/autostart/<identifier>.launcher.desktop (default ~/.config).\n"
     "\n"
-    "enable   writes the user's entry.\n"
-    "disable  removes the user's entry; when the system has an entry of the same\n"
-    "         name ($XDG_CONFIG_DIRS/autostart, default /etc/xdg), writes a user\n"
-    "         entry with Hidden=true instead, which overrides it.\n"
-    "status   prints whether the session will start the launcher, and which entry\n"
-    "         decides: the user's overrides the system's; Hidden=true, OnlyShowIn\n"
-    "         and NotShowIn (against $XDG_CURRENT_DESKTOP) and TryExec apply.\n"
+    "Commands:\n"
+    "  install   copies the launcher there (from the vantor-launcher package, or\n"
+    "            FILE), then enables it. Run it again after the launcher is updated.\n"
+    "  enable    writes the user's entry.\n"
+    "  disable   removes the user's entry; when the system has an entry of the same\n"
+    "            name ($XDG_CONFIG_DIRS/autostart, default /etc/xdg), writes a user\n"
+    "            entry with Hidden=true instead, which overrides it.\n"
+    "  status    prints whether the session will start the launcher, and which\n"
+    "            entry decides: the user's overrides the system's; Hidden=true,\n"
+    "            OnlyShowIn and NotShowIn (against $XDG_CURRENT_DESKTOP) and\n"
+    "            TryExec apply.\n"
     "\n"
-    "  -h, --help   show this help\n"
+    "Options:\n"
+    "  --launcher FILE  the launcher executable that install copies\n"
+    "  --json           status: print one JSON object instead\n"
+    "  -h, --help       show this help\n"
+    "  --version        print the version\n"
     "\n"
-    "Exit status: 0 done (status: reported, whether enabled or not); 1 not a\n"
-    "bundle, no launcher in it, or a file could not be read or written; 2 usage\n"
-    "error.\n";
+    "Exit status: 0 done, or (status) enabled; 1 (status) not enabled, or not a\n"
+    "bundle, no launcher in it, or a file could not be read or written, with one\n"
+    "line on stderr; 2 usage error.\n";
+
+// The launcher that install copies: the one the vantor-launcher package puts
+// beside this program's folder.
+std::filesystem::path packagedLauncher() {
+  const auto self = Keel::Bundle::main();
+  const std::filesystem::path folder = self ? self->bundlePath() : std::filesystem::path("/usr/bin");
+  return (folder / VANTOR_LAUNCHER_FROM_BIN).lexically_normal();
+}
+
+int print(const std::string& text) {
+  std::fputs(text.c_str(), stdout);
+  return std::fflush(stdout) == 0 ? Vantor::Tools::kExitSuccess
+                                  : Vantor::Tools::failure(kTool, "cannot write to standard output");
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   using namespace Vantor::Tools;
-  auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {});
+  auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
+                                  {{"--launcher", true}, {"--json", false}});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.help) {
-    std::fputs(kHelp, stdout);
-    return kExitSuccess;
-  }
-  if (parsed.positional.empty()) return usageError(kTool, "expected enable, disable or status");
+  if (parsed.version) return printVersion(kTool);
+  if (parsed.help) return print(kHelp);
+  if (parsed.positional.empty()) return usageError(kTool, "expected install, enable, disable or status");
   const std::string& command = parsed.positional[0];
-  if (command != "enable" && command != "disable" && command != "status") {
+  if (command != "install" && command != "enable" && command != "disable" && command != "status") {
     return usageError(kTool, "unknown command '" + command + "'");
   }
   if (parsed.positional.size() != 2) return usageError(kTool, command + " takes one BUNDLE");
+  if (parsed.values.contains("--launcher") && command != "install") {
+    return usageError(kTool, "--launcher is for install");
+  }
+  const bool json = parsed.flags.contains("--json");
+  if (json && command != "status") return usageError(kTool, "--json is for status");
   const std::string& bundle = parsed.positional[1];
 
   auto environment = LoginItemEnvironment::fromVariables([](const std::string& name) -> std::optional<std::string> {
@@ -63,10 +92,21 @@ int main(int argc, char** argv) {
   auto item = LoginItem::forBundle(bundle);
   if (!item) return failure(kTool, bundle + ": " + item.error());
 
-  auto report = command == "enable"    ? enableLoginItem(item.value(), environment.value(), &writeFileAtomically)
-                : command == "disable" ? disableLoginItem(item.value(), environment.value(), &writeFileAtomically)
-                                       : loginItemStatus(item.value(), environment.value());
+  if (command == "status") {
+    // Like `systemctl is-enabled`: scripts ask with the exit status.
+    auto status = loginItemStatus(item.value(), environment.value());
+    if (!status) return failure(kTool, status.error());
+    const LoginItemStatus& found = status.value();
+    const int printed = print(json ? found.json(item.value()) : found.report(item.value()));
+    if (printed != kExitSuccess) return printed;
+    return found.state.enabled ? kExitSuccess : kExitFailure;
+  }
+  const auto launcher =
+      parsed.values.contains("--launcher") ? std::filesystem::path(parsed.values.at("--launcher")) : packagedLauncher();
+  auto report = command == "install"
+                    ? installLoginItem(item.value(), launcher, environment.value(), &writeFileAtomically)
+                : command == "enable" ? enableLoginItem(item.value(), environment.value(), &writeFileAtomically)
+                                      : disableLoginItem(item.value(), environment.value(), &writeFileAtomically);
   if (!report) return failure(kTool, report.error());
-  std::fputs(report.value().c_str(), stdout);
-  return std::fflush(stdout) == 0 ? kExitSuccess : failure(kTool, "cannot write to standard output");
+  return print(report.value());
 }

@@ -17,19 +17,24 @@ constexpr const char* kTool = "vantor-notify";
 
 constexpr const char* kHelp =
     "Usage: vantor-notify post NAME [OBJECT]\n"
-    "       vantor-notify observe NAME [OBJECT]\n"
+    "  or:  vantor-notify observe NAME [OBJECT]\n"
     "\n"
-    "post     sends the distributed notification NAME, with OBJECT when given, to\n"
-    "         every process of this session, and returns once it is sent.\n"
-    "observe  prints one line per notification NAME heard, until interrupted\n"
-    "         (SIGINT or SIGTERM): the name, then a tab and the object when the\n"
-    "         notification has one. With OBJECT, only notifications with that\n"
-    "         object are heard; without, all of that name. A line on standard\n"
-    "         error says when it has begun to listen.\n"
+    "Posts or observes distributed notifications, which travel on the D-Bus\n"
+    "session bus: $DBUS_SESSION_BUS_ADDRESS, else $XDG_RUNTIME_DIR/bus; no bus\n"
+    "is ever started.\n"
     "\n"
-    "Notifications travel on the D-Bus session bus: $DBUS_SESSION_BUS_ADDRESS,\n"
-    "else $XDG_RUNTIME_DIR/bus; no bus is ever started.\n"
+    "Commands:\n"
+    "  post      sends the distributed notification NAME, with OBJECT when given,\n"
+    "            to every process of this session, and returns once it is sent.\n"
+    "  observe   prints one line per notification NAME heard, until interrupted\n"
+    "            (SIGINT or SIGTERM): the name, then a tab and the object when the\n"
+    "            notification has one. With OBJECT, only notifications with that\n"
+    "            object are heard; without, all of that name. A line on standard\n"
+    "            error says when it has begun to listen.\n"
+    "\n"
+    "Options:\n"
     "  -h, --help   show this help\n"
+    "  --version    print the version\n"
     "\n"
     "Exit status: 0 posted, or interrupted while observing; 1 no session bus,\n"
     "or the bus went away; 2 usage error.\n";
@@ -79,6 +84,7 @@ int main(int argc, char** argv) {
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {});
   if (!arguments) return usageError(kTool, arguments.error());
   const ParsedArguments& parsed = arguments.value();
+  if (parsed.version) return printVersion(kTool);
   if (parsed.help) {
     std::fputs(kHelp, stdout);
     return kExitSuccess;

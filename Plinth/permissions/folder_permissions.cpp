@@ -6,6 +6,8 @@
 #include <atomic>
 #include <utility>
 
+#include "Plinth/permissions/secure_folders_testing.h"
+
 namespace Plinth {
 namespace {
 
@@ -219,7 +221,7 @@ SecureFolderSet& SecureFolders::shared() {
   return *standard;
 }
 
-void SecureFolders::setSharedForTesting(SecureFolderSet* replacement) {
+void setSharedSecureFoldersForTesting(SecureFolderSet* replacement) {
   sharedReplacement.store(replacement, std::memory_order_release);
 }
 

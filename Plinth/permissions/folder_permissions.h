@@ -130,7 +130,7 @@ class FolderPermissions final : public IFolderPermissions {
 // The state behind SecureFolders: a store, the platform pieces and the set of
 // folders whose access it started. SecureFolders uses one shared instance on
 // the standard defaults; tests build their own with a memory store and fakes,
-// and may put one in the shared place (SecureFolders::setSharedForTesting).
+// and may put one in the shared place (secure_folders_testing.h).
 // Bookmarks are raw data under keys the caller names; failures are silent.
 class SecureFolderSet {
  public:
@@ -189,10 +189,6 @@ class SecureFolders {
   [[nodiscard]] static bool hasAccess(std::span<const Keel::URL> urls) { return shared().hasAccess(urls); }
 
   [[nodiscard]] static SecureFolderSet& shared();
-  // Test seam: makes `replacement` the shared set until it is called again
-  // with null, which brings back the standard one. The caller keeps
-  // `replacement` alive meanwhile.
-  static void setSharedForTesting(SecureFolderSet* replacement);
 };
 
 }  // namespace Plinth

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Plinth/permissions/secure_folders_testing.h"
+
 namespace Plinth {
 namespace {
 
@@ -221,7 +223,7 @@ TEST_F(FolderPermissionsTest, APanelEndingAfterItsOwnerIsGoneDoesNothing) {
 TEST_F(FolderPermissionsTest, SecureFoldersGrantRestoreStopAndRemoveSilently) {
   bookmarks->outcomes = {{"/b", FakeBookmarks::Outcome::error}, {"/c", FakeBookmarks::Outcome::stale}};
   SecureFolderSet set(store, services());
-  SecureFolders::setSharedForTesting(&set);
+  setSharedSecureFoldersForTesting(&set);
   SecureFolders::grant(folder("/a"), "first");
   EXPECT_EQ(store.data("first"), bytes("bm:/a"));
   store.set(AnyValue(bytes("bm:/b")), "broken");
@@ -255,7 +257,7 @@ TEST_F(FolderPermissionsTest, SecureFoldersGrantRestoreStopAndRemoveSilently) {
   EXPECT_EQ(answers, (std::vector<std::optional<URL>>{folder("/d"), std::nullopt}));
   EXPECT_EQ(store.data("chosen"), bytes("bm:/d"));
   EXPECT_TRUE(SecureFolders::hasAccess(std::vector<URL>{folder("/d")}));
-  SecureFolders::setSharedForTesting(nullptr);
+  setSharedSecureFoldersForTesting(nullptr);
 }
 
 }  // namespace
