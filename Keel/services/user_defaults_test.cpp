@@ -82,7 +82,7 @@ TEST(UserDefaultsValues, TypedReads) {
                                       {"yes", "YES"},
                                       {"numberText", "4.5"},
                                       {"true", true},
-                                      {"zero", 0},
+                                      {"zero", std::int64_t{0}},
                                       {"data", Data{1, 2}},
                                       {"text", "t"}});
   EXPECT_EQ(d.doubleValue("missing"), 0.0);
@@ -212,14 +212,17 @@ TEST_F(PersistentDefaultsTest, ACorruptFileAFolderOrAFifoInItsPlaceReadsEmptyAnd
       ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     }
     std::atomic<bool> read = false;
+    std::atomic<bool> rescued = false;
     std::thread writer([&] {
       if (waitUntil([&] { return read.load(); }, 10s) || what != "fifo") return;
+      rescued = true;
       close(open(file.c_str(), O_WRONLY | O_NONBLOCK));
     });
     PersistentUserDefaults d(file, kNoTimedWrites);
     EXPECT_TRUE(d.dictionaryRepresentation().empty());
     read = true;
     writer.join();
+    EXPECT_FALSE(rescued) << "the first read waited for a writer";
     if (what == "corrupt file") {
       EXPECT_EQ(fileText(file), corrupt);  // reading changes nothing on disk
     }

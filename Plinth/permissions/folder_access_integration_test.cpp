@@ -76,8 +76,7 @@ TEST(LinuxFolderAccess, StartsForFoldersThatCanBeReadAndEntered) {
   std::ofstream(dir.path() / "flatpak-info") << "[Application]\nname=com.brenwick.vantor\n";
   const auto refusal = LinuxFolderAccess(dir.path() / "flatpak-info").refusal(folderURL(folder));
   ASSERT_TRUE(refusal);
-  EXPECT_NE(refusal->find("document portal"), std::string::npos);
-  // A folder that cannot be entered: below, as another user than root.
+  EXPECT_NE(refusal->find("document portal"), std::string::npos);  // a closed folder: below, as nobody
 }
 
 struct Run {

@@ -25,13 +25,10 @@ TEST(PrivacyPage, EveryPageRoundTripsThroughItsOwnRawValueAndNothingElseParses) 
 TEST(Permissions, OpensTheSettingsURLsExactly) {
   std::vector<std::string> opened;
   const URLOpener opener = [&](const Keel::URL& url) { opened.push_back(url.absoluteString); };
-  Permissions::open(PrivacyPage::allFiles, opener);
   Permissions::open(PrivacyPage::privacy, opener);
   Permissions::openNotificationSettings(opener);
-  EXPECT_EQ(opened,
-            (std::vector<std::string>{"x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles",
-                                      "x-apple.systempreferences:com.apple.preference.security?Privacy",
-                                      "x-apple.systempreferences:com.apple.preference.notifications"}));
+  EXPECT_EQ(opened, (std::vector<std::string>{"x-apple.systempreferences:com.apple.preference.security?Privacy",
+                                              "x-apple.systempreferences:com.apple.preference.notifications"}));
 }
 
 // A home folder of directories (by expanded path) and listing failures (by the
