@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "Keel/coding/system_parsing.h"
+#include "Keel/core/file_contents.h"
 #include "Keel/core/utf8.h"
 
 namespace Vantor::Tools {
@@ -24,7 +26,24 @@ void flatten(const Keel::AnyValue::Dictionary& dictionary, const std::string& pr
 
 }  // namespace
 
-Keel::AnyValue factsTree(const Keel::SystemFacts& facts) {
+Distribution distributionOf(std::string_view osReleaseText) {
+  const auto values = Keel::SystemParsing::osRelease(osReleaseText);
+  const auto value = [&values](const char* key) {
+    const auto found = values.find(key);
+    return found == values.end() ? std::string() : found->second;
+  };
+  Distribution distribution{value("NAME"), value("VERSION")};
+  if (distribution.version.empty()) distribution.version = value("VERSION_ID");
+  return distribution;
+}
+
+Distribution currentDistribution() {
+  auto text = Keel::readFileText("/etc/os-release");
+  if (!text) text = Keel::readFileText("/usr/lib/os-release");
+  return text ? distributionOf(*text) : Distribution{};
+}
+
+Keel::AnyValue factsTree(const Keel::SystemFacts& facts, const Distribution& distribution) {
   const Keel::HostBasicInfo host = facts.hostBasicInfo();
   // Firmware and /proc texts are not promised to be UTF-8; JSON must be.
   const auto text = [](const std::string& fact) { return Keel::replacingInvalidUtf8(fact); };
@@ -40,11 +59,16 @@ Keel::AnyValue factsTree(const Keel::SystemFacts& facts) {
       {"operatingSystemVersionText", text(facts.operatingSystemVersionText())},
       {"operatingSystemVersionNumber", text(facts.operatingSystemVersionNumber())},
       {"operatingSystemName", text(facts.operatingSystemName())},
+      {"distributionName", text(distribution.name)},
+      {"distributionVersion", text(distribution.version)},
       {"hostBasicInfo",
        Keel::AnyValue::Dictionary{
            {"maxCpus", host.maxCpus},
            {"availCpus", host.availCpus},
            {"memorySize", host.memorySize},
+           {"cpuType", host.cpuType},
+           {"cpuSubtype", host.cpuSubtype},
+           {"cpuThreadType", host.cpuThreadType},
            {"physicalCpu", host.physicalCpu},
            {"physicalCpuMax", host.physicalCpuMax},
            {"logicalCpu", host.logicalCpu},

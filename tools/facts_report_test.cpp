@@ -16,27 +16,44 @@ class FakeFacts final : public Keel::SystemFacts {
   std::uint64_t physicalMemory() const override { return 17179869184u; }
   int thermalState() const override { return 2; }
   std::string uptime() const override { return "00: 1: 2:05"; }
-  Keel::HostBasicInfo hostBasicInfo() const override { return {8, 4, 17179869184u, 2, 4, 4, 8, 17179869184u}; }
+  Keel::HostBasicInfo hostBasicInfo() const override {
+    return {.maxCpus = 8,
+            .availCpus = 4,
+            .memorySize = 17179869184u,
+            .cpuType = 0x0100000C,
+            .cpuSubtype = 0,
+            .cpuThreadType = 0,
+            .physicalCpu = 2,
+            .physicalCpuMax = 4,
+            .logicalCpu = 4,
+            .logicalCpuMax = 8,
+            .maxMem = 17179869184u};
+  }
   std::string architecture() const override { return "aarch64"; }
   std::string operatingSystemVersionText() const override { return "Version 12 (Build 6.1.0-18-amd64)"; }
 };
 
 TEST(FactsReportTest, TreeHoldsEveryFactWithItsType) {
   FakeFacts facts;
-  const Keel::AnyValue tree = factsTree(facts);
+  const Keel::AnyValue tree = factsTree(facts, distributionOf("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n"));
   const auto& dictionary = tree.as<Keel::AnyValue::Dictionary>();
   EXPECT_EQ(*dictionary.find("model"), Keel::AnyValue("20KHCTO1WW"));
   EXPECT_EQ(*dictionary.find("processorCount"), Keel::AnyValue(4));
   EXPECT_EQ(*dictionary.find("physicalMemory"), Keel::AnyValue(std::uint64_t{17179869184u}));
   EXPECT_EQ(*dictionary.find("isAppleSilicon"), Keel::AnyValue(false));
   EXPECT_EQ(*dictionary.find("operatingSystemName"), Keel::AnyValue("macOS 12 (Build 6.1.0-18-amd64)"));
+  // The system's own name beside the library's, VERSION_ID standing in for VERSION.
+  EXPECT_EQ(*dictionary.find("distributionName"), Keel::AnyValue("Debian GNU/Linux"));
+  EXPECT_EQ(*dictionary.find("distributionVersion"), Keel::AnyValue("12"));
+  EXPECT_EQ(distributionOf("NAME=Fedora\nVERSION=\"40 (Workstation)\"\nVERSION_ID=40").version, "40 (Workstation)");
   const auto& host = dictionary.find("hostBasicInfo")->as<Keel::AnyValue::Dictionary>();
-  EXPECT_EQ(host.size(), 8u);
+  EXPECT_EQ(host.size(), 11u);
   EXPECT_EQ(*host.find("physicalCpu"), Keel::AnyValue(2));
+  EXPECT_EQ(*host.find("cpuType"), Keel::AnyValue(0x0100000C));
 
   auto json = Keel::JSON::write(tree);
   ASSERT_TRUE(json);
-  EXPECT_EQ(Keel::JSON::parse(json.value()).value().as<Keel::AnyValue::Dictionary>().size(), 12u);
+  EXPECT_EQ(Keel::JSON::parse(json.value()).value().as<Keel::AnyValue::Dictionary>().size(), 14u);
 }
 
 TEST(FactsReportTest, TextAlignsValuesAndMarksUnknownTexts) {

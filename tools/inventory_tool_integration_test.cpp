@@ -1,6 +1,7 @@
 // vantor-inventory run as a user would: on the sample tree, for sizes, and
 // interrupted.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <fstream>
@@ -60,12 +61,41 @@ TEST_F(InventoryToolTest, ListsTheSampleTreeAsATableAndAsJSON) {
   EXPECT_EQ(icon.find("source")->as<Keel::Text>(),
             (sample / "Sketchbook.app/Contents/Resources/Sketchbook.icns").string());
 
-  const Run sizes = run({VANTOR_INVENTORY_BINARY, "--size", (sample / "Ledger.app").string(), "/nonexistent"});
+  const Run sizes = run({VANTOR_INVENTORY_BINARY, "--size", (sample / "Ledger.app").string()});
   EXPECT_EQ(sizes.status, 0) << sizes.err;
-  EXPECT_EQ(sizes.out,
-            " 5.2 MB  5200463 bytes  " + (sample / "Ledger.app").string() + "\n0 bytes        0 bytes  /nonexistent\n");
+  EXPECT_EQ(sizes.out, "5.2 MB  5200463 bytes  " + (sample / "Ledger.app").string() + "\n");
   EXPECT_EQ(run({VANTOR_INVENTORY_BINARY, "--size"}).status, 2);
   EXPECT_EQ(run({VANTOR_INVENTORY_BINARY, "extra"}).status, 2);
+}
+
+// Missing or unreadable entries are never reported as empty: one line on
+// stderr, exit 1, and what could be measured still printed.
+TEST_F(InventoryToolTest, WhatCannotBeReadIsAnErrorNamedOnOneLine) {
+  const fs::path folder = temp.path() / "folder";
+  Testing::writeText(folder / "open/f", "123");
+  Testing::writeText(folder / "locked/f", "12345");
+  fs::permissions(temp.path(), fs::perms::all);  // others may enter, to reach the locked folder
+  fs::permissions(folder / "locked", fs::perms::none);
+
+  const Run missing = run({VANTOR_INVENTORY_BINARY, "--size", "/nonexistent"});
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.out, "");
+  EXPECT_EQ(missing.err, "vantor-inventory: could not read /nonexistent (No such file or directory)\n");
+
+  // Root reads every folder; another user cannot enter the locked one.
+  std::vector<std::string> command = {VANTOR_INVENTORY_BINARY, "--size", folder.string(), "/nonexistent"};
+  if (::geteuid() == 0)
+    command.insert(command.begin(), {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+  const Run partial = run(command);
+  EXPECT_EQ(partial.status, 1);
+  EXPECT_EQ(partial.out, "3 bytes  3 bytes  " + folder.string() + "\n");
+  EXPECT_EQ(partial.err, "vantor-inventory: could not read 2 entries: " + (folder / "locked").string() +
+                             " (Permission denied), /nonexistent (No such file or directory)\n");
+
+  const Run noRoot = run({VANTOR_INVENTORY_BINARY, "--root", "/nonexistent"});
+  EXPECT_EQ(noRoot.status, 1);
+  EXPECT_EQ(noRoot.out, "");
+  EXPECT_EQ(noRoot.err, "vantor-inventory: cannot read the folder '/nonexistent': No such file or directory\n");
 }
 
 bool catchesInterrupt(int pid) {

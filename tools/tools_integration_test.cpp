@@ -156,6 +156,11 @@ TEST_F(ToolsTest, FactsPrintAsTextAndAsJSON) {
   const auto& facts = tree.value().as<Keel::AnyValue::Dictionary>();
   EXPECT_GE(facts.find("processorCount")->as<std::int64_t>(), 1);
   EXPECT_NE(facts.find("hostBasicInfo")->getIf<Keel::AnyValue::Dictionary>(), nullptr);
+  // The distribution's own name, where the library's name says "macOS".
+  if (std::filesystem::exists("/etc/os-release")) {
+    EXPECT_NE(facts.find("distributionName")->as<Keel::Text>(), "");
+    EXPECT_NE(text.out.find("\ndistributionName "), std::string::npos) << text.out;
+  }
 }
 
 class NotifyTest : public ToolsTest {

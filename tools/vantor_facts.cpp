@@ -14,8 +14,9 @@ constexpr const char* kHelp =
     "Usage: vantor-facts [--json]\n"
     "\n"
     "Prints this machine's facts: model, processor, processor count, memory,\n"
-    "thermal state, uptime, architecture, operating-system version and the\n"
-    "processor and memory totals. Unknown texts print as \"(unknown)\", unknown\n"
+    "thermal state, uptime, architecture, operating-system version, the\n"
+    "distribution's own name and version, and the processor and memory totals. Unknown texts print as \"(unknown)\", "
+    "unknown\n"
     "numbers as 0.\n"
     "\n"
     "Options:\n"
@@ -40,7 +41,7 @@ int main(int argc, char** argv) {
   if (!arguments.value().positional.empty()) {
     return usageError(kTool, "unexpected argument '" + arguments.value().positional.front() + "'");
   }
-  const Keel::AnyValue tree = factsTree(Keel::System::facts());
+  const Keel::AnyValue tree = factsTree(Keel::System::facts(), currentDistribution());
   std::string output;
   if (arguments.value().flags.contains("--json")) {
     auto json = Keel::JSON::write(tree);

@@ -6,10 +6,14 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 #include <thread>
+#include <vector>
 
 #include "Keel/coding/json.h"
 #include "Plinth/desktop/file_icon_manager.h"
@@ -46,7 +50,12 @@ constexpr const char* kHelp =
     "  -h, --help     show this help\n"
     "  --version      print the version\n"
     "\n"
-    "Exit status: 0 printed, 1 could not print, 2 usage error, 130 interrupted.\n";
+    "A PATH or folder that is missing or cannot be read is an error. When some\n"
+    "entries could not be read, what could be measured is printed and one line\n"
+    "on stderr names the entries left out; the exit status is then 1.\n"
+    "\n"
+    "Exit status: 0 printed, 1 could not print or printed a partial result,\n"
+    "2 usage error, 130 interrupted.\n";
 
 std::atomic<bool> interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "the signal handler stores into it");
@@ -86,6 +95,45 @@ class ProgressLine {
   std::thread thread_;
 };
 
+// The entries that could not be read, from any walking thread, told in one
+// line at the end.
+class Unreadable {
+ public:
+  void add(std::string what) {
+    const std::lock_guard lock(mutex_);
+    entries_.push_back(std::move(what));
+  }
+  void add(const std::string& path, int error) { add(path + " (" + std::generic_category().message(error) + ")"); }
+  [[nodiscard]] Plinth::WalkErrorHandler handler() {
+    return [this](const std::string& path, int error) {
+      add(path, error);
+      return Plinth::WalkStep::proceed;
+    };
+  }
+  // "could not read P (why)" or "could not read N entries: P (why), ...";
+  // empty when every entry was read.
+  [[nodiscard]] std::string line() {
+    const std::lock_guard lock(mutex_);
+    if (entries_.empty()) return {};
+    std::string text = "could not read ";
+    if (entries_.size() > 1) text += std::to_string(entries_.size()) + " entries: ";
+    for (std::size_t i = 0; i < entries_.size(); ++i) text += (i > 0 ? ", " : "") + entries_[i];
+    return text;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> entries_;
+};
+
+// Why nothing can be read at `path` (links followed), if so.
+std::optional<std::error_code> missing(const std::string& path) {
+  std::error_code error;
+  (void)std::filesystem::status(path, error);
+  if (error) return error;
+  return std::nullopt;
+}
+
 int print(const std::string& output) {
   if (std::fwrite(output.data(), 1, output.size(), stdout) != output.size() || std::fflush(stdout) != 0) {
     return Vantor::Tools::failure(kTool, "cannot write to standard output");
@@ -115,7 +163,8 @@ int main(int argc, char** argv) {
 
   std::signal(SIGINT, onInterrupt);
   Plinth::WalkProgress progress;
-  const Plinth::SizeWalk walk{&interrupted, &progress};
+  Unreadable unreadable;
+  const Plinth::SizeWalk walk{&interrupted, &progress, unreadable.handler()};
   std::optional<ProgressLine> progressLine;
   // Progress is for someone watching the table come: not when the output
   // goes to a file or a pipe, nor when stderr is no terminal.
@@ -127,6 +176,10 @@ int main(int argc, char** argv) {
     std::vector<std::pair<std::string, std::uint64_t>> measured;
     Keel::AnyValue::Array entries;
     for (const std::string& path : parsed.positional) {
+      if (const auto error = missing(path)) {
+        unreadable.add(path + " (" + error->message() + ")");
+        continue;
+      }
       const Plinth::FileURL entry(Keel::URL::fileURL(path), walk);
       measured.emplace_back(path, entry.size);
       entries.emplace_back(Keel::TextDictionary{{"path", path}, {"size", entry.size}});
@@ -138,12 +191,17 @@ int main(int argc, char** argv) {
     const auto root = parsed.values.find("--root");
     environment.applicationsRoot =
         root != parsed.values.end() ? root->second : Plinth::Directory(Plinth::Directory::applications).url().path();
+    // An empty table would say "no applications", which a missing folder
+    // does not.
+    std::error_code error;
+    if (!std::filesystem::is_directory(environment.applicationsRoot, error)) {
+      return failure(kTool, "cannot read the folder '" + environment.applicationsRoot +
+                                "': " + (error ? error.message() : std::string("not a folder")));
+    }
     Plinth::FileIconManager icons(Plinth::systemIconPlatform(), "/System/Applications", environment.applicationsRoot);
     environment.icons = &icons;
     environment.sizeWalk = walk;
-    environment.errorLine = [](std::string_view line) {
-      std::fprintf(stderr, "%s: %.*s\n", kTool, static_cast<int>(line.size()), line.data());
-    };
+    environment.errorLine = [&unreadable](std::string_view line) { unreadable.add(std::string(line)); };
     // Listing order is the file system's, which differs between machines; a
     // table for people reads better by name.
     Plinth::AppList apps = Plinth::Apps::installedApplications(parsed.flags.contains("--skip-apple"), environment);
@@ -158,8 +216,17 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "%s: interrupted\n", kTool);
     return kExitInterrupted;
   }
-  if (!json) return print(text);
-  auto written = Keel::JSON::write(tree);
-  if (!written) return failure(kTool, "cannot write JSON: " + written.error().text());
-  return print(written.value() + "\n");
+  const std::string partial = unreadable.line();
+  // Nothing measured: the error alone, no empty table.
+  if (sizes && tree.as<Keel::AnyValue::Array>().empty()) return failure(kTool, partial);
+  int status = kExitSuccess;
+  if (!json) {
+    status = print(text);
+  } else if (auto written = Keel::JSON::write(tree)) {
+    status = print(written.value() + "\n");
+  } else {
+    return failure(kTool, "cannot write JSON: " + written.error().text());
+  }
+  if (status != kExitSuccess || partial.empty()) return status;
+  return failure(kTool, partial);
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace Keel {
 
@@ -11,12 +12,28 @@ namespace Keel {
 // missing. Counts of logical processors come from the kernel's CPU lists
 // (present = installed, online = in use), physical cores are the distinct
 // (package, core) pairs of those processors' topology, and memory is the
-// kernel's MemTotal. There are no processor type codes: Linux has no
-// counterpart of them, and the architecture text names the processor family.
+// kernel's MemTotal.
+//
+// The processor type codes are the Mach ones, taken from the kernel's machine
+// name (processorTypeCodes below):
+//   machine name              cpuType                   cpuSubtype
+//   x86_64                    0x01000007 (X86_64)       3 (X86_64_ALL)
+//   i386, i486, i586, i686    7 (X86)                   3 (I386_ALL)
+//   aarch64, arm64            0x0100000C (ARM64)        0 (ARM64_ALL)
+//   armv6*                    12 (ARM)                  6 (ARM_V6)
+//   armv7*                    12 (ARM)                  9 (ARM_V7)
+//   ppc64, ppc64le            0x01000012 (POWERPC64)    0 (POWERPC_ALL)
+//   ppc                       18 (POWERPC)              0 (POWERPC_ALL)
+//   anything else, unknown    0                         0
+// cpuThreadType is 1 (INTEL_HTT) on x86 when more logical processors than
+// cores are online, else 0 (none), as the Mach kernel reports it.
 struct HostBasicInfo {
   std::int32_t maxCpus = 0;         // logical processors present
   std::int32_t availCpus = 0;       // logical processors online
   std::uint64_t memorySize = 0;     // bytes of physical memory
+  std::int32_t cpuType = 0;         // Mach processor type, see above
+  std::int32_t cpuSubtype = 0;      // Mach processor subtype
+  std::int32_t cpuThreadType = 0;   // 1 with hyper-threading on x86, else 0
   std::int32_t physicalCpu = 0;     // cores among the online processors
   std::int32_t physicalCpuMax = 0;  // cores among the present processors
   std::int32_t logicalCpu = 0;      // logical processors online
@@ -82,6 +99,15 @@ class SystemFacts {
   // operatingSystemVersionText() with every "Version" replaced by "macOS".
   [[nodiscard]] std::string operatingSystemName() const;
 };
+
+// The Mach processor type and subtype of a kernel machine name, as listed
+// at HostBasicInfo; {0, 0} when the name is unknown.
+struct ProcessorTypeCodes {
+  std::int32_t type = 0;
+  std::int32_t subtype = 0;
+  friend bool operator==(const ProcessorTypeCodes&, const ProcessorTypeCodes&) = default;
+};
+[[nodiscard]] ProcessorTypeCodes processorTypeCodes(std::string_view architecture);
 
 // The literal architecture test behind isAppleSilicon.
 [[nodiscard]] inline bool isAppleSiliconArchitecture(const std::string& architecture) {

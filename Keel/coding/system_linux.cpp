@@ -165,6 +165,12 @@ HostBasicInfo LinuxSystemFacts::hostBasicInfo() const {
     info.physicalCpu = clampCount(countCores(cpuRoot, *online));
   }
   info.memorySize = info.maxMem = physicalMemory();
+  const ProcessorTypeCodes codes = processorTypeCodes(architecture());
+  info.cpuType = codes.type;
+  info.cpuSubtype = codes.subtype;
+  constexpr std::int32_t kX86 = 7;
+  const bool x86 = (codes.type & 0xFF) == kX86;
+  if (x86 && info.logicalCpu > info.physicalCpu && info.physicalCpu > 0) info.cpuThreadType = 1;
   return info;
 }
 

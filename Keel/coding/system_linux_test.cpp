@@ -3,6 +3,7 @@
 #include "Keel/coding/system_linux.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -37,13 +38,30 @@ class SystemFactsTest : public ::testing::Test {
   }
 
   [[nodiscard]] LinuxSystemFacts facts() const { return LinuxSystemFacts(sources_); }
+  void expectNothingKnown() const;
 
   Vantor::Testing::TempDir dir_;
   const fs::path& root_ = dir_.path();
   LinuxSystemFacts::Sources sources_;
 };
 
-TEST_F(SystemFactsTest, MissingSourcesGiveEmptyTextsAndZeros) {
+// FIFOs in the sources' places must read as missing, never wait for a writer.
+TEST_F(SystemFactsTest, MissingSourcesOrFifosInTheirPlaceGiveEmptyTextsAndZeros) {
+  for (const bool fifos : {false, true}) {
+    SCOPED_TRACE(fifos ? "fifos" : "missing");
+    if (fifos) {
+      for (const char* source : {"proc/cpuinfo", "proc/meminfo", "proc/uptime", "proc/device-tree/model",
+                                 "sys/devices/system/cpu/online", "sys/devices/system/cpu/present",
+                                 "sys/class/dmi/id/product_name", "etc/os-release", "usr/lib/os-release"}) {
+        fs::create_directories((root_ / source).parent_path());
+        ASSERT_EQ(mkfifo((root_ / source).c_str(), 0600), 0) << source;
+      }
+    }
+    expectNothingKnown();
+  }
+}
+
+void SystemFactsTest::expectNothingKnown() const {
   const LinuxSystemFacts f = facts();
   EXPECT_EQ(f.model(), "");
   EXPECT_EQ(f.processorName(), "");
@@ -106,6 +124,22 @@ TEST_F(SystemFactsTest, HostBasicInfoCountsProcessorsCoresAndMemory) {
   expected.physicalCpu = expected.physicalCpuMax = 2;
   expected.memorySize = expected.maxMem = 4096;
   EXPECT_EQ(facts().hostBasicInfo(), expected);
+
+  // The type codes follow the architecture; x86 with more threads than
+  // cores online is hyper-threaded.
+  setKernel("x86_64", "6.1.0");
+  expected.cpuType = 0x01000007;
+  expected.cpuSubtype = 3;
+  expected.cpuThreadType = 1;
+  EXPECT_EQ(facts().hostBasicInfo(), expected);
+  setKernel("aarch64", "6.1.0");
+  expected.cpuType = 0x0100000C;
+  expected.cpuSubtype = 0;
+  expected.cpuThreadType = 0;
+  EXPECT_EQ(facts().hostBasicInfo(), expected);
+  EXPECT_EQ(processorTypeCodes("armv7l"), (ProcessorTypeCodes{12, 9}));
+  EXPECT_EQ(processorTypeCodes("i686"), (ProcessorTypeCodes{7, 3}));
+  EXPECT_EQ(processorTypeCodes("riscv64"), ProcessorTypeCodes{});
 }
 
 TEST_F(SystemFactsTest, ThermalStateReadsZonesAndTheirTrips) {

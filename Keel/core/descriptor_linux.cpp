@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace Keel {
 
 void Descriptor::reset(int fd) noexcept {
@@ -48,6 +50,33 @@ bool writeAll(int fd, const void* bytes, std::size_t size) noexcept {
     size -= static_cast<std::size_t>(n);
   }
   return true;
+}
+
+Descriptor openRegularFile(const char* path, struct stat& status) noexcept {
+  const Descriptor located(::open(path, O_PATH | O_CLOEXEC));
+  if (!located.valid()) return Descriptor();
+  if (::fstat(located.get(), &status) != 0) return Descriptor();
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : ENXIO;
+    return Descriptor();
+  }
+  // Reopen the inode just checked, not the path, which may have been
+  // replaced meanwhile. O_NONBLOCK still matters for the few regular files of
+  // pseudo file systems that would wait for data.
+  constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  char reopen[64];
+  std::snprintf(reopen, sizeof reopen, "/proc/self/fd/%d", located.get());
+  Descriptor file(::open(reopen, kFlags));
+  if (file.valid() || errno != ENOENT) return file;
+  // Without /proc: the path again, and the same inode or nothing.
+  file.reset(::open(path, kFlags));
+  struct stat opened {};
+  if (!file.valid()) return file;
+  if (::fstat(file.get(), &opened) != 0 || opened.st_dev != status.st_dev || opened.st_ino != status.st_ino) {
+    errno = ENXIO;
+    return Descriptor();
+  }
+  return file;
 }
 
 }  // namespace Keel

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <algorithm>
@@ -83,6 +84,17 @@ auto retryOnInterrupt(Call&& call) {
 [[nodiscard]] inline bool writeAll(int fd, std::string_view bytes) noexcept {
   return writeAll(fd, bytes.data(), bytes.size());
 }
+
+// Opens the file at `path` for reading only when it is a regular file, for
+// files that other people control: links are followed, but the path is first
+// resolved without opening anything (O_PATH) and checked with fstat, and only
+// then is that very inode opened, O_NONBLOCK and O_NOCTTY. So a FIFO never
+// makes the call wait for a writer, and a device (/dev/zero, a terminal, a
+// tape) or a socket is never opened at all. `status` receives the file's
+// fstat. Invalid with errno set when there is nothing to read: the open's own
+// error (ENOENT, EACCES, ELOOP, ...), EISDIR for a folder and ENXIO for any
+// other file that is not regular. Read it with readAll and a size limit.
+[[nodiscard]] Descriptor openRegularFile(const char* path, struct stat& status) noexcept;
 
 // Reads `fd` to its end into a std::string or std::vector<std::uint8_t>.
 // Absent with errno set when a read fails, and with EFBIG when there is more

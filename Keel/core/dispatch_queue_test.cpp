@@ -15,34 +15,12 @@
 #include <vector>
 
 #include "Keel/core/run_loop.h"
+#include "testing/event_count.h"
 
 namespace Keel {
 namespace {
 
-constexpr auto kTimeout = std::chrono::seconds(20);
-
-// Counts events and lets a thread wait, with a timeout, for a number of them.
-class Events {
- public:
-  void add() {
-    std::lock_guard lock(mutex_);
-    ++count_;
-    changed_.notify_all();
-  }
-  [[nodiscard]] bool waitFor(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kTimeout, [&] { return count_ >= count; });
-  }
-  [[nodiscard]] int count() {
-    std::lock_guard lock(mutex_);
-    return count_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0;
-};
+using Events = Vantor::Testing::EventCount;
 
 TEST(DispatchQueueTest, BarrierWaitsForEarlierWorkRunsAloneAndHoldsBackLaterWork) {
   DispatchQueue queue("test.barrier", DispatchQueue::Attributes::concurrent);

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "testing/event_count.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {
@@ -20,45 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 using Vantor::Testing::TempDir;
 
-// Counts handler runs and lets a test wait for them. The handler shares the
-// count, so a run still going when the observer is released never outlives it.
-class RunCounter {
- public:
-  std::function<void()> handler() {
-    return [state = state_] {
-      std::lock_guard lock(state->mutex);
-      ++state->count;
-      state->changed.notify_all();
-    };
-  }
-  // True once at least `count` runs happened, false after the time-out.
-  bool waitFor(int count, std::chrono::milliseconds timeout = 10s) {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, timeout, [&] { return state_->count >= count; });
-  }
-  int count() {
-    std::lock_guard lock(state_->mutex);
-    return state_->count;
-  }
-  // The count once no run has happened for a while: the runs of a burst
-  // that was handed out already may still be in progress.
-  int settledCount() {
-    std::unique_lock lock(state_->mutex);
-    for (int last = -1; last != state_->count;) {
-      last = state_->count;
-      state_->changed.wait_for(lock, 200ms, [&] { return state_->count != last; });
-    }
-    return state_->count;
-  }
-
- private:
-  struct State {
-    std::mutex mutex;
-    std::condition_variable changed;
-    int count = 0;
-  };
-  std::shared_ptr<State> state_ = std::make_shared<State>();
-};
+using RunCounter = Vantor::Testing::EventCount;
 
 void touch(const std::filesystem::path& path) { std::ofstream(path) << "x"; }
 

@@ -90,7 +90,10 @@ class LinuxDomainFile final : public DomainFile {
 
   FileRead read() override {
     FileRead result;
-    Descriptor fd(::open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    // Anyone may put a FIFO or a device where the file belongs; neither is
+    // ever opened for reading, so the store never waits on one.
+    struct stat st {};
+    Descriptor fd = openRegularFile(path_.c_str(), st);
     if (!fd.valid()) {
       switch (errno) {
         case ENOENT:
@@ -110,13 +113,8 @@ class LinuxDomainFile final : public DomainFile {
       }
       return result;
     }
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0) {
-      result.status = FileRead::Status::failed;
-      return result;
-    }
     result.stamp = stampOf(st);
-    if (!S_ISREG(st.st_mode) || static_cast<std::uintmax_t>(st.st_size) > kLargestFile) {
+    if (static_cast<std::uintmax_t>(st.st_size) > kLargestFile) {
       result.status = FileRead::Status::unreadable;
       return result;
     }

@@ -7,13 +7,11 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <fstream>
-#include <mutex>
 #include <string>
 
+#include "testing/event_count.h"
 #include "testing/temp_dir.h"
 
 namespace Keel::detail {
@@ -35,25 +33,15 @@ TEST(InotifyWatcher, AnOverflowingQueueIsToldToEveryListener) {
   TempDir dir;
   std::filesystem::create_directory(dir.path() / "quiet");
   InotifyWatcher watcher;
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool blocked = false;
-  bool release = false;
-  std::atomic<int> busyOverflows{0};
-  std::atomic<int> quietOverflows{0};
+  const Vantor::Testing::EventCount blocked, released, busyOverflows, quietOverflows;
   const std::uint64_t busy = watcher.add(dir.path(), IN_MODIFY, [&](std::uint32_t mask, std::string_view) {
-    if ((mask & IN_Q_OVERFLOW) != 0) {
-      busyOverflows.fetch_add(1);
-      return;
-    }
-    std::unique_lock lock(mutex);
-    if (blocked) return;
-    blocked = true;  // hold the reader while the kernel's queue fills up
-    changed.notify_all();
-    changed.wait(lock, [&] { return release; });
+    if ((mask & IN_Q_OVERFLOW) != 0) return busyOverflows.add();
+    if (blocked.count() > 0) return;  // the reader calls one handler at a time
+    blocked.add();                    // hold the reader while the kernel's queue fills up
+    (void)released.waitFor(1, 60s);
   });
   const std::uint64_t quiet = watcher.add(dir.path() / "quiet", IN_MODIFY, [&](std::uint32_t mask, std::string_view) {
-    if ((mask & IN_Q_OVERFLOW) != 0) quietOverflows.fetch_add(1);
+    if ((mask & IN_Q_OVERFLOW) != 0) quietOverflows.add();
   });
   ASSERT_NE(busy, 0u);
   ASSERT_NE(quiet, 0u);
@@ -63,24 +51,16 @@ TEST(InotifyWatcher, AnOverflowingQueueIsToldToEveryListener) {
   ASSERT_GE(a, 0);
   ASSERT_GE(b, 0);
   ASSERT_EQ(::write(a, "x", 1), 1);
-  {
-    std::unique_lock lock(mutex);
-    ASSERT_TRUE(changed.wait_for(lock, 10s, [&] { return blocked; }));
-  }
+  ASSERT_TRUE(blocked.waitFor(1, 10s));
   // Alternating files, so that the kernel cannot merge consecutive events.
   for (std::size_t i = 0; i <= limit; ++i) ASSERT_EQ(::write(i % 2 == 0 ? a : b, "x", 1), 1);
   ::close(a);
   ::close(b);
-  {
-    std::lock_guard lock(mutex);
-    release = true;
-    changed.notify_all();
-  }
-  for (int i = 0; i < 10000 && (busyOverflows.load() == 0 || quietOverflows.load() == 0); ++i) {
-    std::this_thread::sleep_for(1ms);
-  }
-  EXPECT_EQ(busyOverflows.load(), 1);
-  EXPECT_EQ(quietOverflows.load(), 1);
+  released.add();
+  EXPECT_TRUE(busyOverflows.waitFor(1, 10s));
+  EXPECT_TRUE(quietOverflows.waitFor(1, 10s));
+  EXPECT_EQ(busyOverflows.settledCount(), 1);
+  EXPECT_EQ(quietOverflows.count(), 1);
   watcher.remove(busy);
   watcher.remove(quiet);
 }

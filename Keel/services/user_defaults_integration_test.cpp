@@ -8,14 +8,13 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <thread>
 
-#include "Keel/core/property_list_reader.h"
 #include "Keel/services/domain_file.h"
 #include "Keel/services/persistent_user_defaults.h"
 #include "testing/child_process.h"
+#include "testing/domain_text.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {
@@ -24,18 +23,9 @@ namespace {
 using namespace std::chrono_literals;
 using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
+using Vantor::Testing::fileDomain;
 using Vantor::Testing::TempDir;
 using Vantor::Testing::waitUntil;
-
-std::optional<TextDictionary> fileDomain(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  auto read = PropertyList::read(std::string_view(s.str()));
-  if (!read) return std::nullopt;
-  if (auto* d = read.value->getIf<TextDictionary>()) return *d;
-  return std::nullopt;
-}
 
 // Every key of the "forever" writer's round carries that round's number.
 bool isOneWholeRound(const TextDictionary& domain) {
@@ -145,13 +135,9 @@ TEST(UserDefaultsFolders, AReadOnlyFolderFailsWritesQuietlyAndMemoryAnswers) {
       output,
       output});
   const auto status = writer.waitForExit(30s);
-  std::ifstream in(output);
-  std::stringstream said;
-  said << in.rdbuf();
-  if (said.str().find("stored=") == std::string::npos) {
-    GTEST_SKIP() << "no read-only mount in a namespace here: " << said.str();
-  }
-  EXPECT_EQ(status, 0) << said.str();
+  const std::string said = Vantor::Testing::fileText(output);
+  if (said.find("stored=") == std::string::npos) GTEST_SKIP() << "no read-only mount in a namespace here: " << said;
+  EXPECT_EQ(status, 0) << said;
   EXPECT_FALSE(std::filesystem::exists(file));
 }
 

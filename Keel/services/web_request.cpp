@@ -177,7 +177,9 @@ void WebClient::post(std::string_view urlString, std::optional<std::string> form
   transfer.request.method = "POST";
   if (form) {
     transfer.request.headers.emplace_back("Content-Type", "application/x-www-form-urlencoded");
-    transfer.request.body = std::move(*form);
+    // Bytes that are not UTF-8 are not the form's text, so nothing is sent
+    // in its place.
+    if (isValidUtf8(*form)) transfer.request.body = std::move(*form);
   }
   transport_->start(std::move(transfer), dataDelivery(std::move(completion)));
 }

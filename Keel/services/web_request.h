@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -24,14 +25,15 @@ using WebData = std::vector<std::uint8_t>;
 // errors: a 404 or 500 page arrives as data.
 struct WebError {
   enum class Code {
-    badURL,                  // the address could not be sent as given
-    unsupportedURL,          // no http or https scheme
-    timedOut,                // the whole transfer outlived its time limit
-    cannotFindHost,          // the host name did not resolve
-    cannotConnectToHost,     // refused or unreachable
-    secureConnectionFailed,  // TLS handshake or certificate failure
-    networkConnectionLost,   // the connection broke mid-transfer
-    cancelled,               // the transport shut down before the transfer ended
+    badURL,                    // the address could not be sent as given
+    unsupportedURL,            // no http or https scheme
+    timedOut,                  // nothing moved for the idle time-out, or the transfer outlived its bound
+    cannotFindHost,            // the host name did not resolve
+    cannotConnectToHost,       // refused or unreachable
+    secureConnectionFailed,    // TLS handshake or certificate failure
+    networkConnectionLost,     // the connection broke mid-transfer
+    dataLengthExceedsMaximum,  // the body (decoded) or the header fields passed their cap
+    cancelled,                 // the transport shut down before the transfer ended
     other,
   };
   Code code = Code::other;
@@ -62,7 +64,21 @@ struct WebRequestSpec {
   WebHeaders headers;
   std::optional<std::string> body;
   CachePolicy cachePolicy = CachePolicy::useProtocolCachePolicy;
-  std::chrono::milliseconds timeout{60'000};  // limit of the whole transfer
+  // The longest wait for the next byte in either direction, connecting
+  // included: a reply that keeps arriving, however slowly, is not cut by it.
+  std::chrono::milliseconds timeout{60'000};
+  // The bound on the whole transfer, redirects included, so that a reply that
+  // drips for ever still ends (with `timedOut`).
+  std::chrono::milliseconds transferLimit{kDefaultTransferLimit};
+  // The most body bytes kept, counted after decoding: the transport asks for
+  // gzip and deflate, so a small compressed reply may expand without end.
+  // Past the cap the transfer stops at once and fails with
+  // `dataLengthExceedsMaximum` and no data; memory stays within the cap.
+  // The header fields of one response have a cap of their own, 1 MiB.
+  std::size_t maximumBodyBytes = kDefaultMaximumBodyBytes;
+
+  static constexpr std::chrono::milliseconds kDefaultTransferLimit{120'000};
+  static constexpr std::size_t kDefaultMaximumBodyBytes = std::size_t{64} << 20;
 };
 
 // The header fields to send for `request`: its own, then those its cache
@@ -117,8 +133,12 @@ using WebFullCompletion = std::function<void(std::optional<WebData> data, std::o
 //
 // Every text operation builds its request the same way: percent-encode the
 // address (not for getRaw), check it parses, and send it with "no cache may
-// answer" and a 10-second limit on the whole transfer. There is no retry, no
-// status check, no decoding and no cancellation.
+// answer", a 10-second idle time-out and WebRequestSpec's default bounds on
+// the whole transfer (2 minutes) and on the body (64 MiB). There is no
+// retry, no status check, no decoding and no cancellation. Only http and
+// https are ever sent: an address with another scheme (including
+// "localhost:8080/api", whose scheme is "localhost") completes with
+// `unsupportedURL`.
 //
 // When the completion runs (never on the calling thread, never on the main
 // loop, always on DispatchQueue::global()):
@@ -133,9 +153,11 @@ class WebClient {
  public:
   explicit WebClient(std::shared_ptr<WebTransport> transport);
 
-  // POST on the shared session. With `form`, its UTF-8 bytes are the body as
-  // given (the caller joins and escapes the pairs) and Content-Type is
-  // "application/x-www-form-urlencoded"; without, no body and no Content-Type.
+  // POST on the shared session. With `form`, Content-Type is
+  // "application/x-www-form-urlencoded" and its UTF-8 bytes are the body as
+  // given (the caller joins and escapes the pairs); a form that is not valid
+  // UTF-8 leaves the body unset (an empty POST with that Content-Type).
+  // Without `form`, no body and no Content-Type.
   void post(std::string_view urlString, std::optional<std::string> form, WebDataCompletion completion) const;
   // GET on a fresh client, the address percent-encoded.
   void get(std::string_view urlString, WebDataCompletion completion) const;

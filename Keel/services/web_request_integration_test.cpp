@@ -2,106 +2,26 @@
 // starts, so that what goes over the wire can be checked byte for byte.
 #include "Keel/services/web_request.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include <zlib.h>
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "Keel/services/web_request_linux.h"
 #include "testing/child_process.h"
+#include "testing/event_count.h"
+#include "testing/http_test_server.h"
 
 namespace Keel {
 namespace {
 
 using namespace std::chrono_literals;
 
-struct SeenRequest {
-  std::string method;
-  std::string target;  // as sent, before any decoding
-  std::string body;
-  httplib::Headers headers;
-};
-
-class TestServer {
- public:
-  explicit TestServer(const std::function<void(httplib::Server&, TestServer&)>& routes) {
-    server_.new_task_queue = [] { return new httplib::ThreadPool(32); };
-    // One request per connection: a kept-alive connection of the shared
-    // session would hold the server's shutdown for its idle time-out.
-    server_.set_keep_alive_max_count(1);
-    routes(server_, *this);
-    port_ = server_.bind_to_any_port("127.0.0.1");
-    widenBacklog();
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    Vantor::Testing::waitUntil([this] { return server_.is_running(); }, 10s);
-  }
-  ~TestServer() {
-    release();
-    server_.stop();
-    thread_.join();
-  }
-  TestServer(const TestServer&) = delete;
-  TestServer& operator=(const TestServer&) = delete;
-
-  [[nodiscard]] std::string url(std::string_view path) const {
-    return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
-  }
-  [[nodiscard]] int port() const { return port_; }
-
-  void record(const httplib::Request& request) {
-    std::lock_guard lock(mutex_);
-    seen_.push_back({request.method, request.target, request.body, {request.headers.begin(), request.headers.end()}});
-  }
-  std::vector<SeenRequest> seen() {
-    std::lock_guard lock(mutex_);
-    return seen_;
-  }
-  // Holds a handler until the test ends, to stall a response.
-  void stall() {
-    std::unique_lock lock(mutex_);
-    released_.wait_for(lock, 20s, [&] { return releasedFlag_; });
-  }
-  void release() {
-    std::lock_guard lock(mutex_);
-    releasedFlag_ = true;
-    released_.notify_all();
-  }
-
- private:
-  // The library listens with a backlog of 5, which drops connection attempts
-  // of a burst when the machine is busy; listening again on the socket raises
-  // it in place.
-  void widenBacklog() const {
-    for (int fd = 3; fd < 1024; ++fd) {
-      sockaddr_in address{};
-      socklen_t length = sizeof address;
-      int listening = 0;
-      socklen_t flagLength = sizeof listening;
-      if (getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0 || address.sin_family != AF_INET ||
-          ntohs(address.sin_port) != port_ || getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &flagLength) != 0 ||
-          listening == 0) {
-        continue;
-      }
-      listen(fd, 1024);
-    }
-  }
-
-  httplib::Server server_;
-  std::thread thread_;
-  int port_ = 0;
-  std::mutex mutex_;
-  std::vector<SeenRequest> seen_;
-  std::condition_variable released_;
-  bool releasedFlag_ = false;
-};
+using Vantor::Testing::HttpTestServer;
 
 struct Outcome {
   std::optional<WebData> data;
@@ -124,17 +44,13 @@ class Completions {
           put(index, Outcome{std::move(data), std::move(response), std::move(error)});
         };
   }
-  [[nodiscard]] bool waitFor(int total, std::chrono::milliseconds limit = 20s) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, limit, [&] { return total_ >= total; });
+  [[nodiscard]] bool waitFor(int total, std::chrono::milliseconds limit = 20s) const {
+    return count_.waitFor(total, limit);
   }
+  [[nodiscard]] int total() const { return count_.count(); }
   Outcome at(std::size_t index) {
     std::lock_guard lock(mutex_);
     return outcomes_[index];
-  }
-  int total() {
-    std::lock_guard lock(mutex_);
-    return total_;
   }
   std::map<std::size_t, Outcome> all() {
     std::lock_guard lock(mutex_);
@@ -143,17 +59,16 @@ class Completions {
 
  private:
   void put(std::size_t index, Outcome outcome) {
-    std::lock_guard lock(mutex_);
-    const int calls = outcomes_[index].calls;
-    outcomes_[index] = std::move(outcome);
-    outcomes_[index].calls = calls + 1;
-    ++total_;
-    changed_.notify_all();
+    {
+      std::lock_guard lock(mutex_);
+      outcome.calls = outcomes_[index].calls + 1;
+      outcomes_[index] = std::move(outcome);
+    }
+    count_.add();
   }
   std::mutex mutex_;
-  std::condition_variable changed_;
   std::map<std::size_t, Outcome> outcomes_;
-  int total_ = 0;
+  Vantor::Testing::EventCount count_;
 };
 
 std::string header(const httplib::Headers& headers, const char* name) {
@@ -176,7 +91,7 @@ class WebRequestOverHTTP : public ::testing::Test {
   }
 };
 
-void echoRoute(httplib::Server& server, TestServer& self) {
+void echoRoute(httplib::Server& server, HttpTestServer& self) {
   const auto echo = [&self](const httplib::Request& request, httplib::Response& response) {
     self.record(request);
     response.set_content("ok", "text/plain");
@@ -186,7 +101,7 @@ void echoRoute(httplib::Server& server, TestServer& self) {
 }
 
 TEST_F(WebRequestOverHTTP, AddressesAreEncodedOnceExceptByGetRawAndPostsSendTheFormBytesOrNoBody) {
-  TestServer server(echoRoute);
+  HttpTestServer server(echoRoute);
   Completions done;
   WebRequest::get(server.url("/a b?q=x y"), done.data(0));
   ASSERT_TRUE(done.waitFor(1));
@@ -224,7 +139,7 @@ TEST_F(WebRequestOverHTTP, AddressesAreEncodedOnceExceptByGetRawAndPostsSendTheF
 }
 
 TEST_F(WebRequestOverHTTP, HeadersAreAppendedAndTheResponseKeepsRepeatedFields) {
-  TestServer server([](httplib::Server& s, TestServer& self) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
     s.Get("/fail", [&self](const httplib::Request& request, httplib::Response& response) {
       self.record(request);
       response.status = 500;
@@ -257,12 +172,13 @@ TEST_F(WebRequestOverHTTP, HeadersAreAppendedAndTheResponseKeepsRepeatedFields) 
     if (name == "X-Repeat") repeats.push_back(value);
   }
   EXPECT_EQ(repeats, (std::vector<std::string>{"one", "two"}));
+  EXPECT_EQ(full.response->value("x-REPEAT"), "one");
   EXPECT_EQ(text(done.at(1).data), "broken");
   EXPECT_FALSE(done.at(1).error);
 }
 
 TEST_F(WebRequestOverHTTP, PostKeepsCookiesForTheProcessAndFreshClientsHaveNone) {
-  TestServer server([](httplib::Server& s, TestServer&) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer&) {
     const auto set = [](const httplib::Request&, httplib::Response& response) {
       response.set_header("Set-Cookie", "webRequestTest=kept; Path=/");
       response.set_content("set", "text/plain");
@@ -293,7 +209,7 @@ TEST_F(WebRequestOverHTTP, PostKeepsCookiesForTheProcessAndFreshClientsHaveNone)
 }
 
 TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
-  TestServer server([](httplib::Server& s, TestServer& self) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
     s.Get("/stall", [&self](const httplib::Request&, httplib::Response& response) {
       self.stall();
       response.set_content("late", "text/plain");
@@ -313,7 +229,7 @@ TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
   });
   int refusedPort = 0;
   {
-    TestServer closed(echoRoute);
+    HttpTestServer closed(echoRoute);
     refusedPort = closed.port();
   }
   Completions done;
@@ -340,27 +256,8 @@ TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
   EXPECT_TRUE(done.at(4).error);
 }
 
-TEST_F(WebRequestOverHTTP, FiftyMegabyteBodyArrivesWhole) {
-  std::string big(50u << 20, '\0');
-  for (std::size_t i = 0; i < big.size(); ++i) big[i] = static_cast<char>((i * 7919u) >> 8);
-  TestServer server([&big](httplib::Server& s, TestServer&) {
-    s.Get("/big", [&big](const httplib::Request&, httplib::Response& response) {
-      response.set_content(big, "application/octet-stream");
-    });
-  });
-  Completions done;
-  WebRequest::get(server.url("/big"), done.data());
-  ASSERT_TRUE(done.waitFor(1, 60s));
-  const Outcome outcome = done.at(0);
-  EXPECT_FALSE(outcome.error) << outcome.error->message;
-  ASSERT_TRUE(outcome.data);
-  ASSERT_EQ(outcome.data->size(), big.size());
-  EXPECT_TRUE(std::equal(big.begin(), big.end(), outcome.data->begin(),
-                         [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; }));
-}
-
 TEST_F(WebRequestOverHTTP, TwoHundredRequestsAtOnceEachCompleteOnce) {
-  TestServer server([](httplib::Server& s, TestServer&) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer&) {
     s.Get(R"(/n/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
       response.set_content(request.matches[1].str(), "text/plain");
     });
@@ -378,7 +275,7 @@ TEST_F(WebRequestOverHTTP, TwoHundredRequestsAtOnceEachCompleteOnce) {
 }
 
 TEST_F(WebRequestOverHTTP, DestroyingATransportEndsItsTransfersOnce) {
-  TestServer server([](httplib::Server& s, TestServer& self) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
     s.Get("/stall", [&self](const httplib::Request& request, httplib::Response&) {
       self.record(request);
       self.stall();
@@ -395,6 +292,136 @@ TEST_F(WebRequestOverHTTP, DestroyingATransportEndsItsTransfersOnce) {
   ASSERT_TRUE(done.at(0).error);
   EXPECT_EQ(done.at(0).error->code, WebError::Code::cancelled);
   EXPECT_EQ(done.at(0).calls, 1);
+}
+
+// A body that never ends, in 64 KiB chunks, until the client goes away.
+void endlessRoute(httplib::Server& server, HttpTestServer& self) {
+  server.Get(R"(/bytes/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
+    std::string body(std::stoul(request.matches[1].str()), '\0');
+    for (std::size_t i = 0; i < body.size(); ++i) body[i] = static_cast<char>((i * 7919u) >> 8);
+    response.set_content(body, "application/octet-stream");
+  });
+  server.Get("/endless", [&self](const httplib::Request&, httplib::Response& response) {
+    response.set_chunked_content_provider("application/octet-stream", [&self](std::size_t, httplib::DataSink& sink) {
+      static const std::string chunk(64 << 10, 'e');
+      return !self.released() && sink.write(chunk.data(), chunk.size());
+    });
+  });
+  // A gzip stream of zeros that never ends: each megabyte costs about a
+  // kilobyte on the wire.
+  server.Get("/bomb", [&self](const httplib::Request&, httplib::Response& response) {
+    response.set_header("Content-Encoding", "gzip");
+    auto stream = std::make_shared<z_stream>();
+    deflateInit2(stream.get(), 9, Z_DEFLATED, 31, 9, Z_DEFAULT_STRATEGY);
+    response.set_chunked_content_provider(
+        "application/octet-stream",
+        [&self, stream](std::size_t, httplib::DataSink& sink) {
+          static const std::vector<Bytef> zeros(1 << 20, 0);
+          std::vector<Bytef> out(1 << 16);
+          stream->next_in = const_cast<Bytef*>(zeros.data());
+          stream->avail_in = static_cast<uInt>(zeros.size());
+          do {
+            stream->next_out = out.data();
+            stream->avail_out = static_cast<uInt>(out.size());
+            deflate(stream.get(), Z_SYNC_FLUSH);
+            const std::size_t made = out.size() - stream->avail_out;
+            if (self.released() || !sink.write(reinterpret_cast<const char*>(out.data()), made)) return false;
+          } while (stream->avail_out == 0);
+          return true;
+        },
+        [stream](bool) { deflateEnd(stream.get()); });
+  });
+}
+
+TEST_F(WebRequestOverHTTP, BodiesPastTheirCapFailAtOnceWithNoData) {
+  HttpTestServer server(endlessRoute);
+  Completions done;
+  // The text operations' own cap; then one of the caller's own, decoded bytes
+  // counted for the gzip body, and a body of exactly the cap arrives whole.
+  WebRequest::get(server.url("/endless"), done.data(0));
+  ASSERT_TRUE(done.waitFor(1, 60s));
+  WebRequestSpec small;
+  small.maximumBodyBytes = 1 << 20;
+  std::size_t index = 1;
+  for (const char* path : {"/bomb", "/bytes/1048577", "/bytes/1048576"}) {
+    small.url = server.url(path);
+    WebRequest::perform(small, done.data(index++));
+  }
+  ASSERT_TRUE(done.waitFor(4, 60s));
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Outcome outcome = done.at(i);
+    ASSERT_TRUE(outcome.error) << i;
+    EXPECT_EQ(outcome.error->code, WebError::Code::dataLengthExceedsMaximum) << outcome.error->message;
+    EXPECT_FALSE(outcome.data) << i;
+  }
+  const Outcome whole = done.at(3);
+  EXPECT_FALSE(whole.error);
+  ASSERT_TRUE(whole.data);
+  ASSERT_EQ(whole.data->size(), std::size_t{1} << 20);
+  EXPECT_EQ((*whole.data)[12345], static_cast<std::uint8_t>((12345u * 7919u) >> 8));
+}
+
+TEST_F(WebRequestOverHTTP, TheTimeOutIsIdleTimeAndTheWholeTransferHasABoundOfItsOwn) {
+  HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
+    // Ten bytes, one each 150 ms, then the end; or one each 100 ms for ever.
+    const auto drip = [&self](bool endless) {
+      return [&self, endless](const httplib::Request&, httplib::Response& response) {
+        // Not a text type, which the server would compress and so hold back.
+        response.set_chunked_content_provider("application/octet-stream",
+                                              [&self, endless](std::size_t offset, httplib::DataSink& sink) {
+                                                if (!endless && offset == 10) {
+                                                  sink.done();
+                                                  return true;
+                                                }
+                                                std::this_thread::sleep_for(endless ? 100ms : 150ms);
+                                                return !self.released() && sink.write("d", 1);
+                                              });
+      };
+    };
+    s.Get("/slow", drip(false));
+    s.Get("/drip", drip(true));
+  });
+  Completions done;
+  WebRequestSpec slow;
+  slow.url = server.url("/slow");
+  slow.timeout = 1s;  // shorter than the whole reply, longer than any pause
+  WebRequest::perform(slow, done.data(0));
+  WebRequestSpec drip;
+  drip.url = server.url("/drip");
+  drip.timeout = 1s;
+  drip.transferLimit = 1500ms;
+  const auto start = std::chrono::steady_clock::now();
+  WebRequest::perform(drip, done.data(1));
+  ASSERT_TRUE(done.waitFor(2, 20s));
+
+  EXPECT_FALSE(done.at(0).error) << done.at(0).error->message;
+  EXPECT_EQ(text(done.at(0).data), "dddddddddd");
+  ASSERT_TRUE(done.at(1).error);
+  EXPECT_EQ(done.at(1).error->code, WebError::Code::timedOut);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+}
+
+TEST_F(WebRequestOverHTTP, OnlyWebSchemesAreSentAndAFormThatIsNotUTF8LeavesTheBodyUnset) {
+  HttpTestServer server(echoRoute);
+  Completions done;
+  const std::string port = std::to_string(server.port());
+  WebRequest::get("localhost:" + port + "/api", done.data(0));
+  WebRequest::getRaw("file:///etc/hostname", done.data(1));
+  WebRequestSpec ftp;
+  ftp.url = "ftp://127.0.0.1:" + port + "/";
+  WebRequest::perform(ftp, done.data(2));
+  WebRequest::post(server.url("/form"), std::string("a=\xFF\xFE"), done.data(3));
+  ASSERT_TRUE(done.waitFor(4));
+  for (std::size_t i = 0; i < 3; ++i) {
+    ASSERT_TRUE(done.at(i).error) << i;
+    EXPECT_EQ(done.at(i).error->code, WebError::Code::unsupportedURL) << i;
+  }
+  const auto seen = server.seen();
+  ASSERT_EQ(seen.size(), 1u);
+  EXPECT_EQ(seen[0].method, "POST");
+  EXPECT_EQ(seen[0].body, "");
+  EXPECT_EQ(header(seen[0].headers, "Content-Type"), "application/x-www-form-urlencoded");
+  EXPECT_EQ(text(done.at(3).data), "ok");
 }
 
 }  // namespace

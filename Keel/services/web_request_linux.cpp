@@ -5,6 +5,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -21,6 +22,12 @@
 namespace Keel {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+// The header fields of one response are kept whole; a server that sends
+// them without end is cut off here.
+constexpr std::size_t kMaximumHeaderBytes = std::size_t{1} << 20;
+
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
     const auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; };
@@ -29,6 +36,15 @@ bool equalsIgnoringCase(std::string_view a, std::string_view b) {
 }
 
 bool holdsLineBreak(std::string_view text) { return text.find_first_of(std::string_view("\r\n\0", 3)) != text.npos; }
+
+// Whether `url` names http or https. Anything else, an address without a
+// scheme included, is never handed to curl, which would guess one.
+bool hasWebScheme(std::string_view url) {
+  const std::size_t colon = url.find(':');
+  if (colon == url.npos || colon > url.find_first_of("/?#")) return false;
+  const std::string_view scheme = url.substr(0, colon);
+  return equalsIgnoringCase(scheme, "http") || equalsIgnoringCase(scheme, "https");
+}
 
 std::string_view trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
@@ -107,7 +123,13 @@ struct CurlTransport::Job {
   CURL* easy = nullptr;
   curl_slist* headerList = nullptr;
   WebData body;
-  WebHeaders headers;  // of the latest response only
+  WebHeaders headers;           // of the latest response only
+  std::size_t headerBytes = 0;  // of the latest response
+  bool overflowed = false;      // the body or the header fields passed their cap
+  // Activity, for the idle time-out: the last time a byte moved either way.
+  Clock::time_point lastActivity = Clock::now();
+  curl_off_t downloaded = 0;
+  curl_off_t uploaded = 0;
   char errorBuffer[CURL_ERROR_SIZE] = {};
 
   ~Job() {
@@ -118,15 +140,48 @@ struct CurlTransport::Job {
   static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* user) {
     auto* job = static_cast<Job*>(user);
     const std::size_t bytes = size * count;
+    const std::size_t cap = job->transfer.request.maximumBodyBytes;
+    if (bytes > cap - job->body.size()) {
+      job->overflowed = true;
+      return 0;  // any other count than given ends the transfer
+    }
+    // Growth by doubling, but never past the cap, so memory stays within it.
+    const std::size_t needed = job->body.size() + bytes;
+    if (needed > job->body.capacity()) job->body.reserve(std::min(cap, std::max(needed, 2 * job->body.capacity())));
     job->body.insert(job->body.end(), data, data + bytes);
+    job->lastActivity = Clock::now();
     return bytes;
+  }
+
+  // Called by curl as bytes move, compressed ones included, so a reply that
+  // arrives slowly keeps the transfer alive however little it decodes to.
+  static int onProgress(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+    auto* job = static_cast<Job*>(user);
+    if (downloaded != job->downloaded || uploaded != job->uploaded) {
+      job->downloaded = downloaded;
+      job->uploaded = uploaded;
+      job->lastActivity = Clock::now();
+    }
+    return 0;
+  }
+
+  [[nodiscard]] Clock::time_point idleDeadline() const {
+    return lastActivity + std::max(transfer.request.timeout, std::chrono::milliseconds(1));
   }
 
   static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* user) {
     auto* job = static_cast<Job*>(user);
     const std::size_t bytes = size * count;
     const std::string_view line(data, bytes);
-    if (line.starts_with("HTTP/")) {
+    job->lastActivity = Clock::now();
+    const bool statusLine = line.starts_with("HTTP/");
+    if (statusLine) job->headerBytes = 0;
+    job->headerBytes += bytes;
+    if (job->headerBytes > kMaximumHeaderBytes) {
+      job->overflowed = true;
+      return 0;
+    }
+    if (statusLine) {
       // A new response (after a redirect or an interim 1xx) replaces the last.
       job->headers.clear();
       job->body.clear();
@@ -178,6 +233,7 @@ void CurlTransport::start(WebTransfer transfer, std::function<void(WebTransferRe
 // cannot be sent as given.
 std::optional<WebError> CurlTransport::prepare(Job& job) {
   const WebRequestSpec& request = job.transfer.request;
+  if (!hasWebScheme(request.url)) return WebError{WebError::Code::unsupportedURL, "only http and https are sent"};
   job.easy = curl_easy_init();
   if (job.easy == nullptr) return WebError{WebError::Code::other, "could not create a transfer"};
   CURL* easy = job.easy;
@@ -207,7 +263,15 @@ std::optional<WebError> CurlTransport::prepare(Job& job) {
   curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
   curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 16L);
   curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
-  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<std::int64_t>(request.timeout.count(), 1)));
+  // The idle time-out is the worker's (see run); curl enforces the bound
+  // on the whole transfer, and the idle time for connecting as well.
+  curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS,
+                   static_cast<long>(std::max<std::int64_t>(request.transferLimit.count(), 1)));
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                   static_cast<long>(std::max<std::int64_t>(request.timeout.count(), 1)));
+  curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &Job::onProgress);
+  curl_easy_setopt(easy, CURLOPT_XFERINFODATA, &job);
   curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, job.errorBuffer);
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Job::onBody);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &job);
@@ -243,6 +307,13 @@ std::optional<WebError> CurlTransport::prepare(Job& job) {
 
 void CurlTransport::finish(std::unique_ptr<Job> job, std::optional<WebError> error) {
   WebTransferResult result;
+  if (job->overflowed) {
+    // Part of a body is no use here and may be large: it goes.
+    error = WebError{WebError::Code::dataLengthExceedsMaximum,
+                     "the response passed its cap of " + std::to_string(job->transfer.request.maximumBodyBytes) +
+                         " body bytes or " + std::to_string(kMaximumHeaderBytes) + " header bytes"};
+    job->body = WebData();
+  }
   if (error) {
     if (!job->body.empty()) result.data = std::move(job->body);
     result.error = std::move(error);
@@ -283,6 +354,7 @@ void CurlTransport::run() {
         finish(std::move(job), WebError{WebError::Code::other, "could not start the transfer"});
         continue;
       }
+      job->lastActivity = Clock::now();
       active.emplace(easy, std::move(job));
     }
     if (stopping) break;
@@ -303,7 +375,24 @@ void CurlTransport::run() {
       if (code != CURLE_OK) error = errorFor(code, job->errorBuffer);
       finish(std::move(job), std::move(error));
     }
-    curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
+    // The idle time-out: a transfer that moved nothing for that long ends
+    // here. The poll wakes in time for the nearest one.
+    const auto now = Clock::now();
+    auto wake = now + std::chrono::seconds(1);
+    for (auto it = active.begin(); it != active.end();) {
+      const auto deadline = it->second->idleDeadline();
+      if (deadline > now) {
+        wake = std::min(wake, deadline);
+        ++it;
+        continue;
+      }
+      curl_multi_remove_handle(multi_, it->first);
+      auto job = std::move(it->second);
+      it = active.erase(it);
+      finish(std::move(job), WebError{WebError::Code::timedOut, "nothing arrived within the time-out"});
+    }
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(wake - now).count();
+    curl_multi_poll(multi_, nullptr, 0, static_cast<int>(std::clamp<std::int64_t>(wait, 1, 1000)), nullptr);
   }
   for (auto& [easy, job] : active) {
     curl_multi_remove_handle(multi_, easy);

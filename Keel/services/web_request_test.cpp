@@ -47,8 +47,6 @@ WebDataCompletion into(const std::shared_ptr<Delivery<DataResult>>& delivery) {
   };
 }
 
-WebData bytes(std::string_view text) { return WebData(text.begin(), text.end()); }
-
 TEST(PercentEncoding, EscapesEverythingOutsideTheQuerySetAsUTF8BytesAndFailsOnOtherText) {
   EXPECT_EQ(percentEncodedForURLQuery("http://h/a b?q=x y"), "http://h/a%20b?q=x%20y");
   EXPECT_EQ(percentEncodedForURLQuery("http://h/a%20b"), "http://h/a%2520b");
@@ -69,48 +67,6 @@ TEST(URLValidity, AcceptsReferencesAndRefusesMalformedText) {
   for (const char* bad : {"", "http://h/a b", "http://h/%2", "http://h/%zz", "1http://h", ":x", "a#b#c", "h\xC3\xA9"}) {
     EXPECT_FALSE(isValidURL(bad)) << bad;
   }
-}
-
-TEST(WebClient, GetSendsTheEncodedAddressUncachedWithATenSecondLimit) {
-  auto transport = std::make_shared<RecordingTransport>();
-  transport->answer.data = bytes("body");
-  auto delivery = std::make_shared<Delivery<DataResult>>();
-  WebClient(transport).get("http://127.0.0.1/a b?q=x y", into(delivery));
-
-  ASSERT_EQ(transport->transfers.size(), 1u);
-  const WebTransfer& sent = transport->transfers[0];
-  EXPECT_EQ(sent.request.url, "http://127.0.0.1/a%20b?q=x%20y");
-  EXPECT_EQ(sent.request.method, "GET");
-  EXPECT_FALSE(sent.request.body);
-  EXPECT_FALSE(sent.sharedSession);
-  EXPECT_EQ(sent.request.timeout, std::chrono::seconds(10));
-  EXPECT_EQ(headersToSend(sent.request), (WebHeaders{{"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
-
-  ASSERT_TRUE(delivery->wait());
-  EXPECT_NE(delivery->thread(), std::this_thread::get_id());
-  EXPECT_EQ(delivery->result().first, bytes("body"));
-  EXPECT_FALSE(delivery->result().second);
-}
-
-TEST(WebClient, GetWithHeadersAppendsThemAndPassesTheResponseOn) {
-  auto transport = std::make_shared<RecordingTransport>();
-  transport->answer.response = WebResponse{500, {{"Set-Cookie", "a=1"}, {"set-cookie", "b=2"}}, "http://h/"};
-  using Full = std::tuple<std::optional<WebData>, std::optional<WebResponse>, std::optional<WebError>>;
-  auto delivery = std::make_shared<Delivery<Full>>();
-  WebClient(transport).get("http://h/", {{"X-B", "2"}, {"X-A", "1"}}, [delivery](auto data, auto response, auto error) {
-    delivery->put({std::move(data), std::move(response), std::move(error)});
-  });
-
-  ASSERT_EQ(transport->transfers.size(), 1u);
-  EXPECT_EQ(headersToSend(transport->transfers[0].request),
-            (WebHeaders{{"X-A", "1"}, {"X-B", "2"}, {"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
-  ASSERT_TRUE(delivery->wait());
-  const auto response = std::get<1>(delivery->result());
-  ASSERT_TRUE(response);
-  EXPECT_EQ(response->statusCode, 500);
-  EXPECT_EQ(response->value("SET-COOKIE"), "a=1");
-  EXPECT_EQ(response->headers.size(), 2u);
-  EXPECT_FALSE(response->value("Content-Type"));
 }
 
 // A completion the client dropped without scheduling can never run.
@@ -141,7 +97,7 @@ TEST(WebClient, AddressThatDoesNotParseIsSilentExceptForGetRawAndTextThatIsNotUT
   EXPECT_TRUE(transport->transfers.empty());
 }
 
-TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddress) {
+TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddressAndTextsGetTheirOwn) {
   auto transport = std::make_shared<RecordingTransport>();
   WebClient client(transport);
   WebRequestSpec request;
@@ -160,13 +116,23 @@ TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddress) {
   EXPECT_EQ(sent.request.timeout, request.timeout);
   EXPECT_EQ(headersToSend(sent.request), request.headers);  // its own cache policy adds nothing
 
+  // The text operations' own request: encoded, uncached, the idle time-out
+  // and the default bounds.
+  client.get("http://h/a b", [](auto, auto) {});
+  const WebRequestSpec& text = transport->transfers[1].request;
+  EXPECT_EQ(text.url, "http://h/a%20b");
+  EXPECT_EQ(text.timeout, std::chrono::seconds(10));
+  EXPECT_EQ(text.transferLimit, WebRequestSpec::kDefaultTransferLimit);
+  EXPECT_EQ(text.maximumBodyBytes, WebRequestSpec::kDefaultMaximumBodyBytes);
+  EXPECT_EQ(headersToSend(text), (WebHeaders{{"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
+
   auto delivery = std::make_shared<Delivery<DataResult>>();
   request.url = "not a url";
   client.perform(request, into(delivery));
   ASSERT_TRUE(delivery->wait());
   ASSERT_TRUE(delivery->result().second);
   EXPECT_EQ(delivery->result().second->code, WebError::Code::badURL);
-  EXPECT_EQ(transport->transfers.size(), 1u);
+  EXPECT_EQ(transport->transfers.size(), 2u);
 }
 
 }  // namespace

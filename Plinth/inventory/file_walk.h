@@ -56,8 +56,12 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
 // folders enough to share: the second thread starts when sixteen folders are
 // pending. Only `cancel` and `progress` of the options are used. Folders that
 // cannot be opened and entries that vanish add nothing; overflow stops the
-// process. 0 when the root cannot be opened.
-[[nodiscard]] std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options);
+// process. 0 when the root cannot be opened. `onError` (when given) hears of
+// each folder that cannot be read, the root included, but not of one that
+// vanished; it is called from either thread, one call at a time, and its
+// answer is ignored.
+[[nodiscard]] std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options,
+                                          const WalkErrorHandler& onError = {});
 
 // Whether a folder of this name is a package: a bundle that listings show as
 // one item and never enter.

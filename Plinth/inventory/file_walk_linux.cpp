@@ -196,11 +196,14 @@ namespace {
 // either thread takes from and gives to.
 class SizeSum {
  public:
-  explicit SizeSum(const WalkOptions& options) : options_(options) {}
+  SizeSum(const WalkOptions& options, const WalkErrorHandler& onError) : options_(options), onError_(onError) {}
 
   std::uint64_t run(const std::string& root) {
     Descriptor fd = openLongPath(root, kFolderFlags);
-    if (!fd.valid()) return 0;
+    if (!fd.valid()) {
+      report(root, errno);
+      return 0;
+    }
     pending_.push_back(Pending{root, root.size(), std::make_shared<SharedDescriptor>(std::move(fd), kept_)});
     std::thread helper;
     work(&helper);
@@ -237,6 +240,14 @@ class SizeSum {
     changed_.notify_all();
   }
 
+  // Tells the handler of a folder that cannot be read, one call at a time;
+  // one that vanished meanwhile is no error.
+  void report(const std::string& path, int error) {
+    if (!onError_ || error == ENOENT) return;
+    const std::lock_guard lock(reportMutex_);
+    (void)onError_(path, error);
+  }
+
   [[nodiscard]] bool cancelled() const {
     return options_.cancel != nullptr && options_.cancel->load(std::memory_order_relaxed);
   }
@@ -250,13 +261,20 @@ class SizeSum {
       Descriptor fd = folder.parent ? Descriptor(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart,
                                                           kFolderFlags | O_NOFOLLOW))
                                     : openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+      const int error = errno;
       folder.parent.reset();
-      if (!fd.valid()) return 0;
+      if (!fd.valid()) {
+        report(folder.path, error);
+        return 0;
+      }
       descriptor = std::make_shared<SharedDescriptor>(std::move(fd), kept_);
     }
     const int fd = descriptor->get();
     const Keel::Listing listing = Keel::listingOf(fd);
-    if (!listing) return 0;
+    if (!listing) {
+      report(folder.path, errno);
+      return 0;
+    }
     std::uint64_t sum = 0;
     std::uint64_t entries = 0;
     const bool keep = kept_.load(std::memory_order_relaxed) < kMaximumKeptDescriptors;
@@ -287,6 +305,8 @@ class SizeSum {
   }
 
   const WalkOptions& options_;
+  const WalkErrorHandler& onError_;
+  std::mutex reportMutex_;
   std::atomic<long> kept_{0};
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -297,8 +317,8 @@ class SizeSum {
 
 }  // namespace
 
-std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options) {
-  SizeSum sum(options);
+std::uint64_t sumSizesBelow(const std::string& root, const WalkOptions& options, const WalkErrorHandler& onError) {
+  SizeSum sum(options, onError);
   return sum.run(root);
 }
 

@@ -40,7 +40,7 @@ std::uint64_t IOUtilities::folderSize(const Keel::URL& url, const SizeWalk& walk
   WalkOptions options;
   options.cancel = walk.cancel;
   options.progress = walk.progress;
-  return sumSizesBelow(url.path(), options);
+  return sumSizesBelow(url.path(), options, walk.unreadable);
 }
 
 std::optional<Keel::Date> IOUtilities::metadataDate(const std::string& /*path*/, std::string_view /*key*/) {

@@ -36,18 +36,22 @@ void writeLineToStandardOutput(std::string_view line);
 struct SizeWalk {
   const std::atomic<bool>* cancel = nullptr;
   WalkProgress* progress = nullptr;
+  // Hears of each folder that cannot be read (see sumSizesBelow), so that a
+  // caller can tell a partial sum from a whole one.
+  WalkErrorHandler unreadable;
 };
 
 class IOUtilities {
  public:
   IOUtilities() = delete;
 
-  // One existence test on the path itself (a symbolic link is a `file`,
-  // whatever it points to, so that measuring never follows one).
+  // One exists-and-is-directory test that follows symbolic links: a dangling
+  // link is `invalid`, a link to a folder a `directory`. (Walks below a
+  // folder still never follow a link, so a link loop costs nothing.)
   [[nodiscard]] static PathType pathType(const std::string& path);
 
   // The item's logical size (st_size of the item itself; a link counts its own
-  // size); 0 when it cannot be examined.
+  // size, not its target's); 0 when it cannot be examined.
   [[nodiscard]] static std::uint64_t fileSize(const Keel::URL& url);
 
   // The sum of the sizes of everything below the folder: hidden entries and
@@ -58,7 +62,9 @@ class IOUtilities {
   [[nodiscard]] static std::uint64_t folderSize(const Keel::URL& url, const SizeWalk& walk = {});
 
   // "NSFileCreationDate": the birth time of the item, where the file system
-  // records one (statx); absent otherwise, and for every other key.
+  // records one (statx); "NSFileModificationDate": its modification time. Of
+  // the item itself, a link not followed. Absent otherwise, and for every
+  // other key.
   [[nodiscard]] static std::optional<Keel::Date> dateAttribute(const std::string& path, std::string_view key);
 
   // Dates of a search-metadata store. Linux desktops keep no store with the
@@ -75,7 +81,8 @@ class IOUtilities {
   static void reveal(const Keel::URL& url, const FileRevealer& revealer);
 
   // Removes the item, with everything inside when it is a folder, never
-  // following links. True when nothing exists at the path afterwards.
+  // following links. True when nothing exists at the path afterwards (below a
+  // plain file nothing ever can).
   static bool deleteItem(const Keel::URL& url);
 
   // The folder's direct contents whose folder-ness equals `directories`

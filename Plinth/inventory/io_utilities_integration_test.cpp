@@ -54,17 +54,43 @@ TEST(FolderSize, CountsEverythingBelowWithoutFollowingLinks) {
   EXPECT_EQ(missing.name, "gone.txt");
 
   EXPECT_EQ(IOUtilities::pathType((root / "sub").string()), PathType::directory);
-  EXPECT_EQ(IOUtilities::pathType((root / "link").string()), PathType::file);
   EXPECT_EQ(IOUtilities::pathType((root / "nothing").string()), PathType::invalid);
+}
+
+// The kind of a path follows links (the walks inside a tree still do not);
+// what a link is measured as follows from it.
+TEST(FileEntries, KindsFollowLinksDatesAreReadAndNothingIsBelowAFile) {
+  const Vantor::Testing::TempDir temp;
+  const fs::path root = temp.path();
+  writeFile(root / "a.txt", 100);
+  writeFile(root / "sub/b.bin", 7);
+  fs::create_symlink("a.txt", root / "link");
+  fs::create_directory_symlink(root / "sub", root / "folder-link");
+  fs::create_symlink(root / "gone", root / "dangling");
+  EXPECT_EQ(IOUtilities::pathType((root / "link").string()), PathType::file);
+  EXPECT_EQ(IOUtilities::pathType((root / "folder-link").string()), PathType::directory);
+  EXPECT_EQ(IOUtilities::pathType((root / "dangling").string()), PathType::invalid);
+  EXPECT_EQ(FileURL(Keel::URL::fileURL((root / "folder-link").string())).size, 7U);
+  EXPECT_EQ(FileURL(Keel::URL::fileURL((root / "dangling").string())).size, 0U);
 
   // A birth time where the file system keeps one, never another date instead.
   const auto born = IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileCreationDate");
   if (born) {
     EXPECT_NEAR(born->timeIntervalSince1970(), Keel::Date::now().timeIntervalSince1970(), 3600);
   }
-  EXPECT_FALSE(IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileModificationDate"));
+  const timespec times[2] = {{0, UTIME_OMIT}, {1'000'000'000, 500'000'000}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, (root / "a.txt").c_str(), times, 0), 0);
+  const auto modified = IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileModificationDate");
+  ASSERT_TRUE(modified);
+  EXPECT_DOUBLE_EQ(modified->timeIntervalSince1970(), 1'000'000'000.5);
+  EXPECT_FALSE(IOUtilities::dateAttribute((root / "a.txt").string(), "NSFileSize"));
   EXPECT_FALSE(IOUtilities::dateAttribute((root / "nothing").string(), "NSFileCreationDate"));
   EXPECT_FALSE(IOUtilities::metadataDate((root / "a.txt").string(), "kMDItemLastUsedDate"));
+
+  EXPECT_TRUE(IOUtilities::deleteItem(Keel::URL::fileURL((root / "a.txt/below").string())));
+  EXPECT_TRUE(IOUtilities::deleteItem(Keel::URL::fileURL((root / "dangling").string())));
+  EXPECT_FALSE(fs::is_symlink(root / "dangling"));
+  EXPECT_TRUE(fs::exists(root / "a.txt"));
 }
 
 TEST(FolderSize, ProgressCountsAndCancellationStops) {
@@ -72,11 +98,15 @@ TEST(FolderSize, ProgressCountsAndCancellationStops) {
   // Folders enough that a second thread shares the work.
   for (int i = 0; i < 40; ++i) writeFile(temp.path() / ("d" + std::to_string(i)) / "e" / "f", 10);
   WalkProgress progress;
-  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), SizeWalk{nullptr, &progress}), 400U);
+  SizeWalk watched;
+  watched.progress = &progress;
+  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), watched), 400U);
   EXPECT_EQ(progress.foldersDone.load(), 81U);
   EXPECT_EQ(progress.entriesSeen.load(), 120U);
   const std::atomic<bool> cancel{true};
-  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), SizeWalk{&cancel, nullptr}), 0U);
+  SizeWalk cancelled;
+  cancelled.cancel = &cancel;
+  EXPECT_EQ(IOUtilities::folderSize(folderURL(temp.path()), cancelled), 0U);
 }
 
 TEST(Listings, SkipHiddenEntriesAndNeverEnterPackages) {
@@ -157,7 +187,7 @@ bool asUnprivilegedUser(Check check) {
   return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
-TEST(HostileTrees, AnUnreadableFolderAddsNothing) {
+TEST(HostileTrees, AnUnreadableFolderAddsNothingAndIsReported) {
   const Vantor::Testing::TempDir temp;
   const fs::path root = temp.path();
   fs::permissions(root, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec | fs::perms::others_read |
@@ -166,7 +196,16 @@ TEST(HostileTrees, AnUnreadableFolderAddsNothing) {
   writeFile(root / "locked/inner/f", 5);
   writeFile(root / "open/f", 3);
   fs::permissions(root / "locked", fs::perms::none);
-  EXPECT_TRUE(asUnprivilegedUser([&] { return IOUtilities::folderSize(folderURL(root)) == 10U + 3U; }));
+  EXPECT_TRUE(asUnprivilegedUser([&] {
+    std::vector<std::string> unreadable;
+    SizeWalk walk;
+    walk.unreadable = [&](const std::string& path, int error) {
+      unreadable.push_back(path + (error == EACCES ? " EACCES" : " other"));
+      return WalkStep::proceed;
+    };
+    return IOUtilities::folderSize(folderURL(root), walk) == 10U + 3U &&
+           unreadable == std::vector<std::string>{(root / "locked").string() + " EACCES"};
+  }));
   fs::permissions(root / "locked", fs::perms::owner_all);
   EXPECT_EQ(IOUtilities::folderSize(folderURL(root)), 10U + 5U + 3U);
 }

@@ -14,9 +14,20 @@
 
 namespace Plinth {
 
+namespace {
+
+// Whether nothing is at `path` itself (a dangling link is something).
+bool nothingAt(const std::string& path) {
+  struct stat status {};
+  // Below a plain file (ENOTDIR) nothing can ever exist.
+  return ::lstat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+}  // namespace
+
 PathType IOUtilities::pathType(const std::string& path) {
   struct stat status {};
-  if (path.empty() || ::lstat(path.c_str(), &status) != 0) return PathType::invalid;
+  if (path.empty() || ::stat(path.c_str(), &status) != 0) return PathType::invalid;
   return S_ISDIR(status.st_mode) ? PathType::directory : PathType::file;
 }
 
@@ -28,13 +39,16 @@ std::uint64_t IOUtilities::fileSize(const Keel::URL& url) {
 }
 
 std::optional<Keel::Date> IOUtilities::dateAttribute(const std::string& path, std::string_view key) {
-  if (key != "NSFileCreationDate" || path.empty()) return std::nullopt;
+  const bool creation = key == "NSFileCreationDate";
+  if ((!creation && key != "NSFileModificationDate") || path.empty()) return std::nullopt;
+  const unsigned int wanted = creation ? STATX_BTIME : STATX_MTIME;
   struct statx status {};
-  if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BTIME, &status) != 0) return std::nullopt;
+  if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, wanted, &status) != 0) return std::nullopt;
   // A file system that records no birth time leaves the bit clear; the change
   // time is no stand-in for it.
-  if ((status.stx_mask & STATX_BTIME) == 0) return std::nullopt;
-  return Keel::Date(static_cast<double>(status.stx_btime.tv_sec) + static_cast<double>(status.stx_btime.tv_nsec) / 1e9);
+  if ((status.stx_mask & wanted) == 0) return std::nullopt;
+  const statx_timestamp& time = creation ? status.stx_btime : status.stx_mtime;
+  return Keel::Date(static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9);
 }
 
 namespace {
@@ -85,14 +99,14 @@ bool IOUtilities::deleteItem(const Keel::URL& url) {
   const std::string path = url.path();
   if (path.empty()) return false;
   struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT;
+  if (::lstat(path.c_str(), &status) != 0) return nothingAt(path);
   if (S_ISDIR(status.st_mode)) {
     Keel::Descriptor fd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (fd.valid() && emptyFolder(std::move(fd))) (void)::rmdir(path.c_str());
   } else {
     (void)::unlink(path.c_str());
   }
-  return pathType(path) == PathType::invalid;
+  return nothingAt(path);
 }
 
 }  // namespace Plinth

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 
 namespace Plinth {
@@ -40,16 +39,8 @@ TEST(Bookmark, RefusesPathsItCannotKeepAndDataThatIsNoBookmark) {
   relative[26] = 'a';
   EXPECT_EQ(refused(relative), "its path is not an absolute path");
   auto huge = good;
-  huge[25] = 0xFF;  // a length of gigabytes in a short buffer
-  EXPECT_FALSE(decodeBookmark(huge).record);
-
-  std::mt19937 random(7);
-  for (int i = 0; i < 1000; ++i) {
-    Keel::Data noise(static_cast<std::size_t>(random() % 64));
-    for (auto& byte : noise) byte = static_cast<std::uint8_t>(random());
-    if (i % 2 == 0 && noise.size() >= 4) std::copy(good.begin(), good.begin() + 4, noise.begin());
-    EXPECT_FALSE(decodeBookmark(noise).record);
-  }
+  huge[25] = 0xFF;                            // a length of gigabytes in a short buffer
+  EXPECT_FALSE(decodeBookmark(huge).record);  // random bytes are the fuzzer's
 }
 
 }  // namespace

@@ -112,12 +112,18 @@ void FolderPermissions::writeKeys() {
 }
 
 void FolderPermissions::store(const Keel::URL& url) {
+  auto path = url.path();
+  // A grant the store cannot keep would last until the next launch only, so
+  // it is refused before access starts.
+  if (!Keel::isPropertyListText(path)) return;
   auto made = services_.maker->bookmarkData(url, creationOptions_);
   if (!made.data) return;
   if (!services_.access->startAccessing(url)) return;
+  if (!userDefaults_.set(Keel::AnyValue(std::move(*made.data)), path)) {
+    if (!contains(storedUrls_, url)) services_.access->stopAccessing(url);
+    return;
+  }
   insert(storedUrls_, url);
-  auto path = url.path();
-  if (!userDefaults_.set(Keel::AnyValue(std::move(*made.data)), path)) return;
   keys_.push_back(std::move(path));
   writeKeys();
 }
@@ -178,6 +184,7 @@ void SecureFolderSet::restore(const Keel::Data& bookmark) {
 }
 
 void SecureFolderSet::grant(const Keel::URL& url, std::string_view key) {
+  if (!Keel::isPropertyListText(key)) return;  // never kept, so never granted
   auto made = services_.maker->bookmarkData(url, BookmarkCreationOptions::withSecurityScope);
   if (!made.data) return;
   if (!services_.access->startAccessing(url)) return;

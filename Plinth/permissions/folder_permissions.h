@@ -100,9 +100,11 @@ class FolderPermissions final : public IFolderPermissions {
   void setCreationOptions(BookmarkCreationOptions options) override { creationOptions_ = options; }
   [[nodiscard]] BookmarkResolutionOptions resolutionOptions() const override { return resolutionOptions_; }
   void setResolutionOptions(BookmarkResolutionOptions options) override { resolutionOptions_ = options; }
-  // A store whose data entry the defaults refuse (a path that is no
-  // property-list text) ends there, before the path joins keys(): such a path
-  // would make every later write of "Bookmarks" fail.
+  // A path the defaults cannot hold as a key (not UTF-8, or with control
+  // characters: see Keel::isPropertyListText) is refused before access
+  // starts, so count() and keys() never disagree and no grant is lost at the
+  // next launch. A store the defaults refuse for another reason ends there
+  // too, access stopped again.
   void store(const Keel::URL& url) override;
   void remove(std::string_view path) override;
   void remove(const Keel::URL& url) override;
@@ -146,7 +148,8 @@ class SecureFolderSet {
   void restore(std::span<const std::string> keys);
   void restore(const Keel::Data& bookmark);
   // Makes a bookmark; when access starts, records the folder and stores the
-  // data under `key`.
+  // data under `key`. A key the store cannot hold (Keel::isPropertyListText)
+  // grants nothing.
   void grant(const Keel::URL& url, std::string_view key);
   void stopAccessing(const Keel::URL& url);
   // Deletes the values under those of `keys` the store holds. Access is not

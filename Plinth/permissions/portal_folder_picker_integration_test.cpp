@@ -1,11 +1,10 @@
-// The portal folder picker against a stand-in for the desktop portal (a
-// Python GDBus service on a private bus) that records the options it was
-// given and answers as told.
+// The portal folder picker against a stand-in for the desktop portal
+// (testing/fake_file_chooser.py on a private bus) that records the options it
+// was given and answers as told.
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <memory>
 
 #include "Plinth/permissions/portal_folder_picker_linux.h"
@@ -22,34 +21,6 @@ using namespace std::chrono_literals;
 using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
 
-constexpr const char* fakePortal = R"(
-import json, sys
-import gi
-gi.require_version('Gio', '2.0')
-from gi.repository import Gio, GLib
-mode, record, uri = sys.argv[1:4]
-node = Gio.DBusNodeInfo.new_for_xml('''<node><interface name="org.freedesktop.portal.FileChooser">
-<method name="OpenFile"><arg type="s" direction="in"/><arg type="s" direction="in"/>
-<arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method></interface></node>''')
-def call(conn, sender, path, iface, method, params, invocation):
-    options = params.unpack()[2]
-    with open(record, 'w') as f:
-        json.dump({k: list(v) if isinstance(v, (bytes, bytearray)) else v for k, v in options.items()}, f)
-    handle = '/org/freedesktop/portal/desktop/request/%s/%s' % (sender[1:].replace('.', '_'), options['handle_token'])
-    invocation.return_value(GLib.Variant('(o)', (handle,)))
-    code, results = {'choose': (0, {'uris': GLib.Variant('as', [uri])}), 'empty': (0, {})}.get(mode, (1, {}))
-    def respond():
-        conn.emit_signal(sender, handle, 'org.freedesktop.portal.Request', 'Response',
-                         GLib.Variant('(ua{sv})', (code, results)))
-        return False
-    GLib.idle_add(respond)
-def acquired(conn, name):
-    conn.register_object('/org/freedesktop/portal/desktop', node.interfaces[0], call, None, None)
-Gio.bus_own_name(Gio.BusType.SESSION, 'org.freedesktop.portal.Desktop', Gio.BusNameOwnerFlags.NONE,
-                 acquired, lambda conn, name: open(record + '.ready', 'w').close(), None)
-GLib.MainLoop().run()
-)";
-
 struct Answer {
   ModalResponse response;
   std::optional<Keel::URL> url;
@@ -65,11 +36,10 @@ class PortalFolderPickerTest : public ::testing::Test {
   }
 
   void startPortal(const std::string& mode, const std::string& uri = "") {
-    std::ofstream(dir_.path() / "portal.py") << fakePortal;
     const auto ready = record().string() + ".ready";
     std::filesystem::remove(ready);
     portal_ = std::make_unique<ChildProcess>(
-        ChildOptions{{"/usr/bin/python3", (dir_.path() / "portal.py").string(), mode, record().string(), uri},
+        ChildOptions{{"/usr/bin/python3", VANTOR_FAKE_FILE_CHOOSER, mode, record().string(), uri},
                      {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
     ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return std::filesystem::exists(ready); }, 30s)) << "no portal";
   }
@@ -101,7 +71,7 @@ class PortalFolderPickerTest : public ::testing::Test {
   std::unique_ptr<ChildProcess> portal_;
 };
 
-TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURL) {
+TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURLAndNoneAsNone) {
   startPortal("choose", "file:///tmp/chosen%20folder");
   const auto answer = choose(PortalFolderPicker(bus_.address()));
   ASSERT_TRUE(answer);
@@ -114,6 +84,14 @@ TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURL) {
                              R"("directory": true)", R"("multiple": false)", R"("accept_label": "Allow")"}) {
     EXPECT_NE(options.find(option), std::string::npos) << option << "\n" << options;
   }
+
+  // An empty success is OK without a folder.
+  portal_.reset();
+  startPortal("empty");
+  const auto empty = choose(PortalFolderPicker(bus_.address()));
+  ASSERT_TRUE(empty);
+  EXPECT_EQ(empty->response, ModalResponse::OK);
+  EXPECT_FALSE(empty->url);
 }
 
 // Stands in for the toolkit's own dialog: answers OK with its start folder.
@@ -153,14 +131,6 @@ TEST_F(PortalFolderPickerTest, WithoutABusOrAPortalTheFallbackAnswersElseCancel)
   EXPECT_EQ(answer->response, ModalResponse::cancel);
   EXPECT_FALSE(answer->url);
   EXPECT_EQ(fallback->calls, 3);
-}
-
-TEST_F(PortalFolderPickerTest, AnEmptySuccessIsOKWithoutAFolder) {
-  startPortal("empty");
-  const auto answer = choose(PortalFolderPicker(bus_.address()));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->response, ModalResponse::OK);
-  EXPECT_FALSE(answer->url);
 }
 
 }  // namespace
