@@ -1,4 +1,4 @@
-#include "tools/login_item.h"
+#include "VantorLauncher/login_item/login_item.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include "testing/bundle_builder.h"
 #include "testing/temp_dir.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 namespace fs = std::filesystem;
@@ -95,4 +95,4 @@ TEST(LoginItemEntryTest, StartsTheLauncherAndCanHideItself) {
 }
 
 }  // namespace
-}  // namespace Vantor::Tools
+}  // namespace Vantor

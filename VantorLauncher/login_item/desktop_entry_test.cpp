@@ -1,8 +1,8 @@
-#include "tools/desktop_entry.h"
+#include "VantorLauncher/login_item/desktop_entry.h"
 
 #include <gtest/gtest.h>
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 TEST(ParseDesktopEntryTest, ReadsTheEntryGroupOnly) {
@@ -90,4 +90,4 @@ TEST(ExecQuotingTest, SplittingUndoesQuotingThroughTheWholeFile) {
 }
 
 }  // namespace
-}  // namespace Vantor::Tools
+}  // namespace Vantor
