@@ -39,7 +39,8 @@ TEST(LoginItemEnvironmentTest, FollowsTheBaseDirectoryDefaults) {
   // Relative paths are not to be used; only relative ones left is a failure.
   EXPECT_EQ(environmentOf({{"HOME", "/home/u"}, {"XDG_CONFIG_HOME", "cfg"}}).value().configHome, "/home/u/.config");
   EXPECT_FALSE(environmentOf({{"HOME", "home"}}));
-  EXPECT_FALSE(environmentOf({}));
+  EXPECT_EQ(environmentOf({}).error(),
+            "cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path");
 }
 
 TEST(ProgramInPathTest, LooksForExecutableFiles) {
