@@ -143,8 +143,10 @@ _vantor_package(tools vantor-tools utils "command-line tools of the Vantor libra
  vantor-login-item places the Vantor launcher in an application bundle and
  makes it, or not, a login item.")
 set(CPACK_COMPONENT_TOOLS_DEPENDS ${_vantor_runtime})
-# vantor-login-item install copies the launcher from its package.
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "vantor-launcher")
+# vantor-login-item install copies the launcher from its package;
+# vantor-devices --connected asks the usbmuxd daemon for the attached devices
+# (libimobiledevice itself, which it links, dpkg-shlibdeps finds).
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "vantor-launcher, usbmuxd")
 
 _vantor_package(launcher vantor-launcher x11 "login item that opens a main application once per session
  The Vantor launcher starts at login, opens the main application of the
