@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/outcome.h"
+#include "VantorLauncher/login_item/outcome.h"
 
 namespace Vantor::Tools {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "Keel/core/any_value.h"
-#include "tools/outcome.h"
+#include "VantorLauncher/login_item/outcome.h"
 
 namespace Vantor::Tools {
 

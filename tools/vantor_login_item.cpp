@@ -6,9 +6,8 @@
 #include <span>
 
 #include "Keel/core/bundle.h"
-#include "tools/atomic_file.h"
+#include "VantorLauncher/login_item/login_item.h"
 #include "tools/command_line.h"
-#include "tools/login_item.h"
 
 namespace {
 
@@ -64,6 +63,7 @@ int print(const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  using namespace Vantor;
   using namespace Vantor::Tools;
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
                                   {{"--launcher", true}, {"--json", false}});

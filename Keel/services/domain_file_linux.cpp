@@ -23,6 +23,7 @@
 #include <thread>
 #include <vector>
 
+#include "Keel/core/atomic_file_linux.h"
 #include "Keel/core/descriptor_linux.h"
 #include "Keel/services/inotify_watcher.h"
 
@@ -165,19 +166,9 @@ class LinuxDomainFile final : public DomainFile {
   }
 
   std::optional<FileStamp> replace(std::string_view bytes) override {
-    std::string temporary = temporaryPrefix() + "XXXXXX";
-    Descriptor fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!fd.valid()) return std::nullopt;
+    Descriptor fd = replaceFileAtomically(path_, temporaryPrefix(), 0600, bytes);
     struct stat st {};
-    const bool ok = ::fchmod(fd.get(), 0600) == 0 && writeAll(fd.get(), bytes) && ::fsync(fd.get()) == 0 &&
-                    ::fstat(fd.get(), &st) == 0 && ::rename(temporary.c_str(), path_.c_str()) == 0;
-    if (!ok) {
-      ::unlink(temporary.c_str());
-      return std::nullopt;
-    }
-    // The rename is durable only once the folder's entry is on disk.
-    const Descriptor folder(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.valid()) ::fsync(folder.get());
+    if (!fd.valid() || ::fstat(fd.get(), &st) != 0) return std::nullopt;
     hold(std::move(fd));
     return stampOf(st);
   }

@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "tools/outcome.h"
+#include "VantorLauncher/login_item/outcome.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 
 // The keys of a file's [Desktop Entry] group with their values still escaped.
 // Localised keys ("Name[de]") and other groups are left out: nothing here
@@ -60,4 +60,4 @@ class DesktopEntry {
 // escaped here.
 [[nodiscard]] std::string writeDesktopEntry(const std::vector<std::pair<std::string, std::string>>& keys);
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

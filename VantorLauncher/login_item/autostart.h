@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/desktop_entry.h"
+#include "VantorLauncher/login_item/desktop_entry.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 
 // What a session is like, for the rules that depend on it.
 struct AutostartSession {
@@ -61,4 +61,4 @@ struct AutostartState {
                                             const std::optional<AutostartFile>& system,
                                             const AutostartSession& session);
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

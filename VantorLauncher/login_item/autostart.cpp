@@ -1,8 +1,8 @@
-#include "tools/autostart.h"
+#include "VantorLauncher/login_item/autostart.h"
 
 #include <algorithm>
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 std::string joined(const std::vector<std::string>& items) {
@@ -80,4 +80,4 @@ AutostartState autostartState(const std::optional<AutostartFile>& user, const st
   return state;
 }
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

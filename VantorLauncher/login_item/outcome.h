@@ -1,12 +1,12 @@
-// A value or the one-line reason there is none: how the tools' building blocks
-// report failures that end up as a command's error line.
+// A value or the one-line reason there is none: how the login item's and the
+// tools' building blocks report failures that end up as a command's error line.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <utility>
 
-namespace Vantor::Tools {
+namespace Vantor {
 
 template <class T>
 class [[nodiscard]] Outcome {
@@ -28,4 +28,4 @@ class [[nodiscard]] Outcome {
   std::string error_;
 };
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

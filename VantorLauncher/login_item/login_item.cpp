@@ -1,5 +1,10 @@
-#include "tools/login_item.h"
+#include "VantorLauncher/login_item/login_item.h"
 
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 #include <system_error>
 
 #include "Keel/coding/json.h"
@@ -7,9 +12,8 @@
 #include "Keel/core/any_value.h"
 #include "Keel/core/bundle.h"
 #include "Keel/core/utf8.h"
-#include "tools/document.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 namespace fs = std::filesystem;
@@ -43,13 +47,38 @@ bool fitsDesktopEntry(std::string_view text) {
   return Keel::isValidUtf8(text);
 }
 
+// The whole regular file at `path`, or why not: a folder, something else
+// that is no regular file (never opened, as a FIFO or a device could block),
+// unreadable, or larger than an entry can be.
+Outcome<std::string> readEntryText(const fs::path& path) {
+  using Result = Outcome<std::string>;
+  std::error_code error;
+  const auto status = fs::status(path, error);
+  if (error) return Result::failure(error.message());
+  if (fs::is_directory(status)) return Result::failure("is a folder, not a file");
+  if (!fs::is_regular_file(status)) return Result::failure("not a regular file");
+  const std::string tooLarge = "larger than " + std::to_string(kMaxEntryBytes >> 20) + " MiB";
+  if (fs::file_size(path, error) > kMaxEntryBytes && !error) return Result::failure(tooLarge);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+  if (!file) return Result::failure(std::strerror(errno));
+  std::string text;
+  std::array<char, 4096> buffer{};
+  std::size_t n = 0;
+  while ((n = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0) {
+    if (n > kMaxEntryBytes - text.size()) return Result::failure(tooLarge);  // it grew while read
+    text.append(buffer.data(), n);
+  }
+  if (std::ferror(file.get()) != 0) return Result::failure(std::strerror(errno));
+  return text;
+}
+
 // The file at `path`: nothing when there is none, a failure when it exists
 // but cannot be read.
 Outcome<std::optional<AutostartFile>> readAutostartFile(const fs::path& path) {
   using Result = Outcome<std::optional<AutostartFile>>;
   std::error_code error;
   if (fs::symlink_status(path, error).type() == fs::file_type::not_found) return std::optional<AutostartFile>();
-  auto text = readDocumentFile(path, kMaxEntryBytes);
+  auto text = readEntryText(path);
   if (!text) {
     // A link to nothing is no entry.
     if (!fs::exists(path, error)) return std::optional<AutostartFile>();
@@ -307,4 +336,4 @@ Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemE
   return status;
 }
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

@@ -12,10 +12,10 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/autostart.h"
-#include "tools/outcome.h"
+#include "VantorLauncher/login_item/autostart.h"
+#include "VantorLauncher/login_item/outcome.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 
 // Where autostart entries live and what the session is like.
 struct LoginItemEnvironment {
@@ -62,6 +62,13 @@ struct LoginItem {
 // Writes a file atomically; nothing on success, else the reason.
 using FileWriter = std::function<std::optional<std::string>(const std::filesystem::path&, std::string_view)>;
 
+// The real FileWriter: replaces `path` (mode 0644) through a hidden temporary
+// file beside it, so that a reader listing the folder never takes the
+// temporary for an entry, and readers see the old or the new file whole
+// even if the machine stops half-way. The folder must exist. Never throws.
+[[nodiscard]] std::optional<std::string> writeFileAtomically(const std::filesystem::path& path,
+                                                             std::string_view contents);
+
 // Each returns the lines to print on success, or the reason for failing.
 // enable: writes the user's entry (the launcher must be an executable file),
 // with a note when the launcher's path holds "%", which GLib-based sessions
@@ -98,4 +105,4 @@ struct LoginItemStatus {
 };
 [[nodiscard]] Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment);
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor

@@ -1,4 +1,4 @@
-#include "tools/login_item.h"
+#include "VantorLauncher/login_item/login_item.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include "testing/bundle_builder.h"
 #include "testing/temp_dir.h"
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 namespace fs = std::filesystem;
@@ -39,7 +39,8 @@ TEST(LoginItemEnvironmentTest, FollowsTheBaseDirectoryDefaults) {
   // Relative paths are not to be used; only relative ones left is a failure.
   EXPECT_EQ(environmentOf({{"HOME", "/home/u"}, {"XDG_CONFIG_HOME", "cfg"}}).value().configHome, "/home/u/.config");
   EXPECT_FALSE(environmentOf({{"HOME", "home"}}));
-  EXPECT_FALSE(environmentOf({}));
+  EXPECT_EQ(environmentOf({}).error(),
+            "cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path");
 }
 
 TEST(ProgramInPathTest, LooksForExecutableFiles) {
@@ -95,4 +96,4 @@ TEST(LoginItemEntryTest, StartsTheLauncherAndCanHideItself) {
 }
 
 }  // namespace
-}  // namespace Vantor::Tools
+}  // namespace Vantor

@@ -1,8 +1,8 @@
-#include "tools/autostart.h"
+#include "VantorLauncher/login_item/autostart.h"
 
 #include <gtest/gtest.h>
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 AutostartSession gnome() {
@@ -70,4 +70,4 @@ TEST(AutostartStateTest, TheEntryInEffectDecidesTheProgramAndABrokenUserEntryDis
 }
 
 }  // namespace
-}  // namespace Vantor::Tools
+}  // namespace Vantor

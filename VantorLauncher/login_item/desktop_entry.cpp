@@ -1,8 +1,8 @@
-#include "tools/desktop_entry.h"
+#include "VantorLauncher/login_item/desktop_entry.h"
 
 #include <algorithm>
 
-namespace Vantor::Tools {
+namespace Vantor {
 namespace {
 
 constexpr std::string_view kGroup = "Desktop Entry";
@@ -210,4 +210,4 @@ std::string writeDesktopEntry(const std::vector<std::pair<std::string, std::stri
   return out;
 }
 
-}  // namespace Vantor::Tools
+}  // namespace Vantor
