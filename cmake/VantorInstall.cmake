@@ -79,6 +79,8 @@ function(vantor_install_package)
     # internal: they expose the wrapped libraries' own headers
     PATTERN "icu_support.h" EXCLUDE
     PATTERN "zlib_reference_decode.h" EXCLUDE
+    # the seams between a library's own files
+    PATTERN "*_internal.h" EXCLUDE
     PATTERN "fuzz_corpus" EXCLUDE
     # resources go to <datadir>/vantor (vantor_resource_bundle); programs are not headers
     PATTERN "*.bundle" EXCLUDE
