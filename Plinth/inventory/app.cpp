@@ -5,8 +5,8 @@
 #include "Keel/core/bundle.h"
 #include "Keel/core/file_contents.h"
 #include "Keel/core/property_list_reader.h"
-#include "Plinth/desktop/file_icon_manager.h"
 #include "Plinth/inventory/apps.h"
+#include "Plinth/inventory/file_icon_manager.h"
 
 namespace Plinth {
 namespace {
