@@ -33,7 +33,7 @@ std::optional<TextDictionary> fileDomain(const std::filesystem::path& path) {
   s << in.rdbuf();
   auto read = PropertyList::read(std::string_view(s.str()));
   if (!read) return std::nullopt;
-  if (auto* d = read.value->getIf<TextDictionary>()) return *d;
+  if (auto* d = read->getIf<TextDictionary>()) return *d;
   return std::nullopt;
 }
 

@@ -38,7 +38,7 @@ std::string fileText(const std::filesystem::path& path) {
 std::optional<TextDictionary> fileDomain(const std::filesystem::path& path) {
   auto read = PropertyList::read(std::string_view(fileText(path)));
   if (!read) return std::nullopt;
-  if (auto* d = read.value->getIf<TextDictionary>()) return *d;
+  if (auto* d = read->getIf<TextDictionary>()) return *d;
   return std::nullopt;
 }
 
