@@ -10,9 +10,7 @@
 
 #include "Keel/core/work_item.h"
 
-namespace Keel {
-
-namespace detail {
+namespace Keel::detail {
 
 class QueueCore;
 
@@ -175,6 +173,4 @@ class SyncScope {
   QueueFrame frame_;
 };
 
-}  // namespace detail
-
-}  // namespace Keel
+}  // namespace Keel::detail

@@ -7,9 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace Keel {
-
-namespace detail {
+namespace Keel::detail {
 
 // One unit of queued work. Async items live on the heap and free themselves
 // in `perform`; sync waiters live on the waiting caller's stack.
@@ -70,6 +68,4 @@ class FunctionRef {
   void (*call_)(void*);
 };
 
-}  // namespace detail
-
-}  // namespace Keel
+}  // namespace Keel::detail
