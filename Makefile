@@ -73,7 +73,8 @@ tsan: setup
 	cmake --build --preset tsan
 	ctest --preset tsan
 
-# clang-tidy's bugprone, modernize and naming checks over every source.
+# The include order of the folders, then clang-tidy's bugprone, modernize and
+# naming checks over every source.
 lint: build
 	scripts/lint.sh build/default
 

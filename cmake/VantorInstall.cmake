@@ -23,7 +23,7 @@ set_property(GLOBAL PROPERTY VANTOR_EXPORTED_TARGETS "")
 # Headers that are no part of the interface: platform implementations, the
 # fuzzers' checks, the seams between a library's own files, and the ones that
 # would pull a wrapped library's headers into every user's build.
-set(VANTOR_INTERNAL_HEADER_PATTERNS "*_linux.h" "*_testing.h")
+set(VANTOR_INTERNAL_HEADER_PATTERNS "*_linux.h" "*_testing.h" "*_internal.h")
 set(VANTOR_INTERNAL_HEADERS
   Keel/core/icu_support.h
   Keel/core/zlib_reference_decode.h

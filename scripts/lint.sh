@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
-# Runs clang-tidy (.clang-tidy) over the project's sources with the compile
-# commands of the given build folder. Exits non-zero when any check reports.
+# Checks that includes follow the folder order (scripts/include_order.py),
+# then runs clang-tidy (.clang-tidy) over the project's sources with the
+# compile commands of the given build folder. Exits non-zero when any check
+# reports.
 set -euo pipefail
 build=${1:-build/default}
 cd "$(dirname "$0")/.."
+if ! scripts/include_order.py; then
+  echo "lint: includes above point up the folder order" >&2
+  exit 1
+fi
 mapfile -t files < <(git ls-files '*.cpp' | grep -v '_fuzz\.cpp$')
 # The compile commands are GCC's; clang does not know some of its warning options.
 # clang-tidy colours its output whatever it is told, so the colours are stripped.

@@ -16,7 +16,7 @@ namespace Vantor::Testing {
 inline std::optional<Keel::TextDictionary> fileDomain(const std::filesystem::path& path) {
   auto read = Keel::PropertyList::read(std::string_view(fileText(path)));
   if (!read) return std::nullopt;
-  if (const auto* domain = read.value->getIf<Keel::TextDictionary>()) return *domain;
+  if (const auto* domain = read->getIf<Keel::TextDictionary>()) return *domain;
   return std::nullopt;
 }
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "Keel/coding/json.h"
-#include "Plinth/desktop/file_icon_manager.h"
+#include "Plinth/inventory/file_icon_manager.h"
 
 namespace Vantor::Tools {
 namespace {

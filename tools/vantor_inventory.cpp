@@ -16,9 +16,9 @@
 #include <vector>
 
 #include "Keel/coding/json.h"
-#include "Plinth/desktop/file_icon_manager.h"
 #include "Plinth/inventory/apps.h"
 #include "Plinth/inventory/directory.h"
+#include "Plinth/inventory/file_icon_manager.h"
 #include "Plinth/inventory/file_url.h"
 #include "tools/command_line.h"
 #include "tools/inventory_report.h"

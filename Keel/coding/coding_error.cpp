@@ -42,11 +42,4 @@ const CodingError& CodingStatus::error() const {
   return *error_;
 }
 
-namespace detail {
-void badResultAccess(bool wantedValue) {
-  fatalError(wantedValue ? "CodingResult: value read from a failed result"
-                         : "CodingResult: error read from a successful result");
-}
-}  // namespace detail
-
 }  // namespace Keel

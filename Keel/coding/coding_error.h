@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Keel/core/any_value.h"
+#include "Keel/core/result.h"
 
 namespace Keel {
 
@@ -55,41 +56,11 @@ struct CodingError {
 
 [[nodiscard]] const char* codingErrorKindName(CodingError::Kind kind);
 
-namespace detail {
-[[noreturn]] void badResultAccess(bool wantedValue);
-}
-
 // A value or the coding error that prevented it. Never throws; reading the
 // value of a failed result (or the error of a successful one) is a programming
 // error that stops the process.
 template <class T>
-class [[nodiscard]] CodingResult {
- public:
-  CodingResult(T value) : storage_(std::in_place_index<0>, std::move(value)) {}            // NOLINT: implicit by design
-  CodingResult(CodingError error) : storage_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
-
-  [[nodiscard]] bool ok() const { return storage_.index() == 0; }
-  explicit operator bool() const { return ok(); }
-
-  [[nodiscard]] T& value() & {
-    if (T* p = std::get_if<0>(&storage_)) return *p;
-    detail::badResultAccess(true);
-  }
-  [[nodiscard]] const T& value() const& {
-    if (const T* p = std::get_if<0>(&storage_)) return *p;
-    detail::badResultAccess(true);
-  }
-  [[nodiscard]] T&& value() && { return std::move(value()); }
-  [[nodiscard]] const CodingError& error() const {
-    if (const CodingError* p = std::get_if<1>(&storage_)) return *p;
-    detail::badResultAccess(false);
-  }
-  T* operator->() { return &value(); }
-  T& operator*() & { return value(); }
-
- private:
-  std::variant<T, CodingError> storage_;
-};
+using CodingResult = Result<T, CodingError>;
 
 // Success or the coding error: the result of operations that produce nothing.
 // Success is one null pointer, so returning it from every encoded node costs a

@@ -15,9 +15,9 @@ CodingResult<AnyValue> parse(std::span<const std::uint8_t> bytes) {
   ReadResult tree = read(bytes);
   if (!tree) {
     return CodingError{
-        CodingError::Kind::dataCorrupted, {}, "The given data was not a valid property list: " + std::move(tree.error)};
+        CodingError::Kind::dataCorrupted, {}, "The given data was not a valid property list: " + std::move(tree).error()};
   }
-  return std::move(*tree.value);
+  return std::move(tree).value();
 }
 
 CodingResult<AnyValue> parse(std::string_view bytes) {

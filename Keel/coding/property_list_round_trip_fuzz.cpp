@@ -239,10 +239,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!xml.ok()) return 0;
   const auto back = Keel::PropertyList::read(xml.value());
   if (!back) {
-    std::fprintf(stderr, "written list does not read: %s\n%s\n", back.error.c_str(), xml.value().c_str());
+    std::fprintf(stderr, "written list does not read: %s\n%s\n", back.error().c_str(), xml.value().c_str());
     std::abort();
   }
-  if (!(*back.value == normal(tree))) {
+  if (!(*back == normal(tree))) {
     std::fprintf(stderr, "round trip changed the tree:\n%s\n", xml.value().c_str());
     std::abort();
   }

@@ -104,7 +104,8 @@ class BinaryReader {
       }
       if (!visit(child)) return corrupted(std::move(error_));  // may grow stack_: `frame` is stale now
     }
-    return {std::move(root_), {}};
+    if (!root_) return corrupted("no top object");
+    return std::move(*root_);
   }
 
  private:

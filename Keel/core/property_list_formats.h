@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <utility>
 
 #include "Keel/core/property_list_reader.h"
 
@@ -13,6 +15,6 @@ namespace Keel::PropertyList::detail {
 // Anything else, as an XML document.
 [[nodiscard]] ReadResult readXML(std::span<const std::uint8_t> bytes);
 
-inline ReadResult corrupted(std::string reason) { return {std::nullopt, std::move(reason)}; }
+inline ReadResult corrupted(std::string reason) { return failure(std::move(reason)); }
 
 }  // namespace Keel::PropertyList::detail

@@ -26,7 +26,7 @@ ReadResult read(std::string_view bytes) {
 std::optional<std::string> topLevelString(std::span<const std::uint8_t> bytes, std::string_view key) {
   ReadResult tree = read(bytes);
   if (!tree) return std::nullopt;
-  auto* dictionary = tree.value->getIf<TextDictionary>();
+  auto* dictionary = tree->getIf<TextDictionary>();
   if (dictionary == nullptr) return std::nullopt;
   AnyValue* value = dictionary->find(key);
   if (value == nullptr) return std::nullopt;

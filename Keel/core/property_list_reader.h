@@ -10,15 +10,12 @@
 #include <string_view>
 
 #include "Keel/core/any_value.h"
+#include "Keel/core/result.h"
 
 namespace Keel::PropertyList {
 
-// A tree, or the reason there is none.
-struct ReadResult {
-  std::optional<AnyValue> value;
-  std::string error;  // empty when `value` is present
-  explicit operator bool() const { return value.has_value(); }
-};
+// A tree, or the reason there is none (never empty).
+using ReadResult = Result<AnyValue>;
 
 // The tree of an XML or binary property list: booleans, int64 integers
 // (uint64 for values above the int64 range), float64 reals, texts (UTF-8,

@@ -62,7 +62,7 @@ void readOurs(benchmark::State& state, bool binary) {
   const std::string& bytes = list(binary);
   for (auto _ : state) {
     auto tree = Keel::PropertyList::read(bytes);
-    if (!tree) state.SkipWithError(tree.error.c_str());
+    if (!tree) state.SkipWithError(tree.error().c_str());
     benchmark::DoNotOptimize(tree);
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));

@@ -115,19 +115,19 @@ std::size_t depthOf(const AnyValue& v) {
 
 TEST(PropertyListReaderTest, NestingIsLimitedWhileReadingInBothFormats) {
   const auto deepest = read(nestedBinary(maxValueDepth));
-  ASSERT_TRUE(deepest) << deepest.error;
-  EXPECT_EQ(depthOf(*deepest.value), maxValueDepth);
+  ASSERT_TRUE(deepest) << deepest.error();
+  EXPECT_EQ(depthOf(*deepest), maxValueDepth);
   EXPECT_FALSE(read(nestedBinary(maxValueDepth + 1)));
   const auto binary = read(nestedBinary(100'000));
-  EXPECT_NE(binary.error.find("nested deeper than 512"), std::string::npos) << binary.error;
+  EXPECT_NE(binary.error().find("nested deeper than 512"), std::string::npos) << binary.error();
 
   for (const std::string_view tag : {"array", "dict"}) {
     const auto xml = read(nestedXML(maxValueDepth, tag));
-    ASSERT_TRUE(xml) << xml.error;
-    EXPECT_EQ(depthOf(*xml.value), maxValueDepth);
+    ASSERT_TRUE(xml) << xml.error();
+    EXPECT_EQ(depthOf(*xml), maxValueDepth);
     EXPECT_FALSE(read(nestedXML(maxValueDepth + 1, tag)));
     const auto deep = read(nestedXML(300'000, tag));
-    EXPECT_NE(deep.error.find("nested deeper than 512"), std::string::npos) << deep.error;
+    EXPECT_NE(deep.error().find("nested deeper than 512"), std::string::npos) << deep.error();
   }
 }
 
@@ -135,7 +135,7 @@ TEST(PropertyListReaderTest, BinaryCyclesAndSharedObjectExpansionAreRefused) {
   BinaryList cycle;
   cycle.array({1});
   cycle.array({0});
-  EXPECT_EQ(read(cycle.bytes()).error, "a container contains itself");
+  EXPECT_EQ(read(cycle.bytes()).error(), "a container contains itself");
 
   // Sharing is fine: one text under two keys, one array twice.
   BinaryList shared;
@@ -143,14 +143,14 @@ TEST(PropertyListReaderTest, BinaryCyclesAndSharedObjectExpansionAreRefused) {
   const std::size_t pair = shared.array({text, text});
   const std::size_t top = shared.dict({shared.ascii("a"), shared.ascii("b")}, {pair, pair});
   const AnyValue twice = AnyValue::Array{"same", "same"};
-  EXPECT_EQ(read(shared.bytes(top)).value, AnyValue(TextDictionary{{"a", twice}, {"b", twice}}));
+  EXPECT_EQ(read(shared.bytes(top)), AnyValue(TextDictionary{{"a", twice}, {"b", twice}}));
 
   // 64 levels of [next, next] would be 2^64 values from 700 bytes.
   BinaryList bomb;
   for (std::size_t i = 0; i < 64; ++i) bomb.array({i + 1, i + 1});
   bomb.add("\x09");
   const auto exploded = read(bomb.bytes());
-  EXPECT_NE(exploded.error.find("expands"), std::string::npos) << exploded.error;
+  EXPECT_NE(exploded.error().find("expands"), std::string::npos) << exploded.error();
 }
 
 TEST(PropertyListReaderTest, DatesAreExactDoublesInBothFormats) {
@@ -158,14 +158,14 @@ TEST(PropertyListReaderTest, DatesAreExactDoublesInBothFormats) {
     BinaryList list;
     list.date(seconds);
     const auto binary = read(list.bytes());
-    ASSERT_TRUE(binary) << binary.error;
-    EXPECT_EQ(binary.value->as<Date>().timeIntervalSinceReferenceDate(), seconds);
+    ASSERT_TRUE(binary) << binary.error();
+    EXPECT_EQ(binary->as<Date>().timeIntervalSinceReferenceDate(), seconds);
 
     const auto text = PropertyList::dateText(seconds);
     ASSERT_TRUE(text) << seconds;
     const auto xml = read(xmlList("<date>" + *text + "</date>"));
-    ASSERT_TRUE(xml) << *text << ": " << xml.error;
-    EXPECT_EQ(xml.value->as<Date>().timeIntervalSinceReferenceDate(), seconds) << *text;
+    ASSERT_TRUE(xml) << *text << ": " << xml.error();
+    EXPECT_EQ(xml->as<Date>().timeIntervalSinceReferenceDate(), seconds) << *text;
   }
   EXPECT_EQ(PropertyList::dateText(-0.5), "2000-12-31T23:59:59.5Z");
   EXPECT_EQ(PropertyList::dateText(-1e-20), "2000-12-31T23:59:59.99999999999999999999Z");
@@ -178,7 +178,7 @@ TEST(PropertyListReaderTest, DatesAreExactDoublesInBothFormats) {
   for (const double bad : {std::nan(""), std::numeric_limits<double>::infinity()}) {
     BinaryList list;
     list.date(bad);
-    EXPECT_EQ(read(list.bytes()).error, "date is not finite");
+    EXPECT_EQ(read(list.bytes()).error(), "date is not finite");
   }
   for (const char* bad : {"0000-01-01T00:00:00Z", "2001-02-29T00:00:00Z", "2001-01-01T24:00:00Z",
                           "2001-01-01T00:00:60Z", "2001-01-01T00:00:00", "2001-01-01T00:00:00.Z",
@@ -200,7 +200,7 @@ TEST(PropertyListReaderTest, IntegersAreSigned64BitOrUnsignedAbove) {
       {"18446744073709551615", std::numeric_limits<std::uint64_t>::max()},
   };
   for (const auto& c : good)
-    EXPECT_EQ(read(xmlList(std::string("<integer>") + c.text + "</integer>")).value, c.value) << c.text;
+    EXPECT_EQ(read(xmlList(std::string("<integer>") + c.text + "</integer>")), c.value) << c.text;
   for (const char* bad :
        {"not integer", "", "18446744073709551616", "-9223372036854775809", "0x", "1.0", "--1", "+-1", "0o17", "1 2"}) {
     EXPECT_FALSE(read(xmlList(std::string("<integer>") + bad + "</integer>"))) << bad;
@@ -208,17 +208,17 @@ TEST(PropertyListReaderTest, IntegersAreSigned64BitOrUnsignedAbove) {
 
   // Binary: 1, 2 and 4 bytes unsigned, 8 bytes signed, 16 bytes for the
   // unsigned values above the signed range.
-  EXPECT_EQ(read(binaryScalar("\x12\xFF\xFF\xFF\xFF")).value, AnyValue(std::int64_t{0xFFFFFFFF}));
-  EXPECT_EQ(read(binaryScalar("\x13" + std::string(8, '\xFF'))).value, AnyValue(std::int64_t{-1}));
-  EXPECT_EQ(read(binaryScalar("\x14" + std::string(8, '\0') + std::string(8, '\xFF'))).value,
+  EXPECT_EQ(read(binaryScalar("\x12\xFF\xFF\xFF\xFF")), AnyValue(std::int64_t{0xFFFFFFFF}));
+  EXPECT_EQ(read(binaryScalar("\x13" + std::string(8, '\xFF'))), AnyValue(std::int64_t{-1}));
+  EXPECT_EQ(read(binaryScalar("\x14" + std::string(8, '\0') + std::string(8, '\xFF'))),
             AnyValue(std::numeric_limits<std::uint64_t>::max()));
-  EXPECT_EQ(read(binaryScalar("\x14" + std::string(8, '\0') + std::string(7, '\0') + "\x05")).value,
+  EXPECT_EQ(read(binaryScalar("\x14" + std::string(8, '\0') + std::string(7, '\0') + "\x05")),
             AnyValue(std::int64_t{5}));
-  EXPECT_EQ(read(binaryScalar("\x14" + std::string(9, '\xFF') + std::string(7, '\xFE'))).value,
+  EXPECT_EQ(read(binaryScalar("\x14" + std::string(9, '\xFF') + std::string(7, '\xFE'))),
             AnyValue(std::int64_t{-0x0001010101010102}));
-  EXPECT_EQ(read(binaryScalar("\x14" + std::string(7, '\0') + "\x01" + std::string(8, '\0'))).error,
+  EXPECT_EQ(read(binaryScalar("\x14" + std::string(7, '\0') + "\x01" + std::string(8, '\0'))).error(),
             "integer beyond 64 bits");
-  EXPECT_EQ(read(binaryScalar("\x22\x3F\xC0\x00\x00"s)).value, AnyValue(1.5));
+  EXPECT_EQ(read(binaryScalar("\x22\x3F\xC0\x00\x00"s)), AnyValue(1.5));
 }
 
 TEST(PropertyListReaderTest, XMLFollowsThePropertyListGrammar) {
@@ -226,13 +226,13 @@ TEST(PropertyListReaderTest, XMLFollowsThePropertyListGrammar) {
       read(xmlList("<dict><key>list</key><array><true/><false/><real> -2.5e3 </real><real>-inf</real><string/>"
                    "<data>AQID\nBA==</data><data>AQ</data></array><key>dup</key><integer>1</integer>"
                    "<key>text</key><string>&lt;x&#13;\xC3\xA9</string><key>dup</key><integer>2</integer></dict>"));
-  ASSERT_TRUE(tree) << tree.error;
+  ASSERT_TRUE(tree) << tree.error();
   const AnyValue::Array list{true,   false, -2500.0, -std::numeric_limits<double>::infinity(), "", Data{1, 2, 3, 4},
                              Data{1}};
   // A repeated key keeps its last value.
-  EXPECT_EQ(*tree.value, AnyValue(TextDictionary{{"list", list}, {"dup", std::int64_t{2}}, {"text", "<x\r\xC3\xA9"}}));
+  EXPECT_EQ(*tree, AnyValue(TextDictionary{{"list", list}, {"dup", std::int64_t{2}}, {"text", "<x\r\xC3\xA9"}}));
   // A byte-order mark may start the document.
-  EXPECT_EQ(read("\xEF\xBB\xBF" + xmlList("<string>x</string>")).value, AnyValue("x"));
+  EXPECT_EQ(read("\xEF\xBB\xBF" + xmlList("<string>x</string>")), AnyValue("x"));
 
   for (const char* bad : {
            "<array><key>k</key></array>",      // <key> outside a dictionary
@@ -257,7 +257,7 @@ TEST(PropertyListReaderTest, XMLFollowsThePropertyListGrammar) {
        }) {
     const auto result = read(xmlList(bad));
     EXPECT_FALSE(result) << bad;
-    EXPECT_FALSE(result.error.empty());
+    EXPECT_FALSE(result.error().empty());
   }
   for (const std::string& bad : std::vector<std::string>{
            xmlList("<true/>") + "<plist/>",           // trailing garbage
@@ -285,25 +285,25 @@ TEST(PropertyListReaderTest, BinaryTextsAreValidUnicodeWithoutNUL) {
   list.array({1, 2});
   list.ascii("plain");
   list.utf16(u"\u00e9\U0001F600");
-  EXPECT_EQ(read(list.bytes()).value, AnyValue(AnyValue::Array{"plain", "\xC3\xA9\xF0\x9F\x98\x80"}));
+  EXPECT_EQ(read(list.bytes()), AnyValue(AnyValue::Array{"plain", "\xC3\xA9\xF0\x9F\x98\x80"}));
 
-  EXPECT_EQ(read(binaryScalar("\x52\x61\xFF")).error, "ASCII text holds a byte above 0x7F");
-  EXPECT_EQ(read(binaryScalar("\x53\x61\x00\x62"s)).error, "text holds a NUL character");
-  EXPECT_EQ(read(binaryScalar("\x61\x00\x00"s)).error, "text holds a NUL character");
+  EXPECT_EQ(read(binaryScalar("\x52\x61\xFF")).error(), "ASCII text holds a byte above 0x7F");
+  EXPECT_EQ(read(binaryScalar("\x53\x61\x00\x62"s)).error(), "text holds a NUL character");
+  EXPECT_EQ(read(binaryScalar("\x61\x00\x00"s)).error(), "text holds a NUL character");
   for (const std::u16string bad : {u"a\xD800", u"\xDC00", u"\xD800x", u"\xD800\xD800"}) {
     BinaryList single;
     single.utf16(bad);
-    EXPECT_EQ(read(single.bytes()).error, "UTF-16 text holds a lone surrogate");
+    EXPECT_EQ(read(single.bytes()).error(), "UTF-16 text holds a lone surrogate");
   }
   BinaryList numberKey;
   numberKey.dict({1}, {1});
   numberKey.add("\x10\x01");
-  EXPECT_EQ(read(numberKey.bytes()).error, "a dictionary key is not a text");
+  EXPECT_EQ(read(numberKey.bytes()).error(), "a dictionary key is not a text");
 }
 
 TEST(PropertyListReaderTest, BinaryLayoutIsCheckedBeforeUse) {
   const std::string good = binaryScalar("\x09");
-  ASSERT_EQ(read(good).value, AnyValue(true));
+  ASSERT_EQ(read(good), AnyValue(true));
   const auto patched = [&](std::size_t fromEnd, std::string bytes) {
     std::string out = good;
     out.replace(out.size() - fromEnd, bytes.size(), bytes);
@@ -336,7 +336,7 @@ TEST(PropertyListReaderTest, BinaryLayoutIsCheckedBeforeUse) {
   for (std::size_t i = 0; i < std::size(bad); ++i) {
     const auto result = read(bad[i]);
     EXPECT_FALSE(result) << "case " << i;
-    EXPECT_FALSE(result.error.empty()) << "case " << i;
+    EXPECT_FALSE(result.error().empty()) << "case " << i;
   }
 }
 

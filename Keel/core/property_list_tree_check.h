@@ -81,8 +81,11 @@ inline void checkTree(const AnyValue& v, std::size_t depth = 0) {
 }
 
 inline void checkResult(const PropertyList::ReadResult& result) {
-  if (result.value.has_value() == !result.error.empty()) violated("a result needs a value or a reason, not both");
-  if (result.value) checkTree(*result.value);
+  if (!result) {
+    if (result.error().empty()) violated("a failure needs a reason");
+  } else {
+    checkTree(*result);
+  }
 }
 
 }  // namespace Keel::PropertyListFuzzing

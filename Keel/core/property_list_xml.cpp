@@ -178,7 +178,7 @@ class XMLReader {
     if (outOfMemory_) return corrupted("out of memory");
     if (!error_.empty()) return corrupted(std::move(error_));
     if (!root_) return corrupted("no <plist> value");
-    return {std::move(root_), {}};
+    return std::move(*root_);
   }
 
  private:

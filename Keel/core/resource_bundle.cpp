@@ -84,7 +84,7 @@ std::shared_ptr<const ResourceBundle::Table> ResourceBundle::table(const std::st
   const auto path = resourcePath() / (language + ".lproj") / (std::string(name) + ".strings");
   if (auto bytes = readRegularFile(path, kMaximumTableBytes)) {
     if (auto tree = PropertyList::read(*bytes)) {
-      if (const auto* dictionary = tree.value->getIf<AnyValue::Dictionary>()) {
+      if (const auto* dictionary = tree->getIf<AnyValue::Dictionary>()) {
         for (const auto& [key, value] : *dictionary) {
           if (const auto* text = value.getIf<Text>()) table->emplace(key.str(), text->str());
         }

@@ -40,7 +40,7 @@ const SharedValues& emptyValues() {
 std::optional<Values> parseDomain(const std::string& bytes) {
   PropertyList::ReadResult result = PropertyList::read(std::string_view(bytes));
   if (!result) return std::nullopt;
-  auto* dictionary = result.value->getIf<TextDictionary>();
+  auto* dictionary = result->getIf<TextDictionary>();
   if (dictionary == nullptr) return std::nullopt;
   Values values;
   for (auto& [key, value] : *dictionary) {

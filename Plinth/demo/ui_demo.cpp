@@ -21,11 +21,11 @@
 #include <memory>
 #include <string>
 
-#include "Plinth/desktop/user_interface_qt.h"
 #include "Plinth/inventory/alert.h"
 #include "Plinth/statusitem/menu_bar_host_view_qt.h"
 #include "Plinth/statusitem/menu_bar_item_controller.h"
 #include "Plinth/statusitem/status_bar_qt.h"
+#include "Plinth/ui/user_interface_qt.h"
 #include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/private_session_bus.h"

@@ -2,6 +2,7 @@
 // for the system bus, delivered on the main run loop.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
 #include <thread>
 
@@ -69,6 +70,7 @@ TEST(SleepWakeOnLogind, TheDelegateHearsSleepThenWakeOnTheMainLoop) {
   SleepWakeObserver control(std::make_unique<LogindSleepEvents>(LogindSleepEvents::Options{bus.address(), counted}));
   auto delegate = std::make_shared<Recorder>();
   auto controlDelegate = std::make_shared<Recorder>();
+  const auto later = std::make_shared<Recorder>();
   const auto heard = delegate->heard;
   observer.setDelegate(delegate);
   control.setDelegate(controlDelegate);
@@ -83,10 +85,19 @@ TEST(SleepWakeOnLogind, TheDelegateHearsSleepThenWakeOnTheMainLoop) {
       Vantor::Testing::waitUntil([&] { return heard->count() >= 2; }, 10s);
       delegate.reset();  // released: the observer holds it weakly
       EXPECT_TRUE(emitFromLogind(bus.address(), true) && emitFromLogind(bus.address(), false));
-      Vantor::Testing::waitUntil([&] { return controlDelegate->heard->count() >= 4; }, 10s);
-      // The control heard them: give the other connection's copies a moment
-      // before looking for anything the released delegate heard.
-      std::this_thread::sleep_for(200ms);
+      // A connection gets its signals in order: once a delegate set afterwards
+      // has heard two events, the released delegate's pair has been handled
+      // (before the new one was set, or by it).
+      std::atomic<bool> replaced{false};
+      Keel::RunLoop::main().perform([&] {
+        observer.setDelegate(later);
+        replaced = true;
+      });
+      if (Vantor::Testing::waitUntil([&] { return replaced.load(); }, 10s)) {
+        EXPECT_TRUE(emitFromLogind(bus.address(), true) && emitFromLogind(bus.address(), false));
+        EXPECT_TRUE(Vantor::Testing::waitUntil(
+            [&] { return later->heard->count() >= 2 && controlDelegate->heard->count() >= 6; }, 10s));
+      }
     }
     Keel::RunLoop::main().stop();
   });
@@ -95,7 +106,7 @@ TEST(SleepWakeOnLogind, TheDelegateHearsSleepThenWakeOnTheMainLoop) {
 
   ASSERT_EQ(listening, 2);
   EXPECT_EQ(heard->events, (std::vector<std::string>{"will sleep", "did wake"}));
-  EXPECT_EQ(controlDelegate->heard->events.size(), 4U);
+  EXPECT_EQ(controlDelegate->heard->events.size(), 6U);
 }
 
 TEST(SleepWakeOnLogind, NoBusOrASilentOneMeansNoEventsAndNoError) {

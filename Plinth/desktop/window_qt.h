@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <QWidget>
 
-#include "Plinth/permissions/folder_picker.h"
+#include "Plinth/desktop/window.h"
 
 namespace Plinth {
 

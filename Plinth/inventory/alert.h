@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Plinth/permissions/folder_picker.h"
+#include "Plinth/desktop/window.h"
 
 namespace Plinth {
 

@@ -5,8 +5,8 @@
 #include "Keel/core/bundle.h"
 #include "Keel/core/file_contents.h"
 #include "Keel/core/property_list_reader.h"
-#include "Plinth/desktop/file_icon_manager.h"
 #include "Plinth/inventory/apps.h"
+#include "Plinth/inventory/file_icon_manager.h"
 
 namespace Plinth {
 namespace {
@@ -21,8 +21,8 @@ std::optional<Keel::AnyValue> infoDictionary(const Keel::URL& bundleUrl) {
   const auto bytes = Keel::readRegularFile(path, Keel::kMaximumInfoPlistBytes);
   if (!bytes) return std::nullopt;
   auto result = Keel::PropertyList::read(*bytes);
-  if (!result.value || result.value->getIf<Keel::TextDictionary>() == nullptr) return std::nullopt;
-  return std::move(result.value);
+  if (!result || result->getIf<Keel::TextDictionary>() == nullptr) return std::nullopt;
+  return std::move(result).value();
 }
 
 std::optional<std::string> text(const Keel::AnyValue& dictionary, std::string_view key) {

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <limits>
 
-#include "Plinth/desktop/file_icon_manager.h"
 #include "Plinth/inventory/apps.h"
+#include "Plinth/inventory/file_icon_manager.h"
 #include "testing/bundle_builder.h"
 #include "testing/file_text.h"
 #include "testing/temp_dir.h"

@@ -9,15 +9,9 @@
 #include <string>
 
 #include "Keel/core/url.h"
+#include "Plinth/desktop/window.h"
 
 namespace Plinth {
-
-// A window a sheet is attached to. Toolkit libraries derive their own
-// (wrapping their window object); the permission logic only passes it on.
-class Window {
- public:
-  virtual ~Window() = default;
-};
 
 // How the panel ends: OK (1) when the user chose, cancel (0) otherwise. OK
 // keeps the capitals every panel API gives that answer.

@@ -1,5 +1,5 @@
 // The icon search order, on a scripted platform.
-#include "Plinth/desktop/file_icon_manager.h"
+#include "Plinth/inventory/file_icon_manager.h"
 
 #include <gtest/gtest.h>
 

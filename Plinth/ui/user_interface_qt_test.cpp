@@ -1,4 +1,4 @@
-#include "Plinth/desktop/user_interface_qt.h"
+#include "Plinth/ui/user_interface_qt.h"
 
 #include <gtest/gtest.h>
 

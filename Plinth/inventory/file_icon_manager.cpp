@@ -1,4 +1,4 @@
-#include "Plinth/desktop/file_icon_manager.h"
+#include "Plinth/inventory/file_icon_manager.h"
 
 #include <string_view>
 #include <utility>
