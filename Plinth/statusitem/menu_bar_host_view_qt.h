@@ -29,7 +29,9 @@ class QtMenuBarHostView final : public QWidget, private HostViewPlatform {
 
   // The entry's text where the view itself cannot be shown (a tray host's
   // menu, screen readers): the title set here, else the texts of the labels
-  // and buttons inside the view, joined by spaces, else "Item".
+  // and buttons inside the view, joined by spaces, else "Item". The entry
+  // takes title and icon when the view is added and whenever they are set
+  // here; labels changed later need a setTitle.
   [[nodiscard]] QString title() const;
   void setTitle(const QString& title);
   // The entry's icon there: the one set here, else the first picture a label
