@@ -26,6 +26,9 @@ packages=(
   desktop-file-utils systemd
   # Plinth's user interface (plinth_qt) and its tests on Xvfb and a private bus
   qt6-base-dev qt6-image-formats-plugins libqt6svg6 xvfb xauth fonts-dejavu-core python3-gi
+  # a real StatusNotifierItem host for the tray tests and make demo-ui: the
+  # panel's Status Tray, its settings daemon, and pointer clicks into it
+  xfce4-panel xfconf xdotool
 )
 
 missing=()

@@ -1,14 +1,14 @@
 #!/usr/bin/python3
-"""A stand-in for the desktop's session services, for the user-interface tests
-and the demo: the portal's settings (colour scheme) and a StatusNotifierWatcher
-that records the tray items registering with it.
+"""A stand-in for the desktop portal's settings (the colour scheme), for the
+user-interface tests and the demo. The tray is never faked: a stand-in watcher
+accepts items that a real host shows blank (testing/xfce_panel.h starts one).
 
 Run with Debian's /usr/bin/python3 (python3-gi) on the bus given by
 DBUS_SESSION_BUS_ADDRESS. Control it over the bus: org.vantor.FakeDesktop on
 /org/vantor/FakeDesktop has SetColorScheme(u), which answers Read from then on
-and emits SettingChanged, and RegisteredItems() -> as.
+and emits SettingChanged.
 
-  fake_desktop.py [--portal] [--watcher] [--color-scheme N]
+  fake_desktop.py [--portal] [--color-scheme N]
 """
 import argparse
 import sys
@@ -33,26 +33,10 @@ PORTAL_XML = """
 </node>
 """
 
-WATCHER_XML = """
-<node>
-  <interface name="org.kde.StatusNotifierWatcher">
-    <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
-    <method name="RegisterStatusNotifierHost"><arg type="s" direction="in"/></method>
-    <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
-    <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
-    <property name="ProtocolVersion" type="i" access="read"/>
-    <signal name="StatusNotifierItemRegistered"><arg type="s"/></signal>
-    <signal name="StatusNotifierItemUnregistered"><arg type="s"/></signal>
-    <signal name="StatusNotifierHostRegistered"/>
-  </interface>
-</node>
-"""
-
 CONTROL_XML = """
 <node>
   <interface name="org.vantor.FakeDesktop">
     <method name="SetColorScheme"><arg type="u" direction="in"/></method>
-    <method name="RegisteredItems"><arg type="as" direction="out"/></method>
   </interface>
 </node>
 """
@@ -61,11 +45,10 @@ CONTROL_XML = """
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--portal", action="store_true")
-    parser.add_argument("--watcher", action="store_true")
     parser.add_argument("--color-scheme", type=int, default=0)
     args = parser.parse_args()
 
-    state = {"scheme": args.color_scheme, "items": []}
+    state = {"scheme": args.color_scheme}
     bus = Gio.bus_get_sync(Gio.BusType.SESSION, None)
     loop = GLib.MainLoop()
 
@@ -85,30 +68,10 @@ def main():
     def portal_property(conn, sender, path, iface, name):
         return GLib.Variant("u", 1)
 
-    def watcher_call(conn, sender, path, iface, method, params, invocation):
-        if method == "RegisterStatusNotifierItem":
-            (service,) = params.unpack()
-            # Items register with their object path or their bus name.
-            item = service if not service.startswith("/") else sender + service
-            state["items"].append(item)
-            conn.emit_signal(None, "/StatusNotifierWatcher", "org.kde.StatusNotifierWatcher",
-                             "StatusNotifierItemRegistered", GLib.Variant("(s)", (item,)))
-        invocation.return_value(None)
-
-    def watcher_property(conn, sender, path, iface, name):
-        if name == "RegisteredStatusNotifierItems":
-            return GLib.Variant("as", state["items"])
-        if name == "IsStatusNotifierHostRegistered":
-            return GLib.Variant("b", True)
-        return GLib.Variant("i", 0)
-
     def control_call(conn, sender, path, iface, method, params, invocation):
-        if method == "SetColorScheme":
-            (state["scheme"],) = params.unpack()
-            emit_setting()
-            invocation.return_value(None)
-        else:
-            invocation.return_value(GLib.Variant("(as)", (state["items"],)))
+        (state["scheme"],) = params.unpack()
+        emit_setting()
+        invocation.return_value(None)
 
     def export(xml, path, call, prop=None):
         info = Gio.DBusNodeInfo.new_for_xml(xml).interfaces[0]
@@ -119,9 +82,6 @@ def main():
     if args.portal:
         export(PORTAL_XML, "/org/freedesktop/portal/desktop", portal_call, portal_property)
         names.append("org.freedesktop.portal.Desktop")
-    if args.watcher:
-        export(WATCHER_XML, "/StatusNotifierWatcher", watcher_call, watcher_property)
-        names.append("org.kde.StatusNotifierWatcher")
     # The control name last: once it is owned, everything else is in place.
     for name in reversed(names):
         Gio.bus_own_name_on_connection(bus, name, Gio.BusNameOwnerFlags.NONE, None, None)

@@ -1,9 +1,10 @@
 // vantor-ui-demo: Plinth's Qt user interface on an X display (make demo-ui
-// runs it under Xvfb). It starts a session bus of its own with a stand-in
-// desktop (a tray watcher and the portal's colour scheme), shows a status
-// item with a menu of host views, switches the desktop to dark, asks a
-// confirmation, and saves screenshots of each step into the folder named on
-// its command line.
+// runs it under Xvfb). It starts a session bus of its own with a real tray
+// host (xfce4-panel) and a stand-in for the portal's colour scheme, shows a
+// status item with a menu of host views in the panel, opens that menu in the
+// panel as a user would (a right click, through xdotool), switches the panel
+// and the desktop to dark, asks a confirmation, and saves screenshots of each
+// step into the folder named on its command line.
 #include <gio/gio.h>
 
 #include <QApplication>
@@ -28,12 +29,15 @@
 #include "Plinth/ui/user_interface_qt.h"
 #include "testing/bus_client.h"
 #include "testing/child_process.h"
+#include "testing/panel_shot.h"
 #include "testing/private_session_bus.h"
+#include "testing/xfce_panel.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+constexpr int kPanelHeight = 32;
 
 class Narrator : public Plinth::MenuBarDelegate {
  public:
@@ -55,16 +59,6 @@ Plinth::QtMenuBarHostView* entry(const QString& text) {
 void save(const QPixmap& pixmap, const fs::path& folder, const std::string& name) {
   const fs::path file = folder / (name + ".png");
   if (pixmap.save(QString::fromStdString(file.string()))) std::printf("  saved %s\n", file.c_str());
-}
-
-// Waits, with the loop running, for `condition` (at most five seconds).
-bool spinUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-  }
-  return true;
 }
 
 // The stand-in desktop takes its control name last, once all is in place.
@@ -96,14 +90,24 @@ int main(int argc, char** argv) {
     return 2;
   }
 
-  std::puts("1. A session bus of our own, with a tray watcher and the portal's colour scheme (light)");
+  std::puts("1. A session bus of our own, with the portal's colour scheme (light) and xfce4-panel's tray");
+  if (auto missing = Vantor::Testing::XfcePanel::missing()) {
+    std::fprintf(stderr, "%s is not installed: make setup installs it\n", missing->c_str());
+    return 1;
+  }
   Vantor::Testing::PrivateSessionBus bus;
   setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);  // before Qt connects to it
   Vantor::Testing::ChildProcess desktop(Vantor::Testing::ChildOptions{
-      {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--watcher", "--color-scheme", "2"}});
-  // The watcher must be on the bus before Qt makes its first tray icon.
+      {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--color-scheme", "2"}});
   if (!Vantor::Testing::waitUntil([&] { return desktopIsReady(bus.address()); }, 10s)) {
     std::fputs("the stand-in desktop did not start (is python3-gi installed?)\n", stderr);
+    return 1;
+  }
+  const fs::path panelFolder = folder / "panel";
+  Vantor::Testing::XfcePanel panel(panelFolder, kPanelHeight, 22);
+  // The watcher must be on the bus before Qt makes its first tray icon.
+  if (!panel.waitForTray(20s)) {
+    std::fprintf(stderr, "xfce4-panel did not start its tray:\n%s\n", panel.log().c_str());
     return 1;
   }
 
@@ -124,35 +128,54 @@ int main(int argc, char** argv) {
   QApplication application(argc, argv);
   Plinth::QtUserInterface userInterface;
 
-  std::puts("2. A status item whose button shows a view, with a menu of host views");
+  std::puts("2. A status item whose button shows a view, with a menu of host views, in the panel");
+  // Named as an application bundle would name it (the demo runs from none).
+  QCoreApplication::setApplicationName("Vantor");
+  QGuiApplication::setApplicationDisplayName("Vantor");
   auto* icon = new QLabel("V");
+  QFont bold = icon->font();
+  bold.setPixelSize(18);
+  bold.setBold(true);
+  icon->setFont(bold);
   icon->setAlignment(Qt::AlignCenter);
   icon->setGeometry(0, 0, 22, 22);
   Plinth::MenuBarItemController controller(std::make_shared<Plinth::QtView>(icon));
   controller.setDelegate(std::make_shared<Narrator>());
   auto& statusItem = static_cast<Plinth::QtStatusItem&>(*controller.item()->item());
   QMenu menu;
-  QWidgetAction* actions[3];
   const QString titles[] = {"Open Vantor", "Check for Updates…", "Quit"};
-  for (int i = 0; i < 3; ++i) actions[i] = Plinth::QtMenuBarHostView::addToMenu(&menu, entry(titles[i]));
+  for (const auto& title : titles) {
+    QWidgetAction* action = Plinth::QtMenuBarHostView::addToMenu(&menu, entry(title));
+    QObject::connect(action, &QAction::triggered, [title] { std::printf("  chose %s\n", qPrintable(title)); });
+  }
   statusItem.setMenu(&menu);
   std::printf("  the tray %s\n", controller.isMenuBarVisible() ? "shows the item" : "is not there");
 
+  QImage before;
   const auto shoot = [&](const std::string& appearance) {
-    menu.popup(QPoint(40, 40));
-    spinUntil([&] { return menu.isVisible(); });
-    menu.setActiveAction(actions[1]);
-    QCoreApplication::processEvents();
-    save(menu.grab(), folder, "menu-" + appearance);
+    const auto shot = Vantor::Testing::settledShotAfter(before, kPanelHeight);
+    before = shot.strip;
+    std::printf("  the icon's best contrast with the panel: %.1f:1\n", shot.best);
+    // Opened as a user would: a right click on the item; the panel draws it.
+    const auto below = [] { return QGuiApplication::primaryScreen()->grabWindow(0, 0, kPanelHeight, 360, 160).toImage(); };
+    const QImage closed = below();
+    const QPoint at = shot.icon.center();
+    Vantor::Testing::ChildProcess click(Vantor::Testing::ChildOptions{
+        {"xdotool", "mousemove", std::to_string(at.x()), std::to_string(at.y()), "click", "3"}});
+    click.waitForExit(5s);
+    if (!Vantor::Testing::spinUntil([&] { return below() != closed; }, 5s)) std::puts("  the panel opened no menu");
+    Vantor::Testing::serveEvents(300);  // the menu's fade-in
+    save(QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, 360, 200), folder, "menu-" + appearance);
     save(statusItem.iconPixmap(), folder, "icon-" + appearance);
-    save(QGuiApplication::primaryScreen()->grabWindow(0), folder, "screen-" + appearance);
-    menu.hide();
+    Vantor::Testing::ChildProcess escape(Vantor::Testing::ChildOptions{{"xdotool", "key", "Escape"}});
+    escape.waitForExit(5s);
   };
   shoot("light");
 
-  std::puts("3. The desktop switches to dark (the portal's SettingChanged)");
+  std::puts("3. The panel and the desktop switch to dark (the portal's SettingChanged)");
+  panel.setDarkMode(true);
   setColorScheme(bus.address(), 1);
-  spinUntil([&] { return controller.theme() == Plinth::MenuBarTheme::dark; });
+  Vantor::Testing::spinUntil([&] { return controller.theme() == Plinth::MenuBarTheme::dark; });
   shoot("dark");
 
   std::puts("4. A confirmation (Return answers the default, No)");

@@ -14,7 +14,7 @@ double ImageAttachment::verticalOffset(double capHeight, double imageHeight) {
 
 ImageAttachment::ImageAttachment(const Image& image, Size imageSize, const std::optional<Font>& font) {
   if (!font) return;
-  bounds_ = Rect{0, verticalOffset(font->capHeight.value_or(0), imageSize.height), imageSize.width, imageSize.height};
+  bounds_ = Rect{0, verticalOffset(font->effectiveCapHeight(), imageSize.height), imageSize.width, imageSize.height};
   image_ = image;
 }
 

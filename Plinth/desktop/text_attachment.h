@@ -31,9 +31,15 @@ struct Rect {
   friend bool operator==(const Rect&, const Rect&) = default;
 };
 
+// The cap height of user-interface fonts per point of size (DejaVu Sans
+// 0.73, Helvetica 0.72, SF 0.70): what a font counts with until a toolkit
+// measures it, so that an unmeasured font never sets images as if its
+// capitals had no height.
+inline constexpr double kCapHeightPerPoint = 0.72;
+
 // A font as text is set in it. The cap height (the height of a capital
-// letter above the baseline) is measured by a toolkit; the system font of a
-// size carries none until one measures it.
+// letter above the baseline) is measured by a toolkit; until one does, it is
+// estimated from the size.
 struct Font {
   std::string family;  // empty: the desktop's user-interface font
   double pointSize = 0;
@@ -41,6 +47,8 @@ struct Font {
 
   [[nodiscard]] static Font system(double pointSize) { return Font{{}, pointSize, std::nullopt}; }
   [[nodiscard]] bool isSystemFont() const { return family.empty(); }
+  // The measured cap height, else pointSize * kCapHeightPerPoint.
+  [[nodiscard]] double effectiveCapHeight() const { return capHeight.value_or(pointSize * kCapHeightPerPoint); }
   friend bool operator==(const Font&, const Font&) = default;
 };
 
@@ -52,7 +60,8 @@ class ImageAttachment {
   // it), set inline: without a font the attachment stays empty, as the plain
   // one is. With one, it is lowered by round(capHeight - height) / 2, the
   // rounding taking halves away from zero before the halving, so the offset
-  // may end in .5 (a font without a measured cap height counts as 0).
+  // may end in .5 (a font without a measured cap height counts with the
+  // estimate of effectiveCapHeight).
   ImageAttachment(const Image& image, Size imageSize, const std::optional<Font>& font);
 
   // Attachments are never made from encoded data and a type: stops the

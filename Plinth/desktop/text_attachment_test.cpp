@@ -17,6 +17,13 @@ TEST(ImageAttachment, CentresTheImageOnTheCapHeightRoundingBeforeHalving) {
   EXPECT_EQ(ImageAttachment::verticalOffset(11, 5.5), 3);      // round(5.5) = 6
   EXPECT_EQ(ImageAttachment::verticalOffset(11, 15.6), -2.5);  // round(-4.6) = -5
 
+  // A font nobody measured, as attributes(color:alignment:fontSize:) makes
+  // them, counts with an estimated cap height, not with none (-8).
+  const auto attributes = TextUtilities::attributes(Color::label(), TextAlignment::left, 15);
+  const auto& systemFont = std::get<Font>(attributes.at(TextAttributeKey::font));
+  EXPECT_EQ(ImageAttachment(image, {16, 16}, systemFont).bounds().y, -2.5);  // cap height 10.8
+  EXPECT_EQ(ImageAttachment(image, {16, 16}, Font{"DejaVu Sans", 0, std::nullopt}).bounds().y, -8);
+
   const ImageAttachment withoutFont(image, {16, 16}, std::nullopt);
   EXPECT_FALSE(withoutFont.image());
   EXPECT_EQ(withoutFont.bounds(), Rect{});

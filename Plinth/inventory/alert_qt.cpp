@@ -1,6 +1,7 @@
 #include "Plinth/inventory/alert_qt.h"
 
 #include <QAbstractButton>
+#include <QGuiApplication>
 #include <QMessageBox>
 #include <QPushButton>
 #include <memory>
@@ -26,6 +27,8 @@ QMessageBox::Icon iconFor(AlertStyle style) {
 
 // Returns the buttons in the order they were added.
 QList<QAbstractButton*> fill(QMessageBox& box, const AlertContent& content) {
+  // The application's name, never whatever the window manager would make up.
+  box.setWindowTitle(QGuiApplication::applicationDisplayName());
   box.setIcon(iconFor(content.style));
   box.setText(QString::fromStdString(content.messageText));
   box.setInformativeText(QString::fromStdString(content.informativeText));

@@ -1,8 +1,13 @@
 #include "Plinth/statusitem/menu_bar_host_view_qt.h"
 
+#include <QAbstractButton>
+#include <QEnterEvent>
+#include <QLabel>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
+#include <QStringList>
 
 namespace Plinth {
 
@@ -94,9 +99,83 @@ std::optional<bool> QtMenuBarHostView::enclosingMenuItemIsHighlighted() const {
 
 void QtMenuBarHostView::paintEvent(QPaintEvent* /*event*/) { model_->draw(); }
 
+QString QtMenuBarHostView::title() const {
+  if (!title_.isEmpty()) return title_;
+  QStringList texts;
+  for (QWidget* child : findChildren<QWidget*>()) {
+    QString text;
+    if (auto* label = qobject_cast<QLabel*>(child)) text = label->text();
+    if (auto* button = qobject_cast<QAbstractButton*>(child)) text = button->text();
+    text = text.simplified();
+    if (!text.isEmpty()) texts.append(text);
+  }
+  return texts.isEmpty() ? QStringLiteral("Item") : texts.join(QLatin1Char(' '));
+}
+
+void QtMenuBarHostView::setTitle(const QString& title) {
+  title_ = title;
+  setAccessibleName(title);
+  describeEntry();
+}
+
+QIcon QtMenuBarHostView::icon() const {
+  if (!icon_.isNull()) return icon_;
+  for (auto* label : findChildren<QLabel*>()) {
+    const QPixmap picture = label->pixmap();
+    if (!picture.isNull()) return QIcon(picture);
+  }
+  return {};
+}
+
+void QtMenuBarHostView::setIcon(const QIcon& icon) {
+  icon_ = icon;
+  describeEntry();
+}
+
+void QtMenuBarHostView::describeEntry() {
+  if (entry_ == nullptr) return;
+  // A tray host sees only the action's text and icon, never the widget.
+  entry_->setText(title());
+  entry_->setIcon(icon());
+}
+
+void QtMenuBarHostView::enterEvent(QEnterEvent* event) {
+  QWidget::enterEvent(event);
+  // QMenu follows the pointer only over its own entries; over an entry's
+  // widget the pointer must select it as the keyboard would.
+  if (QMenu* enclosing = menu(); enclosing != nullptr && entry_ != nullptr && entry_->isEnabled()) {
+    enclosing->setActiveAction(entry_);
+  }
+}
+
+void QtMenuBarHostView::leaveEvent(QEvent* event) {
+  QWidget::leaveEvent(event);
+  QMenu* enclosing = menu();
+  if (enclosing != nullptr && entry_ != nullptr && enclosing->activeAction() == entry_) {
+    enclosing->setActiveAction(nullptr);
+    model_->draw();
+    update();
+  }
+}
+
+void QtMenuBarHostView::mouseReleaseEvent(QMouseEvent* event) {
+  QMenu* enclosing = menu();
+  if (event->button() != Qt::LeftButton || enclosing == nullptr || entry_ == nullptr || !entry_->isEnabled() ||
+      !rect().contains(event->position().toPoint())) {
+    QWidget::mouseReleaseEvent(event);
+    return;
+  }
+  event->accept();
+  const QPointer<QWidgetAction> entry = entry_;
+  enclosing->hide();
+  if (entry != nullptr) entry->trigger();
+}
+
 QWidgetAction* QtMenuBarHostView::addToMenu(QMenu* menu, QtMenuBarHostView* view) {
   auto* action = new QWidgetAction(menu);
   action->setDefaultWidget(view);
+  view->entry_ = action;
+  view->describeEntry();
   menu->addAction(action);
   QPointer<QtMenuBarHostView> guarded(view);
   const auto repaint = [guarded] {

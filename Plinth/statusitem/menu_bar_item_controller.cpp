@@ -50,12 +50,14 @@ void MenuBarItemController::start(std::shared_ptr<MenuBarItem> first) {
   add(std::move(first));
   const auto& statusItem = items_.front()->item();
   MenuBar::setStatusItem(statusItem);
+  observed_ = statusItem;
   statusItem->addObserver(this, std::string(effectiveAppearanceKeyPath),
                           keyValueObservingNew | keyValueObservingInitial);
 }
 
 MenuBarItemController::~MenuBarItemController() {
   for (const auto& item : items_) item->item()->removeObserver(this, effectiveAppearanceKeyPath);
+  if (const auto observed = observed_.lock()) observed->removeObserver(this, effectiveAppearanceKeyPath);
 }
 
 MenuBarTheme MenuBarItemController::theme() const {

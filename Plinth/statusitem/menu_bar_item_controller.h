@@ -65,8 +65,10 @@ class MenuBarItemController final : public IMenuBarItemController, public KeyVal
   explicit MenuBarItemController(std::shared_ptr<View> view, std::shared_ptr<StatusBar> bar = StatusBar::system());
   explicit MenuBarItemController(const std::vector<std::shared_ptr<View>>& views,
                                  std::shared_ptr<StatusBar> bar = StatusBar::system());
-  // Stops observing (asking every item's status item, in order). The items
-  // stay in the bar until they are destroyed.
+  // Stops observing (asking every item's status item, in order, and the
+  // observed one even when it was removed meanwhile: MenuBar may keep it
+  // alive, and it must never call a destroyed controller). The items stay in
+  // the bar until they are destroyed.
   ~MenuBarItemController() override;
   MenuBarItemController(const MenuBarItemController&) = delete;
   MenuBarItemController& operator=(const MenuBarItemController&) = delete;
@@ -105,6 +107,7 @@ class MenuBarItemController final : public IMenuBarItemController, public KeyVal
   std::shared_ptr<MenuBarDelegate> delegate_;
   std::vector<std::shared_ptr<MenuBarItem>> items_;
   std::shared_ptr<MenuBarItem> none_;
+  std::weak_ptr<StatusItem> observed_;  // the first item's, subscribed at construction
 };
 
 }  // namespace Plinth

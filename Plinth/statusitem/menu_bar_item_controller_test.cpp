@@ -100,17 +100,23 @@ TEST(MenuBarItemController, RemovingExtraItemsKeepsTheFirstAndTellsTheDelegate) 
   MenuBar::setStatusItem(nullptr);
 }
 
-TEST(MenuBarItemController, StopsObservingWhenDestroyed) {
+TEST(MenuBarItemController, StopsObservingWhenDestroyedEvenAfterItsFirstItemWasRemoved) {
   auto bar = std::make_shared<FakeStatusBar>();
   auto delegate = std::make_shared<RecordingDelegate>();
-  std::shared_ptr<StatusItem> statusItem;
-  {
-    MenuBarItemController controller(bar);
-    controller.setDelegate(delegate);
-    statusItem = controller.item()->item();
+  for (const bool removeFirst : {false, true}) {
+    std::shared_ptr<StatusItem> statusItem;
+    {
+      MenuBarItemController controller(bar);
+      controller.setDelegate(delegate);
+      statusItem = controller.item()->item();
+      if (removeFirst) controller.remove(controller.item());
+    }
+    delegate->heard.clear();
+    // MenuBar still holds the status item; it must not reach the destroyed controller.
+    statusItem->didChangeValue(effectiveAppearanceKeyPath);
+    EXPECT_TRUE(delegate->heard.empty());
+    EXPECT_EQ(MenuBar::statusItem(), statusItem);
   }
-  statusItem->didChangeValue(effectiveAppearanceKeyPath);  // would reach a destroyed controller
-  EXPECT_TRUE(delegate->heard.empty());
   MenuBar::setStatusItem(nullptr);
 }
 

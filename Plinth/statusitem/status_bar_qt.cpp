@@ -111,6 +111,9 @@ QtStatusItem::QtStatusItem(double thickness, std::string appearanceName)
     if (reason == QSystemTrayIcon::Trigger && action_) action_();
   });
   setAppearanceName(appearanceName_);
+  // The host shows it on hover; the display name is the application's own
+  // (installQtUserInterface sets it from the bundle or desktop entry).
+  tray_.setToolTip(QGuiApplication::applicationDisplayName());
   redraw();
   tray_.show();
 }
@@ -202,27 +205,86 @@ QSize QtStatusItem::buttonSize(const QPixmap& picture) const {
   return {std::max(1, static_cast<int>(std::lround(w))), std::max(1, static_cast<int>(std::lround(h)))};
 }
 
+QImage withContrastingOutline(const QImage& glyph, int width) {
+  const QImage source = glyph.convertToFormat(QImage::Format_ARGB32);
+  // The glyph's mean luminance, weighted by coverage, decides the outline.
+  double luminance = 0;
+  double coverage = 0;
+  for (int y = 0; y < source.height(); ++y) {
+    const auto* row = reinterpret_cast<const QRgb*>(source.constScanLine(y));
+    for (int x = 0; x < source.width(); ++x) {
+      const double alpha = qAlpha(row[x]) / 255.0;
+      luminance += alpha * (0.2126 * qRed(row[x]) + 0.7152 * qGreen(row[x]) + 0.0722 * qBlue(row[x])) / 255.0;
+      coverage += alpha;
+    }
+  }
+  if (coverage == 0 || width <= 0) return glyph;
+  const QRgb outline = luminance / coverage < 0.5 ? qRgb(255, 255, 255) : qRgb(0, 0, 0);
+  // The outline's coverage: the glyph's, spread over a disc of `width`.
+  QImage result(source.size(), QImage::Format_ARGB32);
+  for (int y = 0; y < source.height(); ++y) {
+    auto* out = reinterpret_cast<QRgb*>(result.scanLine(y));
+    for (int x = 0; x < source.width(); ++x) {
+      int alpha = 0;
+      for (int dy = -width; dy <= width; ++dy) {
+        const int sy = y + dy;
+        if (sy < 0 || sy >= source.height()) continue;
+        const auto* row = reinterpret_cast<const QRgb*>(source.constScanLine(sy));
+        for (int dx = -width; dx <= width; ++dx) {
+          const int sx = x + dx;
+          if (sx < 0 || sx >= source.width() || dx * dx + dy * dy > width * width) continue;
+          alpha = std::max(alpha, qAlpha(row[sx]));
+        }
+      }
+      out[x] = qRgba(qRed(outline), qGreen(outline), qBlue(outline), alpha);
+    }
+  }
+  QPainter painter(&result);
+  painter.drawImage(0, 0, source);
+  return result;
+}
+
+QImage QtStatusItem::drawButton(const QPixmap& picture, QSize size, int height) {
+  const double scale = static_cast<double>(height) / size.height();
+  const QSize scaled(std::max(1, static_cast<int>(std::lround(size.width() * scale))), height);
+  QImage image(scaled, QImage::Format_ARGB32_Premultiplied);
+  image.fill(Qt::transparent);
+  QPainter painter(&image);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setRenderHint(QPainter::TextAntialiasing);
+  painter.setRenderHint(QPainter::SmoothPixmapTransform);
+  if (!picture.isNull()) {
+    const QPixmap fitted = picture.scaledToHeight(height, Qt::SmoothTransformation);
+    painter.drawPixmap(0, (height - fitted.height()) / 2, fitted);
+  }
+  // Views are drawn through the scaled painter, so text and shapes are drawn
+  // at the target size rather than enlarged from the item's own.
+  painter.scale(scale, scale);
+  for (const auto& view : subviews_) {
+    auto* qtView = dynamic_cast<QtView*>(view.get());
+    QWidget* widget = qtView != nullptr ? qtView->widget() : nullptr;
+    if (widget == nullptr) continue;
+    painter.save();
+    painter.translate(widget->pos());
+    widget->render(&painter, QPoint(), QRegion(), QWidget::DrawChildren);
+    painter.restore();
+  }
+  return image;
+}
+
 void QtStatusItem::redraw() {
   const QPixmap picture = image_ && position_ != ImagePosition::noImage ? toQPixmap(*image_) : QPixmap();
   const QSize size = buttonSize(picture);
   container_.resize(size);
-  QPixmap pixmap(size);
-  pixmap.fill(Qt::transparent);
-  {
-    QPainter painter(&pixmap);
-    if (!picture.isNull()) {
-      const QPixmap scaled = picture.scaledToHeight(size.height(), Qt::SmoothTransformation);
-      painter.drawPixmap(0, (size.height() - scaled.height()) / 2, scaled);
-    }
-    for (const auto& view : subviews_) {
-      auto* qtView = dynamic_cast<QtView*>(view.get());
-      QWidget* widget = qtView != nullptr ? qtView->widget() : nullptr;
-      if (widget == nullptr) continue;
-      widget->render(&painter, widget->pos(), QRegion(), QWidget::DrawChildren);
-    }
+  const auto outlined = [&](int height) {
+    return QPixmap::fromImage(withContrastingOutline(drawButton(picture, size, height), std::max(1, height / 16)));
+  };
+  pixmap_ = outlined(size.height());
+  QIcon icon(pixmap_);
+  for (const int height : trayIconHeights) {
+    if (height != size.height()) icon.addPixmap(outlined(height));
   }
-  pixmap_ = pixmap;
-  tray_.setIcon(QIcon(pixmap_));
+  tray_.setIcon(icon);
 }
 
 }  // namespace Plinth

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QMenu>
+#include <QImage>
 #include <QPalette>
 #include <QPixmap>
 #include <QPointer>
@@ -45,8 +46,19 @@ class QtView final : public View {
 // one, a dark palette of the same roles for one whose name contains "dark".
 [[nodiscard]] QPalette paletteForAppearance(std::string_view name);
 
-// The tray's icon size: the height status items are drawn at.
+// The tray's icon size: the height status items are laid out at.
 inline constexpr double trayThickness = 22;
+
+// The heights every item's icon is drawn in besides its own. The protocol
+// never tells an item how thick the panel is: the host takes the size that
+// fits it best, so each must be drawn crisp rather than scaled from one.
+inline constexpr int trayIconHeights[] = {16, 22, 24, 32, 48};
+
+// `glyph` (straight or premultiplied alpha) with an outline `width` pixels
+// wide in the colour that contrasts with it: white around a dark glyph,
+// black around a light one. Panels draw themselves in colours of their own,
+// whatever the desktop's colour scheme says; with both, a glyph reads on any.
+[[nodiscard]] QImage withContrastingOutline(const QImage& glyph, int width);
 
 class QtStatusItem;
 
@@ -88,7 +100,8 @@ class QtStatusItem final : public StatusItem, public StatusBarButton {
   [[nodiscard]] QSystemTrayIcon& trayIcon() { return tray_; }
   // The menu the tray shows for the item (not owned).
   void setMenu(QMenu* menu) { tray_.setContextMenu(menu); }
-  // The pixmap last drawn into the icon.
+  // The pixmap last drawn into the icon at the item's own height, outlined
+  // as every size of the icon is.
   [[nodiscard]] const QPixmap& iconPixmap() const { return pixmap_; }
   // Draws the button into the icon again.
   void redraw();
@@ -116,6 +129,8 @@ class QtStatusItem final : public StatusItem, public StatusBarButton {
 
  private:
   [[nodiscard]] QSize buttonSize(const QPixmap& picture) const;
+  // The button's content, laid out at `size`, drawn `height` pixels high.
+  [[nodiscard]] QImage drawButton(const QPixmap& picture, QSize size, int height);
   void adopt(const std::shared_ptr<View>& view);
   double thickness_;
   std::string appearanceName_;

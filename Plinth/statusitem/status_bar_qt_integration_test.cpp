@@ -1,33 +1,62 @@
-// The tray item for real: Qt on an X server (Xvfb) exporting the item as a
-// StatusNotifierItem on a private session bus, where a fake watcher and a
-// fake portal (testing/fake_desktop.py) stand in for the desktop. Qt picks
-// its session bus and its tray protocol once, when the application and the
-// first icon are made, so the checks run in a child copy of this binary
-// started under xvfb-run with the bus in its environment.
+// The tray item in a real StatusNotifierItem host: Debian's xfce4-panel
+// (its Status Tray plugin is the host and the StatusNotifierWatcher) on an
+// X server (Xvfb) and a private session bus. Qt picks its session bus and
+// its tray protocol once, when the application and the first icon are made,
+// so the checks run in a child copy of this binary started under xvfb-run,
+// which starts the panel before it makes its first icon.
 #include "Plinth/statusitem/status_bar_qt.h"
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QApplication>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <chrono>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <utility>
 
+#include "Plinth/statusitem/menu_bar_host_view_qt.h"
 #include "Plinth/statusitem/menu_bar_item_controller.h"
 #include "testing/bus_client.h"
 #include "testing/child_process.h"
 #include "testing/file_text.h"
+#include "testing/panel_shot.h"
 #include "testing/private_session_bus.h"
 #include "testing/temp_dir.h"
+#include "testing/xfce_panel.h"
 
 namespace Plinth {
 namespace {
 
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
+using Vantor::Testing::ChildOptions;
+using Vantor::Testing::ChildProcess;
+using Vantor::Testing::connectToBus;
+
+constexpr int kPanelHeight = 40;
+using Vantor::Testing::PanelShot;
+using Vantor::Testing::spinUntil;
+
+// GVariant's text of `value` (which it releases); empty for none.
+std::string printed(GVariant* value) {
+  if (value == nullptr) return {};
+  gchar* text = g_variant_print(value, FALSE);
+  std::string result = text;
+  g_free(text);
+  g_variant_unref(value);
+  return result;
+}
 
 bool onPath(const char* program) {
   gchar* found = g_find_program_in_path(program);
@@ -36,19 +65,16 @@ bool onPath(const char* program) {
   return there;
 }
 
-using Vantor::Testing::connectToBus;
-
 // An asynchronous call, answered while the Qt (GLib) loop keeps running: the
-// item being asked lives in this very process. The reply as GVariant prints
-// it; nothing when the call failed.
-std::optional<std::string> call(GDBusConnection* connection, const char* name, const char* path, const char* interface,
-                                const char* method, GVariant* parameters) {
+// item being asked lives in this very process. Null when the call failed.
+GVariant* call(GDBusConnection* connection, const std::string& name, const char* path, const char* interface,
+               const char* method, GVariant* parameters) {
   struct Reply {
     bool done = false;
     GVariant* value = nullptr;
   } reply;
   g_dbus_connection_call(
-      connection, name, path, interface, method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
+      connection, name.c_str(), path, interface, method, parameters, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
       [](GObject* source, GAsyncResult* result, gpointer data) {
         auto* r = static_cast<Reply*>(data);
         r->value = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr);
@@ -56,113 +82,177 @@ std::optional<std::string> call(GDBusConnection* connection, const char* name, c
       },
       &reply);
   while (!reply.done) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-  if (reply.value == nullptr) return std::nullopt;
-  gchar* printed = g_variant_print(reply.value, FALSE);
-  std::string text = printed;
-  g_free(printed);
-  g_variant_unref(reply.value);
-  return text;
+  return reply.value;
 }
 
-std::optional<std::string> callDesktop(GDBusConnection* connection, const char* method, GVariant* parameters) {
-  return call(connection, "org.vantor.FakeDesktop", "/org/vantor/FakeDesktop", "org.vantor.FakeDesktop", method,
-              parameters);
+// A property's value, unwrapped from Get's (v).
+GVariant* property(GDBusConnection* connection, const std::string& name, const char* path, const char* interface,
+                   const char* key) {
+  GVariant* reply =
+      call(connection, name, path, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", interface, key));
+  if (reply == nullptr) return nullptr;
+  GVariant* boxed = g_variant_get_child_value(reply, 0);
+  GVariant* value = g_variant_get_variant(boxed);
+  g_variant_unref(boxed);
+  g_variant_unref(reply);
+  return value;
 }
 
-bool spinUntil(const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-  }
-  return true;
-}
-
-class RecordingDelegate : public MenuBarDelegate {
- public:
-  std::vector<MenuBarTheme> themes;
-  void menuBarItemsDidChange() override {}
-  void menuBarThemeDidChange(MenuBarTheme theme) override { themes.push_back(theme); }
-};
-
-// Runs only in the child (VANTOR_TRAY_PROBE set), on xcb under Xvfb.
-TEST(TrayProbe, RegistersRedrawsAndFollowsTheColourScheme) {
-  const char* address = std::getenv("VANTOR_TRAY_PROBE");  // NOLINT(concurrency-mt-unsafe)
-  if (address == nullptr) GTEST_SKIP() << "runs as the child of TrayIcon.UnderXvfb";
+// Runs only in the child (VANTOR_PANEL_PROBE names a folder for the panel's
+// settings and the screenshots), on xcb under Xvfb.
+TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
+  const char* configHome = std::getenv("VANTOR_PANEL_PROBE");  // NOLINT(concurrency-mt-unsafe)
+  if (configHome == nullptr) GTEST_SKIP() << "runs as the child of RealPanel.ShowsTheItem";
   ASSERT_EQ(QGuiApplication::platformName(), "xcb");
-  GDBusConnection* bus = connectToBus(address);
+  GDBusConnection* bus = connectToBus(std::getenv("DBUS_SESSION_BUS_ADDRESS"));  // NOLINT(concurrency-mt-unsafe)
   ASSERT_NE(bus, nullptr);
 
-  auto bar = std::make_shared<QtStatusBar>(makeDesktopAppearance(address), trayThickness);
-  auto* text = new QLabel("V");
-  text->setGeometry(0, 0, 22, 22);
-  MenuBarItemController controller(std::make_shared<QtView>(text), bar);
-  auto delegate = std::make_shared<RecordingDelegate>();
-  controller.setDelegate(delegate);
-  EXPECT_TRUE(bar->isVisible());
+  const fs::path logs = fs::path(configHome) / "logs";
+  fs::create_directories(logs);
+  Vantor::Testing::XfcePanel panel(configHome, kPanelHeight, 16);
+  // The watcher must be on the bus before Qt makes its first tray icon.
+  if (!panel.waitForTray(20s)) GTEST_SKIP() << "xfce4-panel did not start its tray:\n" << panel.log();
 
-  // The item registers with the watcher.
-  std::string service;
-  ASSERT_TRUE(spinUntil([&] {
-    const std::string items = callDesktop(bus, "RegisteredItems", nullptr).value_or("");  // (['name', ...],)
-    const auto open = items.find('\'');
-    if (open != std::string::npos) service = items.substr(open + 1, items.find('\'', open + 1) - open - 1);
-    return !service.empty();
-  }));
-
-  const auto pixmap = [&] {
-    return call(bus, service.c_str(), "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
-                g_variant_new("(ss)", "org.kde.StatusNotifierItem", "IconPixmap"))
-        .value_or("");
+  // As QtUserInterface names an application from its bundle.
+  QCoreApplication::setApplicationName("Vantor");
+  QGuiApplication::setApplicationDisplayName("Vantor");
+  auto appearance = std::make_shared<FixedAppearance>("light");
+  auto bar = std::make_shared<QtStatusBar>(appearance, trayThickness);
+  auto* glyph = new QLabel("V");
+  QFont font = glyph->font();
+  font.setPixelSize(18);
+  font.setBold(true);
+  glyph->setFont(font);
+  glyph->setAlignment(Qt::AlignCenter);
+  glyph->setGeometry(0, 0, 22, 22);
+  MenuBarItemController controller(std::make_shared<QtView>(glyph), bar);
+  auto& item = static_cast<QtStatusItem&>(*controller.item()->item());
+  QMenu menu;
+  const auto entry = [](const char* text) {
+    auto* view = new QtMenuBarHostView;
+    new QLabel(text, view);
+    return view;
   };
-  const std::string before = pixmap();
-  EXPECT_NE(before.find("22, 22"), std::string::npos) << before.substr(0, 80);
+  auto* quit = entry("Quit");
+  quit->setTitle("Quit Vantor");
+  QWidgetAction* actions[] = {QtMenuBarHostView::addToMenu(&menu, entry("Open Vantor")),
+                              QtMenuBarHostView::addToMenu(&menu, entry("Check for Updates…")),
+                              QtMenuBarHostView::addToMenu(&menu, quit)};
+  int opened = 0;
+  QObject::connect(actions[0], &QAction::triggered, [&] { ++opened; });
+  item.setMenu(&menu);
 
-  // A second view widens the button and changes the exported pixmap.
-  auto* more = new QLabel("W");
-  more->setGeometry(22, 0, 22, 22);
-  controller.item()->add(std::make_shared<QtView>(more));
-  EXPECT_TRUE(spinUntil([&] { return pixmap() != before; }));
+  // The host's watcher lists the item by its connection, which is ours.
+  const auto ownedByUs = [&](const std::string& name) {
+    return printed(g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                               "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+                                               g_variant_new("(s)", name.c_str()), nullptr, G_DBUS_CALL_FLAGS_NONE,
+                                               5000, nullptr, nullptr)) == "(" + std::to_string(getpid()) + ",)";
+  };
+  std::string service;
+  std::string seen;
+  ASSERT_TRUE(spinUntil([&] {
+    GVariant* items = property(bus, "org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
+                               "org.kde.StatusNotifierWatcher", "RegisteredStatusNotifierItems");
+    if (items == nullptr) return false;
+    seen.clear();
+    for (gsize i = 0; i < g_variant_n_children(items); ++i) {
+      const gchar* registered = nullptr;
+      g_variant_get_child(items, i, "&s", &registered);
+      const std::string text = registered;
+      const std::string name = text.substr(0, text.find('/'));
+      seen += text + " ";
+      if (ownedByUs(name)) service = name;
+    }
+    g_variant_unref(items);
+    return !service.empty();
+  })) << "the item never registered with the panel's watcher, which lists " << seen;
 
-  // The portal's change signal reaches the controller's delegate.
-  ASSERT_TRUE(callDesktop(bus, "SetColorScheme", g_variant_new("(u)", 1U)));
-  EXPECT_TRUE(spinUntil([&] { return !delegate->themes.empty(); }));
-  EXPECT_EQ(delegate->themes, std::vector<MenuBarTheme>{MenuBarTheme::dark});
+  // The menu as the host reads it: every entry has its text.
+  const std::string layout = printed(call(bus, service, "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
+                                          g_variant_new("(ii@as)", 0, -1, g_variant_new_strv(nullptr, 0))));
+  for (const std::string label : {"Open Vantor", "Check for Updates…", "Quit Vantor"}) {
+    EXPECT_NE(layout.find("'label': <'" + label + "'>"), std::string::npos) << layout;
+  }
+
+  // Clicking an entry in the host runs its action.
+  std::smatch open;
+  ASSERT_TRUE(std::regex_search(layout, open, std::regex(R"(<\((\d+), \{[^}]*'label': <'Open Vantor'>)")));
+  printed(call(bus, service, "/MenuBar", "com.canonical.dbusmenu", "Event",
+               g_variant_new("(isvu)", std::stoi(open[1]), "clicked", g_variant_new_int32(0), 0U)));
+  EXPECT_TRUE(spinUntil([&] { return opened == 1; }));
+
+  // The application's name, not the executable's.
+  const auto itemProperty = [&](const char* key) {
+    return printed(property(bus, service, "/StatusNotifierItem", "org.kde.StatusNotifierItem", key));
+  };
+  EXPECT_EQ(itemProperty("Title"), "'Vantor'");
+  EXPECT_NE(itemProperty("ToolTip").find("'Vantor'"), std::string::npos) << itemProperty("ToolTip");
+
+  // Readable on a light and a dark panel, whatever the desktop's colour
+  // scheme says, at the panel's icon sizes.
+  QImage before;
+  for (const bool darkPanel : {false, true}) {
+    ASSERT_TRUE(panel.setDarkMode(darkPanel));
+    std::map<std::string, int> lastHeight;  // per scheme: the host takes a larger pixmap for a larger size
+    for (const int size : {16, 22, 32}) {
+      ASSERT_TRUE(panel.setIconSize(size));
+      for (const char* scheme : {"light", "dark"}) {
+        appearance->setAppearanceName(scheme);
+        const PanelShot shot = Vantor::Testing::settledShotAfter(before, kPanelHeight);
+        before = shot.strip;
+        const std::string name = std::string(darkPanel ? "dark" : "light") + " panel, " + scheme + " scheme, " +
+                                 std::to_string(size) + " px";
+        std::printf("contrast %s: best %.1f:1, %d pixels at 4.5:1 or more, icon %dx%d, background #%06x\n",
+                    name.c_str(), shot.best, shot.readablePixels, shot.icon.width(), shot.icon.height(),
+                    shot.background & 0xffffffU);
+        EXPECT_GE(shot.best, 7.0) << name;
+        EXPECT_GE(shot.readablePixels, size) << name;  // a stroke's worth, not a stray pixel
+        EXPECT_LE(shot.icon.height(), size + 2) << name;
+        EXPECT_GT(shot.icon.height(), std::exchange(lastHeight[scheme], shot.icon.height())) << name;
+        // The panel as it looked, for people reading the log's numbers.
+        shot.strip.copy(0, 0, 120, kPanelHeight).save(QString::fromStdString((logs / (name + ".png")).string()));
+      }
+    }
+  }
+
+  item.setMenu(nullptr);
   MenuBar::setStatusItem(nullptr);
   g_object_unref(bus);
 }
 
-TEST(TrayIcon, UnderXvfb) {
-  if (std::getenv("VANTOR_TRAY_PROBE") != nullptr) GTEST_SKIP() << "this is the child";  // NOLINT
-  if (!onPath("xvfb-run") || !onPath("Xvfb")) GTEST_SKIP() << "xvfb-run is not installed";
+TEST(RealPanel, ShowsTheItem) {
+  if (std::getenv("VANTOR_PANEL_PROBE") != nullptr) GTEST_SKIP() << "this is the child";  // NOLINT
+  for (const char* program : {"xvfb-run", "Xvfb"}) {
+    if (!onPath(program)) GTEST_SKIP() << program << " is not installed (scripts/setup.sh installs it)";
+  }
+  if (auto missing = Vantor::Testing::XfcePanel::missing()) {
+    GTEST_SKIP() << *missing << " is not installed (scripts/setup.sh installs it)";
+  }
   Vantor::Testing::PrivateSessionBus bus;
-  // The watcher must be on the bus before Qt makes its first tray icon.
-  Vantor::Testing::ChildProcess desktop(Vantor::Testing::ChildOptions{
-      {"/usr/bin/python3", VANTOR_FAKE_DESKTOP, "--portal", "--watcher", "--color-scheme", "2"},
-      {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
-  GDBusConnection* connection = connectToBus(bus.address());
-  ASSERT_NE(connection, nullptr);
-  ASSERT_TRUE(Vantor::Testing::waitUntil(
-      [&] { return Vantor::Testing::nameHasOwner(connection, "org.vantor.FakeDesktop"); }, 10s));
-  g_object_unref(connection);
-
   Vantor::Testing::TempDir dir;
   const fs::path log = dir.path() / "probe.log";
-  Vantor::Testing::ChildProcess probe(Vantor::Testing::ChildOptions{
-      {"xvfb-run", "-a", fs::read_symlink("/proc/self/exe").string(), "--gtest_filter=TrayProbe.*"},
-      {{"DBUS_SESSION_BUS_ADDRESS", bus.address()},
-       {"VANTOR_TRAY_PROBE", bus.address()},
-       {"QT_QPA_PLATFORM", "xcb"},
-       {"DISPLAY", std::nullopt}},
-      log,
-      log,
-      true});
-  const auto status = probe.waitForExit(60s);
+  ChildProcess probe(ChildOptions{{"xvfb-run", "-a", "-s", "-screen 0 640x200x24",
+                                   fs::read_symlink("/proc/self/exe").string(), "--gtest_filter=PanelProbe.*"},
+                                  {{"DBUS_SESSION_BUS_ADDRESS", bus.address()},
+                                   {"VANTOR_PANEL_PROBE", dir.path().string()},
+                                   {"QT_QPA_PLATFORM", "xcb"},
+                                   {"DISPLAY", std::nullopt}},
+                                  log,
+                                  log,
+                                  true});
+  const auto status = probe.waitForExit(120s);
   if (!status) probe.killGroup(SIGKILL);
   const std::string output = Vantor::Testing::fileText(log);
   ASSERT_TRUE(status) << "the probe did not finish\n" << output;
+  if (output.find("[  SKIPPED ] 1 test") != std::string::npos) GTEST_SKIP() << output;
   EXPECT_EQ(*status, 0) << output;
   EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
+  // The measured contrasts, in the test's own output.
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("contrast ", 0) == 0) std::printf("%s\n", line.c_str());
+  }
 }
 
 }  // namespace

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <QBuffer>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
+#include <QMouseEvent>
+#include <QPushButton>
 #include <QTest>
 
 #include "Plinth/desktop/image_qt.h"
@@ -65,6 +68,9 @@ TEST(QtStatusItem, DrawsAnImageScaledToTheBarsThickness) {
   EXPECT_EQ(icon.size(), QSize(44, 22));  // as wide as the image at the bar's height
   EXPECT_EQ(icon.pixelColor(30, 11), QColor(Qt::red));
   EXPECT_TRUE(toQPixmap(Image::fromData({1, 2, 3})).isNull());
+  // Drawn for every height a tray may ask for, as wide as the image there.
+  const auto sizes = static_cast<QtStatusItem&>(*item.item()).trayIcon().icon().availableSizes();
+  for (const int height : trayIconHeights) EXPECT_TRUE(sizes.contains(QSize(2 * height, height))) << height;
 }
 
 TEST(QtStatusItem, TheControllerFollowsTheAppearanceAndTheViewsRedrawInIt) {
@@ -94,8 +100,6 @@ TEST(QtMenuBarHostView, ShowsTheRoundedBackgroundOnlyWhileItsEntryIsHighlighted)
   ASSERT_TRUE(QTest::qWaitForWindowExposed(&outside));
   outside.repaint();
   EXPECT_TRUE(outside.backgroundWidget()->isHidden());
-  EXPECT_EQ(outside.hostView().effectView()->layerCornerRadius(), 3.0);
-  EXPECT_EQ(outside.hostView().cornerRadius(), 4.0);
 
   QMenu menu;
   auto* first = new QtMenuBarHostView;
@@ -113,11 +117,42 @@ TEST(QtMenuBarHostView, ShowsTheRoundedBackgroundOnlyWhileItsEntryIsHighlighted)
   EXPECT_TRUE(second->backgroundWidget()->isHidden());
   EXPECT_EQ(first->backgroundWidget()->geometry(), first->rect());
 
-  menu.setActiveAction(secondEntry);
+  // The pointer highlights an entry as the keyboard does.
+  QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+  QApplication::sendEvent(second, &enter);
   QApplication::processEvents();
+  EXPECT_EQ(menu.activeAction(), secondEntry);
   EXPECT_TRUE(first->backgroundWidget()->isHidden());
   EXPECT_FALSE(second->backgroundWidget()->isHidden());
-  menu.hide();
+
+  // Return, and a click on the view, run the entry's action and close the menu.
+  int triggered = 0;
+  QObject::connect(secondEntry, &QAction::triggered, [&] { ++triggered; });
+  QTest::keyClick(&menu, Qt::Key_Return);
+  EXPECT_EQ(triggered, 1);
+  menu.popup(QPoint(10, 10));
+  QMouseEvent release(QEvent::MouseButtonRelease, QPointF(5, 5), QPointF(5, 5), Qt::LeftButton, Qt::NoButton,
+                      Qt::NoModifier);
+  QApplication::sendEvent(second, &release);
+  EXPECT_EQ(triggered, 2);
+  EXPECT_FALSE(menu.isVisible());
+}
+
+TEST(QtMenuBarHostView, DescribesItsEntryByItsTitleAndIconForHostsThatCannotShowIt) {
+  QMenu menu;
+  auto* view = new QtMenuBarHostView;
+  auto* layout = new QHBoxLayout(view);
+  auto* picture = new QLabel;
+  picture->setPixmap(QPixmap(8, 8));
+  layout->addWidget(picture);
+  layout->addWidget(new QLabel("Check for  Updates"));
+  layout->addWidget(new QPushButton("Now"));
+  QWidgetAction* entry = QtMenuBarHostView::addToMenu(&menu, view);
+  EXPECT_EQ(entry->text(), "Check for Updates Now");
+  EXPECT_FALSE(entry->icon().isNull());
+  view->setTitle("Update Vantor");
+  EXPECT_EQ(entry->text(), view->accessibleName());
+  EXPECT_EQ(QtMenuBarHostView().title(), "Item");  // nothing to go by
 }
 
 }  // namespace

@@ -2,10 +2,12 @@
 
 #include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QFileInfo>
 #include <memory>
 #include <string>
 
 #include "Keel/core/fatal_error.h"
+#include "Plinth/desktop/application_name.h"
 #include "Plinth/inventory/alert_qt.h"
 #include "Plinth/permissions/folder_access.h"
 #include "Plinth/permissions/folder_picker_qt.h"
@@ -20,6 +22,24 @@ bool isGlibEventDispatcher(std::string_view dispatcherClassName) {
   return dispatcherClassName.find("Glib") != std::string_view::npos;
 }
 
+namespace {
+
+// Qt names windows (the display name) and the tray item's title and id (the
+// application name) after the executable unless told otherwise; names the
+// program chose itself are kept.
+void nameApplication() {
+  const QString executable = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+  const bool displayNameChosen = QGuiApplication::applicationDisplayName() != executable;
+  const bool nameChosen = QCoreApplication::applicationName() != executable;
+  if (displayNameChosen && nameChosen) return;
+  const auto name = applicationDisplayName();
+  if (!name) return;
+  if (!displayNameChosen) QGuiApplication::setApplicationDisplayName(QString::fromStdString(*name));
+  if (!nameChosen) QCoreApplication::setApplicationName(QString::fromStdString(*name));
+}
+
+}  // namespace
+
 void installQtUserInterface() {
   QAbstractEventDispatcher* dispatcher = QCoreApplication::eventDispatcher();
   if (QCoreApplication::instance() == nullptr || dispatcher == nullptr) {
@@ -31,6 +51,7 @@ void installQtUserInterface() {
                      ", not on GLib's: GLib sources would never run (is QT_NO_GLIB set?)");
   }
   QApplication::setQuitOnLastWindowClosed(false);
+  nameApplication();
   AlertPresenter::setShared(std::make_shared<QtAlertPresenter>());
   StatusBar::setSystem(std::make_shared<QtStatusBar>(makeDesktopAppearance(), trayThickness, true));
   setDefaultFolderPicker(std::make_shared<PortalFolderPicker>(std::nullopt, std::make_shared<QtFolderPicker>()));

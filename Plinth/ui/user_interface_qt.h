@@ -10,7 +10,9 @@ namespace Plinth {
 // dispatcher (Keel's run loop, GDBus replies and the appearance portal are
 // GLib main-context sources, so Qt must iterate that context) and stops the
 // process with a message naming the dispatcher otherwise (QT_NO_GLIB set, or
-// a Qt built without GLib). Then installs, as the process's own: the Qt alert
+// a Qt built without GLib). Gives the application the name of its bundle or
+// desktop entry (applicationDisplayName), as display name and application
+// name, unless the program chose them, so that windows and the tray show it. Then installs, as the process's own: the Qt alert
 // presenter; a tray status bar that follows the desktop's colour scheme (and
 // makes the application's palette follow it); and the folder picker of
 // permission requests (the desktop portal's, or Qt's directory dialog when no
