@@ -41,7 +41,7 @@ struct DeviceModel {
   // standard name of its kind ("phone", "computer", "multimedia-player",
   // "pda", "audio-headphones", "audio-speakers", "video-display"), extended
   // by the names icon themes give Apple's devices where there is one
-  // ("phone-apple-iphone"). By the specification's rule, dropping the last
+  // ("phone-apple-iphone"). As icon themes look names up, dropping the last
   // dash-separated part gives the next, more generic, name.
   std::string_view desktopIconName;
 
