@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using Vantor::Testing::ChildProcess;
 using Vantor::Testing::monotonicNowNs;
 
-constexpr int kRepetitions = 25;
+constexpr int repetitions = 25;
 
 // The binaries under test; the environment may name others (for example an
 // older build kept aside) so that two builds can be compared in one session.
@@ -59,7 +59,7 @@ void BM_LauncherToMainApplicationStarted(benchmark::State& state) {
 }
 BENCHMARK(BM_LauncherToMainApplicationStarted)
     ->Iterations(1)
-    ->Repetitions(kRepetitions)
+    ->Repetitions(repetitions)
     ->UseManualTime()
     ->ReportAggregatesOnly(true)
     ->Unit(benchmark::kMillisecond);
@@ -84,7 +84,7 @@ void BM_MainApplicationStartedDirectly(benchmark::State& state) {
 }
 BENCHMARK(BM_MainApplicationStartedDirectly)
     ->Iterations(1)
-    ->Repetitions(kRepetitions)
+    ->Repetitions(repetitions)
     ->UseManualTime()
     ->ReportAggregatesOnly(true)
     ->Unit(benchmark::kMillisecond);
@@ -100,7 +100,7 @@ void BM_SpawnBinTrue(benchmark::State& state) {
 }
 BENCHMARK(BM_SpawnBinTrue)
     ->Iterations(1)
-    ->Repetitions(kRepetitions)
+    ->Repetitions(repetitions)
     ->UseManualTime()
     ->ReportAggregatesOnly(true)
     ->Unit(benchmark::kMillisecond);
@@ -109,12 +109,12 @@ BENCHMARK(BM_SpawnBinTrue)
 // benchmarks; started once, ended when the benchmark binary exits.
 class BusyProcessTable {
  public:
-  static constexpr int kExtra = 2000;
+  static constexpr int extraCount = 2000;
   BusyProcessTable()
       : group_({.argv = {"/bin/sh", "-c",
-                         "i=0; while [ $i -lt " + std::to_string(kExtra) + " ]; do sleep 600 & i=$((i+1)); done; wait"},
+                         "i=0; while [ $i -lt " + std::to_string(extraCount) + " ]; do sleep 600 & i=$((i+1)); done; wait"},
                 .newProcessGroup = true}) {
-    Vantor::Testing::waitUntil([] { return Vantor::Testing::processesRunning("/usr/bin/sleep").size() >= kExtra; },
+    Vantor::Testing::waitUntil([] { return Vantor::Testing::processesRunning("/usr/bin/sleep").size() >= extraCount; },
                                60s);
   }
   ~BusyProcessTable() {

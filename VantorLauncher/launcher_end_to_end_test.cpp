@@ -25,7 +25,7 @@ using Vantor::Testing::LauncherTree;
 using Vantor::Testing::processesRunning;
 using Vantor::Testing::waitUntil;
 
-constexpr auto kTimeout = 20s;
+constexpr auto testTimeout = 20s;
 namespace fs = std::filesystem;
 
 // True once `pid` handles `signal` itself: the launcher's loop is set up.
@@ -76,7 +76,7 @@ class LauncherEndToEnd : public ::testing::Test {
           center.post("killme", "com.brenwick.vantor");
           return (status = launcher.waitForExit(20ms)).has_value();
         },
-        kTimeout);
+        testTimeout);
     return status;
   }
 
@@ -87,7 +87,7 @@ class LauncherEndToEnd : public ::testing::Test {
 
 TEST_F(LauncherEndToEnd, OpensTheMainApplicationOnceAndQuitsOnlyOnKillmeFromIt) {
   auto launcher = startLauncher();
-  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout)) << launcherStderr();
   const int mainPid = tree.started()->pid;
   EXPECT_EQ(processesRunning(tree.mainExecutable()), std::vector<int>{mainPid});
 
@@ -95,7 +95,7 @@ TEST_F(LauncherEndToEnd, OpensTheMainApplicationOnceAndQuitsOnlyOnKillmeFromIt) 
   center.post("killme", "COM.BRENWICK.VANTOR");
   EXPECT_FALSE(launcher->waitForExit(500ms).has_value());
   center.post("killme", "com.brenwick.vantor");
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << launcherStderr();
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 0) << launcherStderr();
   // The main application was detached: it outlives the launcher.
   EXPECT_TRUE(Vantor::Testing::processAlive(mainPid));
 }
@@ -106,17 +106,17 @@ TEST_F(LauncherEndToEnd, OpensTheMainApplicationOnceAndQuitsOnlyOnKillmeFromIt) 
 TEST_F(LauncherEndToEnd, ACopyElsewhereEndsWhenTheMainApplicationPostsKillmeAtOnce) {
   LauncherTree posting(dir.path() / "elsewhere",
                        {tree.launcherExecutable(), VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 0});
-  EXPECT_EQ(startLauncher({{"LD_LIBRARY_PATH", std::nullopt}}, &posting)->waitForExit(kTimeout), 0);
-  ASSERT_TRUE(waitUntil([&] { return posting.started().has_value(); }, kTimeout));
+  EXPECT_EQ(startLauncher({{"LD_LIBRARY_PATH", std::nullopt}}, &posting)->waitForExit(testTimeout), 0);
+  ASSERT_TRUE(waitUntil([&] { return posting.started().has_value(); }, testTimeout));
   kill(posting.started()->pid, SIGKILL);
 }
 
 TEST_F(LauncherEndToEnd, AlreadyRunningQuitsAtOnceWithoutASecondCopy) {
   // Started by hand, as if the user had opened it.
   ChildProcess main({{tree.mainExecutable().string()}, {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
-  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
   fs::remove(tree.startedFile());
-  EXPECT_EQ(startLauncher()->waitForExit(kTimeout), 0) << launcherStderr();
+  EXPECT_EQ(startLauncher()->waitForExit(testTimeout), 0) << launcherStderr();
   EXPECT_EQ(processesRunning(tree.mainExecutable()), std::vector<int>{main.pid()});
   EXPECT_FALSE(tree.started().has_value());
 }
@@ -124,32 +124,32 @@ TEST_F(LauncherEndToEnd, AlreadyRunningQuitsAtOnceWithoutASecondCopy) {
 TEST_F(LauncherEndToEnd, WithoutASessionBusItOpensTheMainApplicationAndFails) {
   auto launcher = startLauncher(
       {{"DBUS_SESSION_BUS_ADDRESS", std::nullopt}, {"DISPLAY", std::nullopt}, {"XDG_RUNTIME_DIR", std::nullopt}});
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 1);
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 1);
   EXPECT_NE(launcherStderr().find("no D-Bus session bus"), std::string::npos) << launcherStderr();
-  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
 }
 
 TEST_F(LauncherEndToEnd, TheBusGoingAwayEndsItCleanly) {
   auto launcher = startLauncher();
-  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
   bus.stop();
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 1) << launcherStderr();
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 1) << launcherStderr();
   EXPECT_NE(launcherStderr().find("lost the D-Bus session bus"), std::string::npos) << launcherStderr();
 }
 
 TEST_F(LauncherEndToEnd, LogoutSignalEndsItWithStatusZero) {
   auto launcher = startLauncher();
-  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
   launcher->kill(SIGTERM);
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 0);
 }
 
 TEST_F(LauncherEndToEnd, ASilentBusCountsAsNoneOnceItsTimeIsUp) {
   Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
   auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
-  EXPECT_TRUE(silent.waitForClient(kTimeout));
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 1);
-  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout));
+  EXPECT_TRUE(silent.waitForClient(testTimeout));
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 1);
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
   const std::string err = launcherStderr();
   EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
   EXPECT_NE(err.find(silent.address() + " did not answer within 3 s"), std::string::npos) << err;
@@ -159,10 +159,10 @@ TEST_F(LauncherEndToEnd, EndRequestsWhileTheBusIsSilentEndItWithZero) {
   Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
   for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
     auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
-    ASSERT_TRUE(silent.waitForClient(kTimeout));
-    ASSERT_TRUE(waitUntil([&] { return catches(launcher->pid(), signal); }, kTimeout));
+    ASSERT_TRUE(silent.waitForClient(testTimeout));
+    ASSERT_TRUE(waitUntil([&] { return catches(launcher->pid(), signal); }, testTimeout));
     launcher->kill(signal);
-    EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << strsignal(signal);
+    EXPECT_EQ(launcher->waitForExit(testTimeout), 0) << strsignal(signal);
   }
   EXPECT_FALSE(tree.started().has_value());
 }
@@ -170,12 +170,12 @@ TEST_F(LauncherEndToEnd, EndRequestsWhileTheBusIsSilentEndItWithZero) {
 TEST_F(LauncherEndToEnd, AStoppedBusThatResumesInTimeIsWaitedFor) {
   kill(bus.pid(), SIGSTOP);
   auto launcher = startLauncher();
-  EXPECT_TRUE(waitUntil([&] { return hasSocket(launcher->pid()); }, kTimeout));
+  EXPECT_TRUE(waitUntil([&] { return hasSocket(launcher->pid()); }, testTimeout));
   EXPECT_FALSE(tree.started().has_value());
   kill(bus.pid(), SIGCONT);
-  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout)) << launcherStderr();
   center.post("killme", "com.brenwick.vantor");
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 0) << launcherStderr();
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 0) << launcherStderr();
   EXPECT_EQ(launcherStderr(), "");
 }
 
@@ -186,7 +186,7 @@ class HostileRunningBundle : public LauncherEndToEnd, public ::testing::WithPara
 TEST_P(HostileRunningBundle, DoesNotHoldUpTheDecision) {
   otherExecutable = Vantor::Testing::makeBundle({dir.path() / "Other.app", "org.example.other", "/usr/bin/sleep"});
   ChildProcess running({{otherExecutable.string(), "600"}});
-  ASSERT_TRUE(waitUntil([&] { return !processesRunning(otherExecutable).empty(); }, kTimeout));
+  ASSERT_TRUE(waitUntil([&] { return !processesRunning(otherExecutable).empty(); }, testTimeout));
   const fs::path info = dir.path() / "Other.app" / "Contents" / "Info.plist";
   fs::remove(info);
   if (GetParam() == "fifo") {
@@ -198,9 +198,9 @@ TEST_P(HostileRunningBundle, DoesNotHoldUpTheDecision) {
                         << "<string>com.brenwick.vantor</string>" << std::string(2 << 20, ' ') << "</dict></plist>";
   }
   auto launcher = startLauncher();
-  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, kTimeout)) << launcherStderr();
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout)) << launcherStderr();
   center.post("killme", "com.brenwick.vantor");
-  EXPECT_EQ(launcher->waitForExit(kTimeout), 0);
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(InfoPlists, HostileRunningBundle, ::testing::Values("fifo", "dev-zero", "two-megabytes"));
@@ -214,9 +214,9 @@ TEST_F(LauncherEndToEnd, FifoInfoPlistsInItsOwnBundlesLeaveItAnswerable) {
   auto heard = startLauncher();
   EXPECT_EQ(killmeUntilExit(*heard), 0);
   auto ended = startLauncher();
-  ASSERT_TRUE(waitUntil([&] { return catches(ended->pid(), SIGTERM); }, kTimeout));
+  ASSERT_TRUE(waitUntil([&] { return catches(ended->pid(), SIGTERM); }, testTimeout));
   ended->kill(SIGTERM);
-  EXPECT_EQ(ended->waitForExit(kTimeout), 0);
+  EXPECT_EQ(ended->waitForExit(testTimeout), 0);
 }
 
 TEST_F(LauncherEndToEnd, ExecutablesOutsideContentsMacOSAreNeverRun) {

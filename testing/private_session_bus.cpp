@@ -19,7 +19,7 @@ namespace {
 // folders, through which D-Bus activation could start real services (a real
 // desktop portal) on the test's bus. This one names none, so only what a test
 // starts itself is ever on the bus.
-constexpr const char* kConfiguration = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
@@ -36,7 +36,7 @@ constexpr const char* kConfiguration = R"(<!DOCTYPE busconfig PUBLIC "-//freedes
 }  // namespace
 
 PrivateSessionBus::PrivateSessionBus() {
-  std::string configuration = kConfiguration;
+  std::string configuration = busConfiguration;
   configuration.replace(configuration.find("@FOLDER@"), 8, dir_.path().string());
   const auto configurationFile = dir_.path() / "bus.conf";
   std::ofstream(configurationFile) << configuration;

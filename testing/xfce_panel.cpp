@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-constexpr const char* kSettingsDaemon = "/usr/lib/x86_64-linux-gnu/xfce4/xfconf/xfconfd";
+constexpr const char* settingsDaemon = "/usr/lib/x86_64-linux-gnu/xfce4/xfconf/xfconfd";
 
 bool onPath(const char* program) {
   gchar* found = g_find_program_in_path(program);
@@ -59,7 +59,7 @@ std::string configuration(int height, int iconSize) {
 
 std::optional<std::string> XfcePanel::missing() {
   if (!onPath("xfce4-panel")) return "xfce4-panel";
-  if (!fs::exists(kSettingsDaemon)) return "xfconfd (xfconf)";
+  if (!fs::exists(settingsDaemon)) return "xfconfd (xfconf)";
   return std::nullopt;
 }
 
@@ -74,7 +74,7 @@ XfcePanel::XfcePanel(fs::path folder, int height, int iconSize) : folder_(std::m
                                                                       {"XDG_CONFIG_DIRS", folder_.string()},
                                                                       {"SESSION_MANAGER", std::nullopt}};
   const fs::path log = folder_ / "panel.log";
-  settings_ = std::make_unique<ChildProcess>(ChildOptions{{kSettingsDaemon}, environment, log, log});
+  settings_ = std::make_unique<ChildProcess>(ChildOptions{{settingsDaemon}, environment, log, log});
   GDBusConnection* bus = connectToBus(busAddress_);
   if (bus == nullptr) throw std::runtime_error("XfcePanel cannot reach the session bus");
   const bool ready = waitUntil([&] { return nameHasOwner(bus, "org.xfce.Xfconf"); }, 10s);

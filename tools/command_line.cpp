@@ -51,17 +51,17 @@ int printVersion(const char* tool) {
   if (std::printf("%s (Vantor) %s\n", tool, VANTOR_VERSION) < 0 || std::fflush(stdout) != 0) {
     return failure(tool, "cannot write to standard output");
   }
-  return kExitSuccess;
+  return exitSuccess;
 }
 
 int usageError(const char* tool, const std::string& message) {
   std::fprintf(stderr, "%s: %s (see %s --help)\n", tool, message.c_str(), tool);
-  return kExitUsage;
+  return exitUsage;
 }
 
 int failure(const char* tool, const std::string& message) {
   std::fprintf(stderr, "%s: %s\n", tool, message.c_str());
-  return kExitFailure;
+  return exitFailure;
 }
 
 }  // namespace Vantor::Tools

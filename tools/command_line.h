@@ -14,9 +14,9 @@
 namespace Vantor::Tools {
 
 // Exit statuses every tool uses.
-inline constexpr int kExitSuccess = 0;
-inline constexpr int kExitFailure = 1;
-inline constexpr int kExitUsage = 2;
+inline constexpr int exitSuccess = 0;
+inline constexpr int exitFailure = 1;
+inline constexpr int exitUsage = 2;
 
 struct KnownOption {
   std::string name;         // with its dashes, such as "--to"

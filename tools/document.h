@@ -15,7 +15,7 @@ namespace Vantor::Tools {
 
 // Larger documents are refused rather than read: the tree costs several times
 // the document's size in memory.
-inline constexpr std::size_t kMaxDocumentBytes = std::size_t{256} << 20;
+inline constexpr std::size_t maxDocumentBytes = std::size_t{256} << 20;
 
 enum class DocumentFormat { json, propertyList };
 
@@ -27,11 +27,11 @@ enum class DocumentFormat { json, propertyList };
 // The whole regular file, or why not: missing, a folder or other non-regular
 // file, unreadable, or larger than `limit` bytes. Never blocks on a FIFO.
 [[nodiscard]] Outcome<std::string> readDocumentFile(const std::filesystem::path& path,
-                                                    std::size_t limit = kMaxDocumentBytes);
+                                                    std::size_t limit = maxDocumentBytes);
 
 // Everything `stream` holds until its end, or why not (a read error, or more
 // than `limit` bytes).
-[[nodiscard]] Outcome<std::string> readDocumentStream(std::FILE* stream, std::size_t limit = kMaxDocumentBytes);
+[[nodiscard]] Outcome<std::string> readDocumentStream(std::FILE* stream, std::size_t limit = maxDocumentBytes);
 
 // The tree of the document in its sniffed format, or the parser's reason.
 // A UTF-8 byte-order mark before JSON is skipped.

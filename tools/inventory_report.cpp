@@ -50,15 +50,15 @@ std::size_t width(std::string_view text) {
 std::string humanSize(std::uint64_t bytes) {
   if (bytes == 1) return "1 byte";
   if (bytes < 1000) return std::to_string(bytes) + " bytes";
-  static constexpr std::array<const char*, 6> kUnits = {"KB", "MB", "GB", "TB", "PB", "EB"};
+  static constexpr std::array<const char*, 6> unitNames = {"KB", "MB", "GB", "TB", "PB", "EB"};
   auto value = static_cast<double>(bytes) / 1000.0;
   std::size_t unit = 0;
-  while (value >= 999.95 && unit + 1 < kUnits.size()) {
+  while (value >= 999.95 && unit + 1 < unitNames.size()) {
     value /= 1000.0;
     ++unit;
   }
   std::array<char, 32> text{};
-  const int length = std::snprintf(text.data(), text.size(), "%.1f %s", value, kUnits[unit]);
+  const int length = std::snprintf(text.data(), text.size(), "%.1f %s", value, unitNames[unit]);
   return {text.data(), static_cast<std::size_t>(length)};
 }
 

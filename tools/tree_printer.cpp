@@ -59,16 +59,16 @@ std::string count(std::size_t n, const char* one, const char* many) {
 }
 
 std::string dataText(const Keel::Data& data) {
-  constexpr std::size_t kShown = 32;
-  static constexpr char kDigits[] = "0123456789abcdef";
+  constexpr std::size_t shownBytes = 32;
+  static constexpr char hexDigits[] = "0123456789abcdef";
   std::string out = "(" + count(data.size(), "byte", "bytes") + ")";
   if (data.empty()) return out;
   out += ' ';
-  for (std::size_t i = 0; i < data.size() && i < kShown; ++i) {
-    out += kDigits[data[i] >> 4];
-    out += kDigits[data[i] & 0xF];
+  for (std::size_t i = 0; i < data.size() && i < shownBytes; ++i) {
+    out += hexDigits[data[i] >> 4];
+    out += hexDigits[data[i] & 0xF];
   }
-  if (data.size() > kShown) out += "...";
+  if (data.size() > shownBytes) out += "...";
   return out;
 }
 
@@ -153,9 +153,9 @@ std::string dateText(const Keel::Date& date) {
   using namespace std::chrono;
   const double since1970 = date.timeIntervalSince1970();
   // Years 1 to 9999, so that the text keeps its four-digit shape.
-  constexpr double kFirst = -62135596800.0;
-  constexpr double kLast = 253402300800.0;
-  if (!std::isfinite(since1970) || since1970 < kFirst || since1970 >= kLast) return Keel::describe(date);
+  constexpr double earliestSeconds = -62135596800.0;
+  constexpr double latestSeconds = 253402300800.0;
+  if (!std::isfinite(since1970) || since1970 < earliestSeconds || since1970 >= latestSeconds) return Keel::describe(date);
   const double wholeSeconds = std::floor(since1970);
   auto micros = static_cast<long long>(std::llround((since1970 - wholeSeconds) * 1e6));
   auto seconds = static_cast<long long>(wholeSeconds);

@@ -9,9 +9,9 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-decode";
+constexpr const char* toolName = "vantor-decode";
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-decode [--to json|plist] FILE\n"
     "\n"
     "Decodes FILE (standard input when FILE is \"-\"), a JSON document or an XML or\n"
@@ -38,14 +38,14 @@ int main(int argc, char** argv) {
   using namespace Vantor::Tools;
   auto arguments =
       parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {{"--to", true}});
-  if (!arguments) return usageError(kTool, arguments.error());
+  if (!arguments) return usageError(toolName, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.version) return printVersion(kTool);
+  if (parsed.version) return printVersion(toolName);
   if (parsed.help) {
-    std::fputs(kHelp, stdout);
-    return kExitSuccess;
+    std::fputs(helpText, stdout);
+    return exitSuccess;
   }
-  if (parsed.positional.size() != 1) return usageError(kTool, "expected one FILE");
+  if (parsed.positional.size() != 1) return usageError(toolName, "expected one FILE");
   std::optional<DocumentFormat> target;
   if (const auto to = parsed.values.find("--to"); to != parsed.values.end()) {
     if (to->second == "json") {
@@ -53,12 +53,12 @@ int main(int argc, char** argv) {
     } else if (to->second == "plist") {
       target = DocumentFormat::propertyList;
     } else {
-      return usageError(kTool, "--to takes json or plist, not '" + to->second + "'");
+      return usageError(toolName, "--to takes json or plist, not '" + to->second + "'");
     }
   }
 
   const std::string& file = parsed.positional.front();
-  const auto fail = [&file](const std::string& reason) { return failure(kTool, file + ": " + reason); };
+  const auto fail = [&file](const std::string& reason) { return failure(toolName, file + ": " + reason); };
   auto bytes = file == "-" ? readDocumentStream(stdin) : readDocumentFile(file);
   if (!bytes) return fail(bytes.error());
   auto tree = parseDocument(bytes.value());
@@ -71,6 +71,6 @@ int main(int argc, char** argv) {
   } else {
     output = printTree(tree.value());
   }
-  if (!writeOut(output)) return failure(kTool, "cannot write to standard output");
-  return kExitSuccess;
+  if (!writeOut(output)) return failure(toolName, "cannot write to standard output");
+  return exitSuccess;
 }

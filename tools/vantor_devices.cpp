@@ -14,14 +14,14 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-devices";
+constexpr const char* toolName = "vantor-devices";
 
 // usbmuxd is a local daemon that answers at once; a device may be slower,
 // over Wi-Fi most of all.
-constexpr std::chrono::seconds kUsbmuxdDeadline{3};
-constexpr std::chrono::seconds kDeviceDeadline{5};
+constexpr std::chrono::seconds usbmuxdDeadline{3};
+constexpr std::chrono::seconds deviceDeadline{5};
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-devices [--json] IDENTIFIER...\n"
     "  or:  vantor-devices [--json] --all\n"
     "  or:  vantor-devices [--json] --connected\n"
@@ -45,38 +45,38 @@ constexpr const char* kHelp =
 
 int print(const std::string& output) {
   if (std::fwrite(output.data(), 1, output.size(), stdout) != output.size() || std::fflush(stdout) != 0) {
-    return Vantor::Tools::failure(kTool, "cannot write to standard output");
+    return Vantor::Tools::failure(toolName, "cannot write to standard output");
   }
-  return Vantor::Tools::kExitSuccess;
+  return Vantor::Tools::exitSuccess;
 }
 
 int printJSON(const Keel::AnyValue& tree) {
   auto json = Keel::JSON::write(tree);
-  if (!json) return Vantor::Tools::failure(kTool, "cannot write JSON: " + json.error().text());
+  if (!json) return Vantor::Tools::failure(toolName, "cannot write JSON: " + json.error().text());
   return print(json.value() + "\n");
 }
 
 // An argument as it can stand in an error line: valid UTF-8, escaped, and
 // not longer than a line should be.
 std::string shown(std::string text) {
-  constexpr std::size_t kLongest = 64;
-  const bool cut = text.size() > kLongest;
-  if (cut) text.resize(kLongest);
+  constexpr std::size_t longestShown = 64;
+  const bool cut = text.size() > longestShown;
+  if (cut) text.resize(longestShown);
   return Vantor::Tools::quotedText(Keel::replacingInvalidUtf8(text)) + (cut ? "..." : "");
 }
 
 int printConnected(bool json) {
   using namespace Vantor::Tools;
-  auto attached = attachedDevices(kUsbmuxdDeadline, kDeviceDeadline);
-  if (!attached) return failure(kTool, attached.error());
+  auto attached = attachedDevices(usbmuxdDeadline, deviceDeadline);
+  if (!attached) return failure(toolName, attached.error());
   const auto& devices = attached.value().devices;
   if (!attached.value().reachedUsbmuxd) {
-    std::fprintf(stderr, "%s: cannot reach usbmuxd, so no Apple device is listed\n", kTool);
+    std::fprintf(stderr, "%s: cannot reach usbmuxd, so no Apple device is listed\n", toolName);
   } else if (devices.empty()) {
-    std::fprintf(stderr, "%s: no Apple device is attached\n", kTool);
+    std::fprintf(stderr, "%s: no Apple device is attached\n", toolName);
   }
   if (json) return printJSON(attachedTree(devices));
-  return devices.empty() ? kExitSuccess : print(attachedTable(devices));
+  return devices.empty() ? exitSuccess : print(attachedTable(devices));
 }
 
 }  // namespace
@@ -85,22 +85,22 @@ int main(int argc, char** argv) {
   using namespace Vantor::Tools;
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
                                   {{"--json", false}, {"--all", false}, {"--connected", false}});
-  if (!arguments) return usageError(kTool, arguments.error());
+  if (!arguments) return usageError(toolName, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.version) return Vantor::Tools::printVersion(kTool);
-  if (parsed.help) return print(kHelp);
+  if (parsed.version) return Vantor::Tools::printVersion(toolName);
+  if (parsed.help) return print(helpText);
   const bool json = parsed.flags.contains("--json");
   const bool all = parsed.flags.contains("--all");
   const bool connected = parsed.flags.contains("--connected");
-  if (all && connected) return usageError(kTool, "--all and --connected do not go together");
+  if (all && connected) return usageError(toolName, "--all and --connected do not go together");
   if ((all || connected) && !parsed.positional.empty()) {
-    return usageError(kTool, "unexpected argument '" + parsed.positional.front() + "'");
+    return usageError(toolName, "unexpected argument '" + parsed.positional.front() + "'");
   }
-  if (!all && !connected && parsed.positional.empty()) return usageError(kTool, "expected an IDENTIFIER");
+  if (!all && !connected && parsed.positional.empty()) return usageError(toolName, "expected an IDENTIFIER");
   if (connected) return printConnected(json);
 
   std::vector<Plinth::DeviceModel> models;
-  int status = kExitSuccess;
+  int status = exitSuccess;
   if (all) {
     models.assign(Plinth::DeviceCatalog::models().begin(), Plinth::DeviceCatalog::models().end());
   }
@@ -108,8 +108,8 @@ int main(int argc, char** argv) {
     if (const auto model = Plinth::DeviceCatalog::model(identifier)) {
       models.push_back(*model);
     } else {
-      std::fprintf(stderr, "%s: the catalog has no model %s\n", kTool, shown(identifier).c_str());
-      status = kExitFailure;
+      std::fprintf(stderr, "%s: the catalog has no model %s\n", toolName, shown(identifier).c_str());
+      status = exitFailure;
     }
   }
   Keel::AnyValue::Array trees;
@@ -123,5 +123,5 @@ int main(int argc, char** argv) {
     }
   }
   const int printed = json ? printJSON(trees) : print(text);
-  return printed != kExitSuccess ? printed : status;
+  return printed != exitSuccess ? printed : status;
 }

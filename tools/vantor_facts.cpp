@@ -8,9 +8,9 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-facts";
+constexpr const char* toolName = "vantor-facts";
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-facts [--json]\n"
     "\n"
     "Prints this machine's facts: model, processor, processor count, memory,\n"
@@ -32,26 +32,26 @@ int main(int argc, char** argv) {
   using namespace Vantor::Tools;
   auto arguments =
       parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {{"--json", false}});
-  if (!arguments) return usageError(kTool, arguments.error());
-  if (arguments.value().version) return printVersion(kTool);
+  if (!arguments) return usageError(toolName, arguments.error());
+  if (arguments.value().version) return printVersion(toolName);
   if (arguments.value().help) {
-    std::fputs(kHelp, stdout);
-    return kExitSuccess;
+    std::fputs(helpText, stdout);
+    return exitSuccess;
   }
   if (!arguments.value().positional.empty()) {
-    return usageError(kTool, "unexpected argument '" + arguments.value().positional.front() + "'");
+    return usageError(toolName, "unexpected argument '" + arguments.value().positional.front() + "'");
   }
   const Keel::AnyValue tree = factsTree(Keel::System::facts(), currentDistribution());
   std::string output;
   if (arguments.value().flags.contains("--json")) {
     auto json = Keel::JSON::write(tree);
-    if (!json) return failure(kTool, "cannot write the facts as JSON: " + json.error().text());
+    if (!json) return failure(toolName, "cannot write the facts as JSON: " + json.error().text());
     output = json.value() + "\n";
   } else {
     output = factsText(tree);
   }
   if (std::fwrite(output.data(), 1, output.size(), stdout) != output.size() || std::fflush(stdout) != 0) {
-    return failure(kTool, "cannot write to standard output");
+    return failure(toolName, "cannot write to standard output");
   }
-  return kExitSuccess;
+  return exitSuccess;
 }

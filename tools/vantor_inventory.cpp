@@ -26,10 +26,10 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-inventory";
-constexpr int kExitInterrupted = 130;
+constexpr const char* toolName = "vantor-inventory";
+constexpr int exitInterrupted = 130;
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-inventory [--root DIR] [--skip-apple] [--json]\n"
     "  or:  vantor-inventory --size [--json] PATH...\n"
     "\n"
@@ -136,9 +136,9 @@ std::optional<std::error_code> missing(const std::string& path) {
 
 int print(const std::string& output) {
   if (std::fwrite(output.data(), 1, output.size(), stdout) != output.size() || std::fflush(stdout) != 0) {
-    return Vantor::Tools::failure(kTool, "cannot write to standard output");
+    return Vantor::Tools::failure(toolName, "cannot write to standard output");
   }
-  return Vantor::Tools::kExitSuccess;
+  return Vantor::Tools::exitSuccess;
 }
 
 }  // namespace
@@ -147,18 +147,18 @@ int main(int argc, char** argv) {
   using namespace Vantor::Tools;
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
                                   {{"--json", false}, {"--root", true}, {"--size", false}, {"--skip-apple", false}});
-  if (!arguments) return usageError(kTool, arguments.error());
+  if (!arguments) return usageError(toolName, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.version) return Vantor::Tools::printVersion(kTool);
-  if (parsed.help) return print(kHelp);
+  if (parsed.version) return Vantor::Tools::printVersion(toolName);
+  if (parsed.help) return print(helpText);
   const bool json = parsed.flags.contains("--json");
   const bool sizes = parsed.flags.contains("--size");
-  if (sizes && parsed.positional.empty()) return usageError(kTool, "--size needs at least one PATH");
+  if (sizes && parsed.positional.empty()) return usageError(toolName, "--size needs at least one PATH");
   if (sizes && (parsed.values.contains("--root") || parsed.flags.contains("--skip-apple"))) {
-    return usageError(kTool, "--size takes no --root or --skip-apple");
+    return usageError(toolName, "--size takes no --root or --skip-apple");
   }
   if (!sizes && !parsed.positional.empty()) {
-    return usageError(kTool, "unexpected argument '" + parsed.positional.front() + "'");
+    return usageError(toolName, "unexpected argument '" + parsed.positional.front() + "'");
   }
 
   std::signal(SIGINT, onInterrupt);
@@ -195,7 +195,7 @@ int main(int argc, char** argv) {
     // does not.
     std::error_code error;
     if (!std::filesystem::is_directory(environment.applicationsRoot, error)) {
-      return failure(kTool, "cannot read the folder '" + environment.applicationsRoot +
+      return failure(toolName, "cannot read the folder '" + environment.applicationsRoot +
                                 "': " + (error ? error.message() : std::string("not a folder")));
     }
     Plinth::FileIconManager icons(Plinth::systemIconPlatform(), "/System/Applications", environment.applicationsRoot);
@@ -213,20 +213,20 @@ int main(int argc, char** argv) {
   }
   progressLine.reset();
   if (interrupted.load()) {
-    std::fprintf(stderr, "%s: interrupted\n", kTool);
-    return kExitInterrupted;
+    std::fprintf(stderr, "%s: interrupted\n", toolName);
+    return exitInterrupted;
   }
   const std::string partial = unreadable.line();
   // Nothing measured: the error alone, no empty table.
-  if (sizes && tree.as<Keel::AnyValue::Array>().empty()) return failure(kTool, partial);
-  int status = kExitSuccess;
+  if (sizes && tree.as<Keel::AnyValue::Array>().empty()) return failure(toolName, partial);
+  int status = exitSuccess;
   if (!json) {
     status = print(text);
   } else if (auto written = Keel::JSON::write(tree)) {
     status = print(written.value() + "\n");
   } else {
-    return failure(kTool, "cannot write JSON: " + written.error().text());
+    return failure(toolName, "cannot write JSON: " + written.error().text());
   }
-  if (status != kExitSuccess || partial.empty()) return status;
-  return failure(kTool, partial);
+  if (status != exitSuccess || partial.empty()) return status;
+  return failure(toolName, partial);
 }

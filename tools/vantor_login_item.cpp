@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-login-item";
+constexpr const char* toolName = "vantor-login-item";
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-login-item install [--launcher FILE] BUNDLE\n"
     "  or:  vantor-login-item enable|disable BUNDLE\n"
     "  or:  vantor-login-item status [--json] BUNDLE\n"
@@ -56,8 +56,8 @@ std::filesystem::path packagedLauncher() {
 
 int print(const std::string& text) {
   std::fputs(text.c_str(), stdout);
-  return std::fflush(stdout) == 0 ? Vantor::Tools::kExitSuccess
-                                  : Vantor::Tools::failure(kTool, "cannot write to standard output");
+  return std::fflush(stdout) == 0 ? Vantor::Tools::exitSuccess
+                                  : Vantor::Tools::failure(toolName, "cannot write to standard output");
 }
 
 }  // namespace
@@ -67,39 +67,39 @@ int main(int argc, char** argv) {
   using namespace Vantor::Tools;
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)),
                                   {{"--launcher", true}, {"--json", false}});
-  if (!arguments) return usageError(kTool, arguments.error());
+  if (!arguments) return usageError(toolName, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.version) return printVersion(kTool);
-  if (parsed.help) return print(kHelp);
-  if (parsed.positional.empty()) return usageError(kTool, "expected install, enable, disable or status");
+  if (parsed.version) return printVersion(toolName);
+  if (parsed.help) return print(helpText);
+  if (parsed.positional.empty()) return usageError(toolName, "expected install, enable, disable or status");
   const std::string& command = parsed.positional[0];
   if (command != "install" && command != "enable" && command != "disable" && command != "status") {
-    return usageError(kTool, "unknown command '" + command + "'");
+    return usageError(toolName, "unknown command '" + command + "'");
   }
-  if (parsed.positional.size() != 2) return usageError(kTool, command + " takes one BUNDLE");
+  if (parsed.positional.size() != 2) return usageError(toolName, command + " takes one BUNDLE");
   if (parsed.values.contains("--launcher") && command != "install") {
-    return usageError(kTool, "--launcher is for install");
+    return usageError(toolName, "--launcher is for install");
   }
   const bool json = parsed.flags.contains("--json");
-  if (json && command != "status") return usageError(kTool, "--json is for status");
+  if (json && command != "status") return usageError(toolName, "--json is for status");
   const std::string& bundle = parsed.positional[1];
 
   auto environment = LoginItemEnvironment::fromVariables([](const std::string& name) -> std::optional<std::string> {
     const char* value = std::getenv(name.c_str());
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
   });
-  if (!environment) return failure(kTool, environment.error());
+  if (!environment) return failure(toolName, environment.error());
   auto item = LoginItem::forBundle(bundle);
-  if (!item) return failure(kTool, bundle + ": " + item.error());
+  if (!item) return failure(toolName, bundle + ": " + item.error());
 
   if (command == "status") {
     // Like `systemctl is-enabled`: scripts ask with the exit status.
     auto status = loginItemStatus(item.value(), environment.value());
-    if (!status) return failure(kTool, status.error());
+    if (!status) return failure(toolName, status.error());
     const LoginItemStatus& found = status.value();
     const int printed = print(json ? found.json(item.value()) : found.report(item.value()));
-    if (printed != kExitSuccess) return printed;
-    return found.state.enabled ? kExitSuccess : kExitFailure;
+    if (printed != exitSuccess) return printed;
+    return found.state.enabled ? exitSuccess : exitFailure;
   }
   const auto launcher =
       parsed.values.contains("--launcher") ? std::filesystem::path(parsed.values.at("--launcher")) : packagedLauncher();
@@ -107,6 +107,6 @@ int main(int argc, char** argv) {
                     ? installLoginItem(item.value(), launcher, environment.value(), &writeFileAtomically)
                 : command == "enable" ? enableLoginItem(item.value(), environment.value(), &writeFileAtomically)
                                       : disableLoginItem(item.value(), environment.value(), &writeFileAtomically);
-  if (!report) return failure(kTool, report.error());
+  if (!report) return failure(toolName, report.error());
   return print(report.value());
 }

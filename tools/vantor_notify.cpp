@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr const char* kTool = "vantor-notify";
+constexpr const char* toolName = "vantor-notify";
 
-constexpr const char* kHelp =
+constexpr const char* helpText =
     "Usage: vantor-notify post NAME [OBJECT]\n"
     "  or:  vantor-notify observe NAME [OBJECT]\n"
     "\n"
@@ -50,12 +50,12 @@ class Printer {
     // A reader that went away (a closed pipe) is an ordinary end; anything
     // else is worth a line.
     if (errno != EPIPE) {
-      Vantor::Tools::failure(kTool, "cannot write to standard output");
-      status = Vantor::Tools::kExitFailure;
+      Vantor::Tools::failure(toolName, "cannot write to standard output");
+      status = Vantor::Tools::exitFailure;
     }
     Keel::RunLoop::main().stop();
   }
-  int status = Vantor::Tools::kExitSuccess;
+  int status = Vantor::Tools::exitSuccess;
 };
 
 int observe(Plinth::DistributedNotificationCenter& center, const std::string& name,
@@ -64,11 +64,11 @@ int observe(Plinth::DistributedNotificationCenter& center, const std::string& na
   loop.setTerminationHandler([&loop] { loop.stop(); });
   Printer printer;
   center.setConnectionLostHandler([&printer, &loop](const std::string& reason) {
-    printer.status = Vantor::Tools::failure(kTool, "the D-Bus session bus went away: " + reason);
+    printer.status = Vantor::Tools::failure(toolName, "the D-Bus session bus went away: " + reason);
     loop.stop();
   });
   Plinth::DistributedNotifications::addObserver(center, &printer, &Printer::heard, name, object);
-  std::fprintf(stderr, "%s: observing \"%s\"%s%s%s; interrupt to stop\n", kTool, name.c_str(),
+  std::fprintf(stderr, "%s: observing \"%s\"%s%s%s; interrupt to stop\n", toolName, name.c_str(),
                object ? " with object \"" : "", object ? object->c_str() : "", object ? "\"" : "");
   loop.run();
   center.removeObserver(&printer, name);
@@ -82,18 +82,18 @@ int main(int argc, char** argv) {
   // A closed pipe on standard output shows up as a failed write instead.
   std::signal(SIGPIPE, SIG_IGN);
   auto arguments = parseArguments(std::span<const char* const>(argv + 1, static_cast<std::size_t>(argc - 1)), {});
-  if (!arguments) return usageError(kTool, arguments.error());
+  if (!arguments) return usageError(toolName, arguments.error());
   const ParsedArguments& parsed = arguments.value();
-  if (parsed.version) return printVersion(kTool);
+  if (parsed.version) return printVersion(toolName);
   if (parsed.help) {
-    std::fputs(kHelp, stdout);
-    return kExitSuccess;
+    std::fputs(helpText, stdout);
+    return exitSuccess;
   }
-  if (parsed.positional.empty()) return usageError(kTool, "expected post or observe");
+  if (parsed.positional.empty()) return usageError(toolName, "expected post or observe");
   const std::string& command = parsed.positional[0];
-  if (command != "post" && command != "observe") return usageError(kTool, "unknown command '" + command + "'");
+  if (command != "post" && command != "observe") return usageError(toolName, "unknown command '" + command + "'");
   if (parsed.positional.size() < 2 || parsed.positional.size() > 3) {
-    return usageError(kTool, command + " takes NAME and an optional OBJECT");
+    return usageError(toolName, command + " takes NAME and an optional OBJECT");
   }
   const std::string& name = parsed.positional[1];
   const std::optional<std::string> object =
@@ -101,12 +101,12 @@ int main(int argc, char** argv) {
 
   // D-Bus carries only UTF-8 texts; anything else would vanish unsent.
   if (!Keel::isValidUtf8(name) || (object && !Keel::isValidUtf8(*object))) {
-    return failure(kTool, "NAME and OBJECT must be UTF-8 texts");
+    return failure(toolName, "NAME and OBJECT must be UTF-8 texts");
   }
   Plinth::DistributedNotificationCenter& center = Plinth::DistributedNotificationCenter::defaultCenter();
-  if (const auto reason = center.unavailableReason()) return failure(kTool, *reason);
+  if (const auto reason = center.unavailableReason()) return failure(toolName, *reason);
   if (command == "observe") return observe(center, name, object);
   // The centre sends before post returns, so exiting next loses nothing.
   Plinth::DistributedNotifications::post(center, name, object);
-  return kExitSuccess;
+  return exitSuccess;
 }

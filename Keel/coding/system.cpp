@@ -7,19 +7,19 @@
 namespace Keel {
 
 ProcessorTypeCodes processorTypeCodes(std::string_view architecture) {
-  constexpr std::int32_t kABI64 = 0x01000000;
-  constexpr std::int32_t kX86 = 7;
-  constexpr std::int32_t kARM = 12;
-  constexpr std::int32_t kPowerPC = 18;
-  if (architecture == "x86_64") return {kX86 | kABI64, 3};
+  constexpr std::int32_t abi64Flag = 0x01000000;
+  constexpr std::int32_t x86CpuType = 7;
+  constexpr std::int32_t armCpuType = 12;
+  constexpr std::int32_t powerPCCpuType = 18;
+  if (architecture == "x86_64") return {x86CpuType | abi64Flag, 3};
   if (architecture == "i386" || architecture == "i486" || architecture == "i586" || architecture == "i686") {
-    return {kX86, 3};
+    return {x86CpuType, 3};
   }
-  if (architecture == "aarch64" || architecture == "arm64") return {kARM | kABI64, 0};
-  if (architecture.starts_with("armv6")) return {kARM, 6};
-  if (architecture.starts_with("armv7")) return {kARM, 9};
-  if (architecture == "ppc64" || architecture == "ppc64le") return {kPowerPC | kABI64, 0};
-  if (architecture == "ppc") return {kPowerPC, 0};
+  if (architecture == "aarch64" || architecture == "arm64") return {armCpuType | abi64Flag, 0};
+  if (architecture.starts_with("armv6")) return {armCpuType, 6};
+  if (architecture.starts_with("armv7")) return {armCpuType, 9};
+  if (architecture == "ppc64" || architecture == "ppc64le") return {powerPCCpuType | abi64Flag, 0};
+  if (architecture == "ppc") return {powerPCCpuType, 0};
   return {};
 }
 

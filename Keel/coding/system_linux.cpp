@@ -168,8 +168,8 @@ HostBasicInfo LinuxSystemFacts::hostBasicInfo() const {
   const ProcessorTypeCodes codes = processorTypeCodes(architecture());
   info.cpuType = codes.type;
   info.cpuSubtype = codes.subtype;
-  constexpr std::int32_t kX86 = 7;
-  const bool x86 = (codes.type & 0xFF) == kX86;
+  constexpr std::int32_t x86CpuType = 7;
+  const bool x86 = (codes.type & 0xFF) == x86CpuType;
   if (x86 && info.logicalCpu > info.physicalCpu && info.physicalCpu > 0) info.cpuThreadType = 1;
   return info;
 }

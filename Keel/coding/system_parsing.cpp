@@ -48,7 +48,7 @@ std::optional<Integer> parseInteger(std::string_view text) {
 }
 
 // Texts vendors leave in firmware fields they never filled in.
-constexpr std::array<std::string_view, 20> kPlaceholders{"To Be Filled By O.E.M.",
+constexpr std::array<std::string_view, 20> placeholders{"To Be Filled By O.E.M.",
                                                          "To Be Filled By OEM",
                                                          "Default string",
                                                          "System Product Name",
@@ -88,24 +88,24 @@ std::optional<std::string> firmwareText(std::string_view raw) {
   while (!raw.empty() && raw.back() == '\0') raw.remove_suffix(1);
   const std::string_view text = trim(raw);
   if (text.empty() || isZeros(text)) return std::nullopt;
-  for (const std::string_view placeholder : kPlaceholders) {
+  for (const std::string_view placeholder : placeholders) {
     if (equalsIgnoringCase(text, placeholder)) return std::nullopt;
   }
   return std::string(text);
 }
 
 std::string processorName(std::string_view cpuinfo) {
-  static constexpr std::array<std::string_view, 6> kKeys{"model name", "Processor", "cpu model",
+  static constexpr std::array<std::string_view, 6> modelKeys{"model name", "Processor", "cpu model",
                                                          "uarch",      "cpu",       "Hardware"};
-  std::array<std::string_view, kKeys.size()> found{};
+  std::array<std::string_view, modelKeys.size()> found{};
   forEachLine(cpuinfo, [&](std::string_view line) {
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos) return;
     const std::string_view key = trim(line.substr(0, colon));
     const std::string_view value = trim(line.substr(colon + 1));
     if (value.empty()) return;
-    for (std::size_t k = 0; k < kKeys.size(); ++k) {
-      if (key == kKeys[k] && found[k].empty()) found[k] = value;
+    for (std::size_t k = 0; k < modelKeys.size(); ++k) {
+      if (key == modelKeys[k] && found[k].empty()) found[k] = value;
     }
   });
   for (const std::string_view value : found) {
@@ -148,9 +148,9 @@ std::optional<double> uptimeSeconds(std::string_view procUptime) {
 std::string uptimeText(double seconds) {
   // 2^63 is exactly representable; every double below it (and at or above
   // -2^63) truncates into range.
-  constexpr double kLimit = 9223372036854775808.0;
+  constexpr double int64Limit = 9223372036854775808.0;
   if (!std::isfinite(seconds)) fatalError("System uptime is not a finite number of seconds.");
-  if (seconds >= kLimit || seconds < -kLimit) fatalError("System uptime does not fit a 64-bit count of seconds.");
+  if (seconds >= int64Limit || seconds < -int64Limit) fatalError("System uptime does not fit a 64-bit count of seconds.");
   return DateUtilities::durationString(static_cast<std::int64_t>(seconds));
 }
 
@@ -233,7 +233,7 @@ std::string decodeUnameField(std::span<const unsigned char> field) {
 }
 
 std::optional<std::vector<unsigned>> cpuList(std::string_view text) {
-  constexpr std::size_t kMaxProcessors = 65536;
+  constexpr std::size_t maxProcessors = 65536;
   std::vector<unsigned> cpus;
   text = trim(text);
   if (text.empty()) return cpus;
@@ -243,7 +243,7 @@ std::optional<std::vector<unsigned>> cpuList(std::string_view text) {
     const std::size_t dash = item.find('-');
     const auto first = parseInteger<unsigned>(item.substr(0, dash));
     const auto last = dash == std::string_view::npos ? first : parseInteger<unsigned>(item.substr(dash + 1));
-    if (!first || !last || *last < *first || *last - *first >= kMaxProcessors - cpus.size()) return std::nullopt;
+    if (!first || !last || *last < *first || *last - *first >= maxProcessors - cpus.size()) return std::nullopt;
     for (unsigned cpu = *first;; ++cpu) {
       cpus.push_back(cpu);
       if (cpu == *last) break;

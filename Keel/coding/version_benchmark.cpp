@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::size_t kPairs = 1'000'000;
+constexpr std::size_t pairCount = 1'000'000;
 
 std::string dotted(std::mt19937& random, int parts, int maxPart) {
   std::uniform_int_distribution<int> part(0, maxPart);
@@ -27,12 +27,12 @@ std::string dotted(std::mt19937& random, int parts, int maxPart) {
 const std::vector<std::pair<Keel::Version, Keel::Version>>& pairs() {
   static const auto* made = [] {
     auto* out = new std::vector<std::pair<Keel::Version, Keel::Version>>();
-    out->reserve(kPairs);
+    out->reserve(pairCount);
     std::mt19937 random(20261122);
     std::uniform_int_distribution<int> kind(0, 99);
     static const char* const suffixes[] = {"", "b2", "b10", "-beta.4", "-rc.1", " beta", "a"};
     std::uniform_int_distribution<int> suffix(0, 6);
-    for (std::size_t i = 0; i < kPairs; ++i) {
+    for (std::size_t i = 0; i < pairCount; ++i) {
       const int k = kind(random);
       std::string left;
       std::string right;
@@ -64,7 +64,7 @@ const std::vector<std::pair<Keel::Version, Keel::Version>>& pairs() {
 void reportPerComparison(benchmark::State& state) {
   // Seconds per comparison, printed with an SI prefix (n for nanoseconds).
   state.counters["per_comparison"] = benchmark::Counter(
-      static_cast<double>(kPairs), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+      static_cast<double>(pairCount), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
 void BM_VersionLess(benchmark::State& state) {

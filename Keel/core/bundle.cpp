@@ -20,7 +20,7 @@ std::optional<std::filesystem::path> Bundle::bundlePathForExecutable(const std::
 }
 
 std::optional<std::string> Bundle::infoString(std::string_view key) const {
-  const auto bytes = readRegularFile(infoPlistPath(), kMaximumInfoPlistBytes);
+  const auto bytes = readRegularFile(infoPlistPath(), maximumInfoPlistBytes);
   if (!bytes) return std::nullopt;
   return PropertyList::topLevelString(*bytes, key);
 }

@@ -13,7 +13,7 @@ namespace Keel {
 
 // The largest Info.plist a bundle may have: they hold kilobytes, so a
 // mebibyte is generous. A larger one is unreadable, and is never read.
-inline constexpr std::size_t kMaximumInfoPlistBytes = std::size_t{1} << 20;
+inline constexpr std::size_t maximumInfoPlistBytes = std::size_t{1} << 20;
 
 // A bundle folder and the facts read from its Info.plist. Reads the disk on
 // every query (nothing is cached), so a bundle that changes is seen as it is.
@@ -37,7 +37,7 @@ class Bundle {
   // The text value under `key` in Contents/Info.plist (XML or binary), or
   // nothing when the file, the key or a text value is missing. The file is
   // read with readRegularFile's care: anything but a regular file of at most
-  // kMaximumInfoPlistBytes counts as missing, so reading it never waits on a
+  // maximumInfoPlistBytes counts as missing, so reading it never waits on a
   // FIFO or device and never takes more than that much memory.
   [[nodiscard]] std::optional<std::string> infoString(std::string_view key) const;
 

@@ -66,19 +66,19 @@ void ByteBuffer::release() noexcept {
 
 namespace {
 // From this capacity on a buffer lives in a block of pages.
-constexpr std::size_t kLargeFrom = std::size_t{1} << 20;
+constexpr std::size_t largeFrom = std::size_t{1} << 20;
 }  // namespace
 
 void ByteBuffer::reallocate(std::size_t capacity) {
   const std::size_t kept = std::min(size_, capacity);
-  if (capacity >= kLargeFrom && block_ != 0) {
+  if (capacity >= largeFrom && block_ != 0) {
     if (capacity > block_) {
       const detail::LargeBlock grown = detail::growLargeBlock({data_, block_}, capacity);
       if (grown.data == nullptr) throw std::bad_alloc();
       data_ = grown.data;
       block_ = grown.bytes;
     }
-  } else if (capacity >= kLargeFrom) {
+  } else if (capacity >= largeFrom) {
     const detail::LargeBlock block = detail::takeLargeBlock(capacity);
     if (block.data == nullptr) throw std::bad_alloc();
     if (kept != 0) std::memcpy(block.data, data_, kept);
@@ -115,9 +115,9 @@ void ByteBuffer::resizeForOverwrite(std::size_t count) {
   // The caller is about to write every new byte. In a large buffer, mapping
   // its pages in one request, at least a step ahead of the size, is cheaper
   // than a page fault for each page as the bytes arrive.
-  constexpr std::size_t kPrefaultStep = 1 << 20;
-  if (count > mapped_ && capacity_ >= kPrefaultStep) {
-    const std::size_t end = std::min(capacity_, std::max(count, mapped_ + kPrefaultStep));
+  constexpr std::size_t prefaultStep = 1 << 20;
+  if (count > mapped_ && capacity_ >= prefaultStep) {
+    const std::size_t end = std::min(capacity_, std::max(count, mapped_ + prefaultStep));
     detail::prefaultForWrite(data_ + mapped_, end - mapped_);
     mapped_ = end;
   }
@@ -137,7 +137,7 @@ void ByteBuffer::append(std::span<const std::uint8_t> bytes) {
 
 void ByteBuffer::shrinkToFit() {
   if (capacity_ <= size_) return;
-  if (block_ != 0 && size_ >= kLargeFrom) {
+  if (block_ != 0 && size_ >= largeFrom) {
     // Only pages written hold memory, and the writers map at most a step
     // past the end: the block keeps its length, so that growing again or
     // reusing it costs no new mapping.
@@ -155,7 +155,7 @@ bool operator==(const ByteBuffer& buffer, std::span<const std::uint8_t> bytes) n
 namespace {
 
 // zlib's byte counts (avail_in, avail_out) are 32-bit.
-constexpr std::size_t kMaxStreamCount = std::numeric_limits<uInt>::max();
+constexpr std::size_t maxStreamCount = std::numeric_limits<uInt>::max();
 
 // The whole input in one stream: fill the scratch buffer, copy it to the
 // result, repeat until the stream ends. The finish flag goes with every call
@@ -204,7 +204,7 @@ std::optional<ByteBuffer> gunzipped(std::span<const std::uint8_t> input) {
   // The decoder hands zlib the whole remaining input and output in each round,
   // through 32-bit counts; a buffer that does not fit would be silently cut
   // short, so it stops the process instead (checked before zlib reads a byte).
-  if (input.size() > kMaxStreamCount) fatalError("gunzipped: input of 4 GiB or more");
+  if (input.size() > maxStreamCount) fatalError("gunzipped: input of 4 GiB or more");
   const auto inputCount = static_cast<uInt>(input.size());
 
   z_stream stream{};
@@ -221,7 +221,7 @@ std::optional<ByteBuffer> gunzipped(std::span<const std::uint8_t> input) {
   int result = Z_OK;
   do {
     if (stream.total_out >= output.size()) {
-      if (output.size() + plan.growthStep > kMaxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
+      if (output.size() + plan.growthStep > maxStreamCount) fatalError("gunzipped: output of 4 GiB or more");
       output.resizeForOverwrite(output.size() + plan.growthStep);
     }
     // Pointers are recomputed from the totals every round: growing the output

@@ -20,7 +20,7 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-constexpr std::size_t kTextSize = 64u << 20;
+constexpr std::size_t textSize = 64u << 20;
 
 // Words from a fixed vocabulary, picked with a skew so that some are common,
 // with spaces, commas and line breaks: compresses about like prose.
@@ -36,16 +36,16 @@ const Bytes& text() {
     }
     std::geometric_distribution<std::size_t> pick(0.002);
     Bytes out;
-    out.reserve(kTextSize + 64);
+    out.reserve(textSize + 64);
     std::size_t wordsInLine = 0;
-    while (out.size() < kTextSize) {
+    while (out.size() < textSize) {
       const std::string& word = vocabulary[pick(engine) % vocabulary.size()];
       out.insert(out.end(), word.begin(), word.end());
       const bool lineEnd = ++wordsInLine == 12;
       out.push_back(lineEnd ? '\n' : engine() % 10 == 0 ? ',' : ' ');
       if (lineEnd) wordsInLine = 0;
     }
-    out.resize(kTextSize);
+    out.resize(textSize);
     return out;
   }();
   return data;
@@ -107,8 +107,8 @@ void run(benchmark::State& state, const char* name, std::size_t inputSize, Work 
   const double start = threadSeconds();
   for (auto _ : state) work();
   const double seconds = threadSeconds() - start;
-  rates[name] = static_cast<double>(kTextSize) * static_cast<double>(state.iterations()) / (1 << 20) / seconds;
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(kTextSize));
+  rates[name] = static_cast<double>(textSize) * static_cast<double>(state.iterations()) / (1 << 20) / seconds;
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(textSize));
   state.counters["input_MiB"] = static_cast<double>(inputSize) / (1 << 20);
 }
 
@@ -116,14 +116,14 @@ void BM_Gunzipped(benchmark::State& state) {
   const Bytes& packed = gzipText();
   run(state, "gunzipped", packed.size(), [&] {
     auto out = Keel::gunzipped(packed);
-    if (!out || out->size() != kTextSize) std::abort();
+    if (!out || out->size() != textSize) std::abort();
     benchmark::DoNotOptimize(out);
   });
 }
 
 void BM_ZlibInflateGzipPreallocated(benchmark::State& state) {
   const Bytes& packed = gzipText();
-  Bytes out(kTextSize);
+  Bytes out(textSize);
   run(state, "zlib gzip", packed.size(), [&] {
     zlibInflateInto(packed, 16 + 15, out);
     benchmark::DoNotOptimize(out.data());
@@ -136,7 +136,7 @@ void BM_ZlibInflateGzipPreallocated(benchmark::State& state) {
 void BM_ZlibInflateGzipFreshVector(benchmark::State& state) {
   const Bytes& packed = gzipText();
   run(state, "zlib gzip fresh", packed.size(), [&] {
-    Bytes out(kTextSize);
+    Bytes out(textSize);
     zlibInflateInto(packed, 16 + 15, out);
     benchmark::DoNotOptimize(out.data());
   });
@@ -146,14 +146,14 @@ void BM_Inflated(benchmark::State& state) {
   const Bytes& packed = rawText();
   run(state, "inflated", packed.size(), [&] {
     auto out = Keel::inflated(packed);
-    if (!out || out->size() != kTextSize) std::abort();
+    if (!out || out->size() != textSize) std::abort();
     benchmark::DoNotOptimize(out);
   });
 }
 
 void BM_ZlibInflateRawPreallocated(benchmark::State& state) {
   const Bytes& packed = rawText();
-  Bytes out(kTextSize);
+  Bytes out(textSize);
   run(state, "zlib inflate", packed.size(), [&] {
     zlibInflateInto(packed, -15, out);
     benchmark::DoNotOptimize(out.data());
@@ -162,7 +162,7 @@ void BM_ZlibInflateRawPreallocated(benchmark::State& state) {
 
 void BM_LibdeflateDecompressRawPreallocated(benchmark::State& state) {
   const Bytes& packed = rawText();
-  Bytes out(kTextSize);
+  Bytes out(textSize);
   libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
   run(state, "libdeflate inflate", packed.size(), [&] {
     if (libdeflate_deflate_decompress(decompressor, packed.data(), packed.size(), out.data(), out.size(), nullptr) !=

@@ -23,10 +23,10 @@ namespace {
 namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr const char* kPython = "/usr/bin/python3";
+constexpr const char* pythonPath = "/usr/bin/python3";
 
 // Compresses argv[1] into argv[2] with the window bits of argv[3].
-constexpr const char* kCompressScript =
+constexpr const char* compressScript =
     "import sys, zlib\n"
     "data = open(sys.argv[1], 'rb').read()\n"
     "c = zlib.compressobj(6, zlib.DEFLATED, int(sys.argv[3]))\n"
@@ -34,7 +34,7 @@ constexpr const char* kCompressScript =
 
 // Decompresses argv[1] into argv[2]; fails unless the stream is complete and
 // nothing follows it.
-constexpr const char* kDecompressScript =
+constexpr const char* decompressScript =
     "import sys, zlib\n"
     "d = zlib.decompressobj(int(sys.argv[3]))\n"
     "out = d.decompress(open(sys.argv[1], 'rb').read())\n"
@@ -44,8 +44,8 @@ constexpr const char* kDecompressScript =
 class ByteCodingInterop : public ::testing::Test {
  protected:
   void SetUp() override {
-    write(folder_ / "compress.py", kCompressScript);
-    write(folder_ / "decompress.py", kDecompressScript);
+    write(folder_ / "compress.py", compressScript);
+    write(folder_ / "decompress.py", decompressScript);
   }
 
   static void write(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
@@ -59,7 +59,7 @@ class ByteCodingInterop : public ::testing::Test {
   // `data` compressed by Python's zlib with the given window bits.
   Bytes pythonCompressed(const Bytes& data, int windowBits) {
     write(folder_ / "plain", data);
-    EXPECT_TRUE(run(std::string(kPython) + " " + quoted(folder_ / "compress.py") + " " + quoted(folder_ / "plain") +
+    EXPECT_TRUE(run(std::string(pythonPath) + " " + quoted(folder_ / "compress.py") + " " + quoted(folder_ / "plain") +
                     " " + quoted(folder_ / "packed") + " " + std::to_string(windowBits)));
     return readFileBytes(folder_ / "packed").value_or(Bytes{});
   }
@@ -67,7 +67,7 @@ class ByteCodingInterop : public ::testing::Test {
   // `packed` decompressed by Python's zlib, or nothing if it refused.
   std::optional<Bytes> pythonDecompressed(std::span<const std::uint8_t> packed, int windowBits) {
     write(folder_ / "packed", packed);
-    if (!run(std::string(kPython) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") + " " +
+    if (!run(std::string(pythonPath) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") + " " +
              quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
       return std::nullopt;
     }

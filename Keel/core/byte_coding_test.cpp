@@ -17,9 +17,9 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr int kGzipBits = 16 + 15;
-constexpr int kZlibBits = 15;
-constexpr int kRawBits = -15;
+constexpr int gzipBits = 16 + 15;
+constexpr int zlibBits = 15;
+constexpr int rawBits = -15;
 
 Bytes bytesOf(std::string_view text) { return Bytes(text.begin(), text.end()); }
 
@@ -126,18 +126,18 @@ TEST(Gunzipped, EmptyOneByteTruncatedAndCorruptInputGiveNothing) {
   EXPECT_FALSE(gunzipped({}));
   const Bytes oneByte{0x1f};
   EXPECT_FALSE(gunzipped(oneByte));
-  const Bytes gz = compress(repetitiveText(3000), kGzipBits);
+  const Bytes gz = compress(repetitiveText(3000), gzipBits);
   for (std::size_t n = 1; n < gz.size(); ++n) {
     EXPECT_FALSE(gunzipped(std::span(gz).first(n))) << "prefix of " << n << " bytes";
   }
   const Bytes text = repetitiveText(1000);
-  Bytes badCrc = compress(text, kGzipBits);
+  Bytes badCrc = compress(text, gzipBits);
   badCrc[badCrc.size() - 6] ^= 0x01;  // inside the CRC-32 of the trailer
   EXPECT_FALSE(gunzipped(badCrc));
-  Bytes badAdler = compress(text, kZlibBits);
+  Bytes badAdler = compress(text, zlibBits);
   badAdler.back() ^= 0x80;
   EXPECT_FALSE(gunzipped(badAdler));
-  Bytes badMagic = compress(text, kGzipBits);
+  Bytes badMagic = compress(text, gzipBits);
   badMagic[1] = 0x8c;
   EXPECT_FALSE(gunzipped(badMagic));
 }
@@ -145,12 +145,12 @@ TEST(Gunzipped, EmptyOneByteTruncatedAndCorruptInputGiveNothing) {
 TEST(Gunzipped, LargeInputsNeedManyGrowthSteps) {
   // Highly compressible: a few KiB of input grow the output thousands of times.
   const Bytes text = repetitiveText(4 << 20);
-  const auto decoded = gunzipped(compress(text, kGzipBits, 9));
+  const auto decoded = gunzipped(compress(text, gzipBits, 9));
   EXPECT_EQ(decoded, text);
   ASSERT_TRUE(decoded);
   EXPECT_EQ(decoded->capacity(), decoded->size());  // no reserve or growth step left over
   const Bytes noise = randomBytes(3 << 20, 7);
-  EXPECT_EQ(gunzipped(compress(noise, kZlibBits)), noise);
+  EXPECT_EQ(gunzipped(compress(noise, zlibBits)), noise);
 }
 
 TEST(GunzippedDeathTest, InputOf4GiBIsFatal) {
@@ -199,8 +199,8 @@ TEST(DeflatedInflated, EmptyInputGivesNothingButAnEmptyStreamDecodesToNoBytes) {
 
 TEST(DeflatedInflated, InflatedRefusesWrappedTruncatedAndCorruptInput) {
   const Bytes text = repetitiveText(5000);
-  EXPECT_FALSE(inflated(compress(text, kGzipBits)));
-  const Bytes raw = compress(text, kRawBits);
+  EXPECT_FALSE(inflated(compress(text, gzipBits)));
+  const Bytes raw = compress(text, rawBits);
   for (std::size_t n = 1; n < raw.size(); ++n) {
     EXPECT_FALSE(inflated(std::span(raw).first(n))) << "prefix of " << n << " bytes";
   }
@@ -210,7 +210,7 @@ TEST(DeflatedInflated, InflatedRefusesWrappedTruncatedAndCorruptInput) {
 
 TEST(DeflatedInflated, BytesAfterTheFinalBlockAreIgnored) {
   const Bytes text = bytesOf("payload");
-  Bytes raw = compress(text, kRawBits);
+  Bytes raw = compress(text, rawBits);
   raw.insert(raw.end(), {0xde, 0xad, 0xbe, 0xef});
   EXPECT_EQ(inflated(raw), text);
 }

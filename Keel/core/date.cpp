@@ -15,28 +15,28 @@
 namespace Keel {
 namespace {
 
-constexpr double kSecondsPerDay = 86400.0;
-constexpr double kDaysPerYear = 365.2425;  // mean Gregorian year
-constexpr double kDaysPerMonth = kDaysPerYear / 12;
+constexpr double secondsPerDay = 86400.0;
+constexpr double daysPerYear = 365.2425;  // mean Gregorian year
+constexpr double daysPerMonth = daysPerYear / 12;
 // ICU's calendars cover about +-1.84e14 s. Inputs and estimates must stay
-// inside kLimitSeconds; results may go a little further (the week start of
-// the earliest date), up to kResultLimitSeconds.
-constexpr double kLimitSeconds = 1.8e14;
-constexpr double kResultLimitSeconds = 1.83e14;
+// inside limitSeconds; results may go a little further (the week start of
+// the earliest date), up to resultLimitSeconds.
+constexpr double limitSeconds = 1.8e14;
+constexpr double resultLimitSeconds = 1.83e14;
 // How far ICU's answer may stray from the estimate: zone offsets, month-end
 // pinning and the spread of real year and month lengths are far smaller.
-constexpr double kToleranceSeconds = 400 * kSecondsPerDay;
+constexpr double toleranceSeconds = 400 * secondsPerDay;
 
-constexpr const char* kNoDate = "Could not create date object.";
+constexpr const char* noDate = "Could not create date object.";
 
-bool isRepresentable(double seconds, double limit = kLimitSeconds) {
+bool isRepresentable(double seconds, double limit = limitSeconds) {
   return std::isfinite(seconds) && std::fabs(seconds) <= limit;
 }
 
 // The calling thread's calendar for `settings`, cleared.
 icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
   icu::Calendar* calendar = icu_support::threadCalendar(settings);
-  if (!calendar) fatalError(kNoDate);
+  if (!calendar) fatalError(noDate);
   return *calendar;
 }
 
@@ -44,9 +44,9 @@ icu::Calendar& calendarOrDie(const LocaleSettings& settings) {
 Date resolvedOrDie(icu::Calendar& calendar, double estimate) {
   UErrorCode status = U_ZERO_ERROR;
   const double seconds = calendar.getTime(status) / 1000.0;
-  if (U_FAILURE(status) || !isRepresentable(seconds, kResultLimitSeconds) ||
-      std::fabs(seconds - estimate) > kToleranceSeconds) {
-    fatalError(kNoDate);
+  if (U_FAILURE(status) || !isRepresentable(seconds, resultLimitSeconds) ||
+      std::fabs(seconds - estimate) > toleranceSeconds) {
+    fatalError(noDate);
   }
   return Date(seconds);
 }
@@ -55,7 +55,7 @@ icu::Calendar& calendarAt(const LocaleSettings& settings, double seconds) {
   icu::Calendar& calendar = calendarOrDie(settings);
   UErrorCode status = U_ZERO_ERROR;
   calendar.setTime(seconds * 1000.0, status);
-  if (U_FAILURE(status)) fatalError(kNoDate);
+  if (U_FAILURE(status)) fatalError(noDate);
   return calendar;
 }
 
@@ -67,7 +67,7 @@ Date dayOfMondayWeek(double seconds, UCalendarDaysOfWeek weekday, const LocaleSe
   UErrorCode status = U_ZERO_ERROR;
   const int32_t yearForWeek = calendar.get(UCAL_YEAR_WOY, status);
   const int32_t week = calendar.get(UCAL_WEEK_OF_YEAR, status);
-  if (U_FAILURE(status)) fatalError(kNoDate);
+  if (U_FAILURE(status)) fatalError(noDate);
   calendar.clear();
   calendar.set(UCAL_YEAR_WOY, yearForWeek);
   calendar.set(UCAL_WEEK_OF_YEAR, week);
@@ -79,11 +79,11 @@ Date addingField(double seconds, UCalendarDateFields field, int amount, double s
                  const LocaleSettings& settings) {
   if (!isRepresentable(seconds)) return Date(seconds);
   const double estimate = seconds + amount * secondsPerUnit;
-  if (!isRepresentable(estimate)) fatalError(kNoDate);
+  if (!isRepresentable(estimate)) fatalError(noDate);
   icu::Calendar& calendar = calendarAt(settings, seconds);
   UErrorCode status = U_ZERO_ERROR;
   calendar.add(field, amount, status);
-  if (U_FAILURE(status)) fatalError(kNoDate);
+  if (U_FAILURE(status)) fatalError(noDate);
   return resolvedOrDie(calendar, estimate);
 }
 
@@ -114,9 +114,9 @@ Date::Date(std::string_view string, const LocaleSettings& settings, const Clock&
 
 Date::Date(int day, int month, int year, int hour, int minute, int second, const LocaleSettings& settings) {
   const double estimate =
-      ((year - 1970.0) * kDaysPerYear + (month - 1.0) * kDaysPerMonth + (day - 1.0)) * kSecondsPerDay + hour * 3600.0 +
+      ((year - 1970.0) * daysPerYear + (month - 1.0) * daysPerMonth + (day - 1.0)) * secondsPerDay + hour * 3600.0 +
       minute * 60.0 + second;
-  if (!isRepresentable(estimate)) fatalError(kNoDate);
+  if (!isRepresentable(estimate)) fatalError(noDate);
   icu::Calendar& calendar = calendarOrDie(settings);
   calendar.set(UCAL_YEAR, year);
   calendar.set(UCAL_MONTH, month - 1);
@@ -142,7 +142,7 @@ Date Date::startOfMonth(const LocaleSettings& settings) const {
   const int32_t era = calendar.get(UCAL_ERA, status);
   const int32_t year = calendar.get(UCAL_YEAR, status);
   const int32_t month = calendar.get(UCAL_MONTH, status);
-  if (U_FAILURE(status)) fatalError(kNoDate);
+  if (U_FAILURE(status)) fatalError(noDate);
   calendar.clear();
   calendar.set(UCAL_ERA, era);
   calendar.set(UCAL_YEAR, year);
@@ -151,19 +151,19 @@ Date Date::startOfMonth(const LocaleSettings& settings) const {
 }
 
 Date Date::addingDays(int days, const LocaleSettings& settings) const {
-  return addingField(timeIntervalSince1970(), UCAL_DATE, days, kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_DATE, days, secondsPerDay, settings);
 }
 
 Date Date::addingWeeks(int weeks, const LocaleSettings& settings) const {
-  return addingField(timeIntervalSince1970(), UCAL_WEEK_OF_YEAR, weeks, 7 * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_WEEK_OF_YEAR, weeks, 7 * secondsPerDay, settings);
 }
 
 Date Date::addingMonths(int months, const LocaleSettings& settings) const {
-  return addingField(timeIntervalSince1970(), UCAL_MONTH, months, kDaysPerMonth * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_MONTH, months, daysPerMonth * secondsPerDay, settings);
 }
 
 Date Date::addingYears(int years, const LocaleSettings& settings) const {
-  return addingField(timeIntervalSince1970(), UCAL_YEAR, years, kDaysPerYear * kSecondsPerDay, settings);
+  return addingField(timeIntervalSince1970(), UCAL_YEAR, years, daysPerYear * secondsPerDay, settings);
 }
 
 std::string Date::dayString(const LocaleSettings& settings) const {

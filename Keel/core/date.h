@@ -33,10 +33,10 @@ class Date {
  public:
   // 1970-01-01T00:00:00Z.
   constexpr Date() = default;
-  constexpr explicit Date(double secondsSince1970) : sinceReference_(secondsSince1970 - kReferenceDateSince1970) {}
+  constexpr explicit Date(double secondsSince1970) : sinceReference_(secondsSince1970 - referenceDateSince1970) {}
 
   // 2001-01-01T00:00:00Z as seconds since 1970.
-  static constexpr double kReferenceDateSince1970 = 978307200.0;
+  static constexpr double referenceDateSince1970 = 978307200.0;
 
   // The date `seconds` after 2001-01-01T00:00:00Z, kept exactly.
   [[nodiscard]] static constexpr Date withTimeIntervalSinceReferenceDate(double seconds) {
@@ -65,7 +65,7 @@ class Date {
   Date(int day, int month, int year, int hour, int minute, int second,
        const LocaleSettings& settings = LocaleSettings::current());
 
-  [[nodiscard]] constexpr double timeIntervalSince1970() const { return sinceReference_ + kReferenceDateSince1970; }
+  [[nodiscard]] constexpr double timeIntervalSince1970() const { return sinceReference_ + referenceDateSince1970; }
   [[nodiscard]] constexpr double timeIntervalSinceReferenceDate() const { return sinceReference_; }
 
   // Midnight starting the Monday of the Monday-based week holding this date,
@@ -99,7 +99,7 @@ class Date {
   friend constexpr auto operator<=>(const Date&, const Date&) = default;
 
  private:
-  double sinceReference_ = -kReferenceDateSince1970;
+  double sinceReference_ = -referenceDateSince1970;
 };
 
 }  // namespace Keel

@@ -11,12 +11,12 @@
 
 namespace {
 
-const Keel::LocaleSettings kBerlin{"de_DE", "Europe/Berlin", 2, 4};
-constexpr double kSunday = 1711879200.0;  // 2024-03-31T10:00:00Z
+const Keel::LocaleSettings berlin{"de_DE", "Europe/Berlin", 2, 4};
+constexpr double sunday = 1711879200.0;  // 2024-03-31T10:00:00Z
 
 void BM_DayString(benchmark::State& state) {
-  const Keel::Date date(kSunday);
-  for (auto _ : state) benchmark::DoNotOptimize(date.dayString(kBerlin));
+  const Keel::Date date(sunday);
+  for (auto _ : state) benchmark::DoNotOptimize(date.dayString(berlin));
 }
 BENCHMARK(BM_DayString)->MinTime(0.2);
 
@@ -26,7 +26,7 @@ void BM_DayStringReusedIcuFormatter(benchmark::State& state) {
   format.adoptTimeZone(icu::TimeZone::createTimeZone("Europe/Berlin"));
   for (auto _ : state) {
     icu::UnicodeString text;
-    format.format(kSunday * 1000.0, text);
+    format.format(sunday * 1000.0, text);
     std::string utf8;
     benchmark::DoNotOptimize(text.toUTF8String(utf8));
   }
@@ -34,7 +34,7 @@ void BM_DayStringReusedIcuFormatter(benchmark::State& state) {
 BENCHMARK(BM_DayStringReusedIcuFormatter)->MinTime(0.2);
 
 void BM_ParseDate(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(Keel::Date("2024-03-31 10:00:00", kBerlin));
+  for (auto _ : state) benchmark::DoNotOptimize(Keel::Date("2024-03-31 10:00:00", berlin));
 }
 BENCHMARK(BM_ParseDate)->MinTime(0.2);
 
@@ -52,8 +52,8 @@ void BM_ParseDateReusedIcuFormatter(benchmark::State& state) {
 BENCHMARK(BM_ParseDateReusedIcuFormatter)->MinTime(0.2);
 
 void BM_StartOfWeek(benchmark::State& state) {
-  const Keel::Date date(kSunday);
-  for (auto _ : state) benchmark::DoNotOptimize(date.startOfWeek(kBerlin));
+  const Keel::Date date(sunday);
+  for (auto _ : state) benchmark::DoNotOptimize(date.startOfWeek(berlin));
 }
 BENCHMARK(BM_StartOfWeek)->MinTime(0.2);
 
@@ -62,7 +62,7 @@ void BM_StartOfWeekReusedIcuCalendar(benchmark::State& state) {
   icu::GregorianCalendar calendar(icu::TimeZone::createTimeZone("Europe/Berlin"), icu::Locale("de_DE"), status);
   calendar.setFirstDayOfWeek(UCAL_MONDAY);
   for (auto _ : state) {
-    calendar.setTime(kSunday * 1000.0, status);
+    calendar.setTime(sunday * 1000.0, status);
     const int32_t yearForWeek = calendar.get(UCAL_YEAR_WOY, status);
     const int32_t week = calendar.get(UCAL_WEEK_OF_YEAR, status);
     calendar.clear();
@@ -75,7 +75,7 @@ void BM_StartOfWeekReusedIcuCalendar(benchmark::State& state) {
 BENCHMARK(BM_StartOfWeekReusedIcuCalendar)->MinTime(0.2);
 
 void BM_GroupedString(benchmark::State& state) {
-  for (auto _ : state) benchmark::DoNotOptimize(Keel::groupedString(1234567, kBerlin));
+  for (auto _ : state) benchmark::DoNotOptimize(Keel::groupedString(1234567, berlin));
 }
 BENCHMARK(BM_GroupedString)->MinTime(0.2);
 

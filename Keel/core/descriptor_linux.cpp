@@ -63,13 +63,13 @@ Descriptor openRegularFile(const char* path, struct stat& status) noexcept {
   // Reopen the inode just checked, not the path, which may have been
   // replaced meanwhile. O_NONBLOCK still matters for the few regular files of
   // pseudo file systems that would wait for data.
-  constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  constexpr int openFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   char reopen[64];
   std::snprintf(reopen, sizeof reopen, "/proc/self/fd/%d", located.get());
-  Descriptor file(::open(reopen, kFlags));
+  Descriptor file(::open(reopen, openFlags));
   if (file.valid() || errno != ENOENT) return file;
   // Without /proc: the path again, and the same inode or nothing.
-  file.reset(::open(path, kFlags));
+  file.reset(::open(path, openFlags));
   struct stat opened {};
   if (!file.valid()) return file;
   if (::fstat(file.get(), &opened) != 0 || opened.st_dev != status.st_dev || opened.st_ino != status.st_ino) {

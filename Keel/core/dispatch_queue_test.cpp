@@ -191,15 +191,15 @@ TEST(DispatchQueueTest, DroppingTheLastHandleLosesNoPendingWork) {
 TEST(DispatchQueueTest, ManySubmittersKeepTheirOrderAndBarriersStayExclusive) {
   for (const auto attributes : {DispatchQueue::Attributes::serial, DispatchQueue::Attributes::concurrent}) {
     const bool concurrent = attributes == DispatchQueue::Attributes::concurrent;
-    constexpr int kThreads = 6;
-    constexpr int kItems = 1500;
+    constexpr int threadCount = 6;
+    constexpr int itemCount = 1500;
     struct Submitter {
       std::atomic<int> started{0};
       std::atomic<int> finished{0};
       std::atomic<int> exclusiveDone{-1};  // sequence number of the last exclusive item that ended
       std::vector<int> exclusiveOrder;     // written only by exclusive work: a race would show
     };
-    std::vector<Submitter> submitters(kThreads);
+    std::vector<Submitter> submitters(threadCount);
     std::atomic<int> sharedRunning{0};
     std::atomic<bool> exclusiveRunning{false};
     std::atomic<int> faults{0};
@@ -207,11 +207,11 @@ TEST(DispatchQueueTest, ManySubmittersKeepTheirOrderAndBarriersStayExclusive) {
     std::optional<DispatchQueue> queue(std::in_place, "test.submitters", attributes);
 
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (int t = 0; t < threadCount; ++t) {
       threads.emplace_back([&, t] {
         Submitter& mine = submitters[static_cast<std::size_t>(t)];
         int lastExclusive = -1;
-        for (int i = 0; i < kItems; ++i) {
+        for (int i = 0; i < itemCount; ++i) {
           const bool barrier = !concurrent || i % 5 == 0;
           if (barrier) {
             lastExclusive = i;
@@ -249,20 +249,20 @@ TEST(DispatchQueueTest, ManySubmittersKeepTheirOrderAndBarriersStayExclusive) {
     }
     for (auto& thread : threads) thread.join();
     queue.reset();  // the last handle, with work still pending
-    EXPECT_TRUE(ended.waitFor(kThreads * kItems));
+    EXPECT_TRUE(ended.waitFor(threadCount * itemCount));
     EXPECT_EQ(faults.load(), 0) << (concurrent ? "concurrent" : "serial");
     for (const Submitter& submitter : submitters) {
       EXPECT_TRUE(std::is_sorted(submitter.exclusiveOrder.begin(), submitter.exclusiveOrder.end()));
-      EXPECT_EQ(submitter.exclusiveOrder.size(), concurrent ? std::size_t{kItems / 5} : std::size_t{kItems});
+      EXPECT_EQ(submitter.exclusiveOrder.size(), concurrent ? std::size_t{itemCount / 5} : std::size_t{itemCount});
     }
   }
 }
 
 TEST(DispatchQueueTest, WorkMayDropTheHandleItWasSubmittedThrough) {
   // The submitting call is still running when the work frees its handle.
-  constexpr int kQueues = 100;
+  constexpr int queueCount = 100;
   Events done;
-  for (int i = 0; i < kQueues; ++i) {
+  for (int i = 0; i < queueCount; ++i) {
     auto* queue = new DispatchQueue("test.self-drop", DispatchQueue::Attributes::concurrent);
     queue->async([] {});  // keeps the queue busy, so the next item waits in the inbox
     queue->asyncBarrier([queue, &done] {
@@ -270,26 +270,26 @@ TEST(DispatchQueueTest, WorkMayDropTheHandleItWasSubmittedThrough) {
       done.add();
     });
   }
-  EXPECT_TRUE(done.waitFor(kQueues));
+  EXPECT_TRUE(done.waitFor(queueCount));
 }
 
 TEST(DispatchQueueTest, WorkersBlockedInSyncDoNotStarveThePool) {
   // More pool items wait in sync than there are cores; the work they wait
   // for still needs a worker of its own.
-  constexpr int kWaiters = 16;
+  constexpr int waiterCount = 16;
   DispatchQueue serial("test.starve");
   Events arrived;
   Events done;
   std::atomic<bool> sawAll{false};
-  serial.async([&] { sawAll = arrived.waitFor(kWaiters); });
-  for (int i = 0; i < kWaiters; ++i) {
+  serial.async([&] { sawAll = arrived.waitFor(waiterCount); });
+  for (int i = 0; i < waiterCount; ++i) {
     DispatchQueue::global().async([&] {
       arrived.add();
       serial.sync([] {});
       done.add();
     });
   }
-  EXPECT_TRUE(done.waitFor(kWaiters));
+  EXPECT_TRUE(done.waitFor(waiterCount));
   EXPECT_TRUE(sawAll);
 }
 
@@ -297,9 +297,9 @@ TEST(DispatchQueueTest, ManyQueuesShareABoundedPool) {
   std::mutex mutex;
   std::set<std::thread::id> threads;
   Events done;
-  constexpr int kItems = 400;
+  constexpr int itemCount = 400;
   std::vector<DispatchQueue> queues;
-  for (int i = 0; i < kItems; ++i) queues.emplace_back("test.pool");
+  for (int i = 0; i < itemCount; ++i) queues.emplace_back("test.pool");
   for (const DispatchQueue& queue : queues) {
     queue.async([&] {
       {
@@ -309,7 +309,7 @@ TEST(DispatchQueueTest, ManyQueuesShareABoundedPool) {
       done.add();
     });
   }
-  ASSERT_TRUE(done.waitFor(kItems));
+  ASSERT_TRUE(done.waitFor(itemCount));
   std::lock_guard lock(mutex);
   EXPECT_LE(threads.size(), 64U);
 }

@@ -3,7 +3,7 @@
 namespace Keel {
 
 std::optional<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path) {
-  return readRegularFile(path, kMaximumSystemFileBytes);
+  return readRegularFile(path, maximumSystemFileBytes);
 }
 
 std::optional<std::string> readFileText(const std::filesystem::path& path) {

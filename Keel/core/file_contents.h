@@ -12,11 +12,11 @@
 namespace Keel {
 
 // The bytes of the regular file at `path` (readRegularFile below) when it
-// holds at most kMaximumSystemFileBytes, which no file the libraries consult
+// holds at most maximumSystemFileBytes, which no file the libraries consult
 // this way comes near; nothing when it is missing, unreadable, larger or not
 // a regular file. Files that report a size of 0 (procfs, sysfs) are read to
 // their end. Never throws, never waits on a FIFO or a device.
-inline constexpr std::size_t kMaximumSystemFileBytes = std::size_t{4} << 20;
+inline constexpr std::size_t maximumSystemFileBytes = std::size_t{4} << 20;
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> readFileBytes(const std::filesystem::path& path);
 
 // The same, as text (bytes kept as they are).

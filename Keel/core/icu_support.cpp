@@ -28,13 +28,13 @@ class ThreadCache {
     }
     std::unique_ptr<T> made = make();
     if (!made) return nullptr;
-    if (entries_.size() == kCapacity) entries_.pop_back();
+    if (entries_.size() == capacity) entries_.pop_back();
     entries_.insert(entries_.begin(), {key, std::move(made)});
     return entries_[0].second.get();
   }
 
  private:
-  static constexpr std::size_t kCapacity = 8;
+  static constexpr std::size_t capacity = 8;
   std::vector<std::pair<std::string, std::unique_ptr<T>>> entries_;
 };
 

@@ -50,8 +50,8 @@ TEST(SignalRules, ValuesAreQuotedAndALongArg0IsLeftToTheSubscriber) {
             "type='signal',interface='a.B',member='M',path='/p',arg0='it'\\''s, a\\b'");
   const std::string withoutArg0 = "type='signal',interface='a.B',member='M',path='/p'";
   EXPECT_EQ(signalRule("a.B", "M", "/p"), withoutArg0);
-  const std::size_t room = kMaximumMatchRuleBytes - withoutArg0.size() - std::string(",arg0=''").size();
-  EXPECT_EQ(signalRule("a.B", "M", "/p", std::string(room, 'x')).size(), kMaximumMatchRuleBytes);
+  const std::size_t room = maximumMatchRuleBytes - withoutArg0.size() - std::string(",arg0=''").size();
+  EXPECT_EQ(signalRule("a.B", "M", "/p", std::string(room, 'x')).size(), maximumMatchRuleBytes);
   EXPECT_EQ(signalRule("a.B", "M", "/p", std::string(room + 1, 'x')), withoutArg0);
 
   // The bus takes both forms; an unescaped apostrophe it refuses.

@@ -17,7 +17,7 @@
 namespace Keel::detail {
 namespace {
 
-constexpr const char* kSystemBusSocket = "/var/run/dbus/system_bus_socket";
+constexpr const char* systemBusSocket = "/var/run/dbus/system_bus_socket";
 
 // Runs `work` once on `context`, after what was queued there before; never
 // inline.
@@ -79,7 +79,7 @@ std::optional<std::string> busAddress(BusType type, const EnvironmentLookup& env
       given && !given->empty()) {
     return given;
   }
-  std::string socket = kSystemBusSocket;
+  std::string socket = systemBusSocket;
   if (session) {
     const auto runtime = environment("XDG_RUNTIME_DIR");
     if (!runtime || runtime->empty()) return std::nullopt;
@@ -196,7 +196,7 @@ std::string signalRule(std::string_view interface, std::string_view member, std:
       "type='signal',interface=" + quoted(interface) + ",member=" + quoted(member) + ",path=" + quoted(path);
   if (arg0) {
     std::string matched = rule + ",arg0=" + quoted(*arg0);
-    if (matched.size() <= kMaximumMatchRuleBytes) return matched;
+    if (matched.size() <= maximumMatchRuleBytes) return matched;
   }
   return rule;
 }
@@ -431,7 +431,7 @@ BusConnection::BusConnection(BusType type, std::optional<std::string> address, s
                                              ? ": DBUS_SESSION_BUS_ADDRESS is not set and $XDG_RUNTIME_DIR/bus "
                                                "is not a socket"
                                              : std::string(": DBUS_SYSTEM_BUS_ADDRESS is not set and ") +
-                                                   kSystemBusSocket + " is not a socket");
+                                                   systemBusSocket + " is not a socket");
     return;
   }
   state_->timer = g_timeout_source_new(static_cast<guint>(std::max<std::int64_t>(timeout.count(), 0)));

@@ -139,10 +139,10 @@ bool flush(GDBusConnection* connection, BusClock::time_point deadline);
 
 // A match rule for a signal, each value quoted and escaped as the D-Bus
 // specification says (an apostrophe inside a value is written '\''). The bus
-// refuses rules longer than kMaximumMatchRuleBytes: when `arg0` would make the
+// refuses rules longer than maximumMatchRuleBytes: when `arg0` would make the
 // rule that long it is left out, so a subscriber that gives one always
 // compares arg0 itself as well.
-inline constexpr std::size_t kMaximumMatchRuleBytes = 1024;
+inline constexpr std::size_t maximumMatchRuleBytes = 1024;
 [[nodiscard]] std::string signalRule(std::string_view interface, std::string_view member, std::string_view path,
                                      std::optional<std::string_view> arg0 = std::nullopt);
 

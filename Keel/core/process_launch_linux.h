@@ -15,20 +15,20 @@ namespace Keel {
 class ChildStream {
  public:
   // This process's own descriptor of that number.
-  [[nodiscard]] static ChildStream inherited() { return ChildStream(kInherited); }
+  [[nodiscard]] static ChildStream inherited() { return ChildStream(inheritedFd); }
   // /dev/null, opened for reading (0) or writing (1, 2).
-  [[nodiscard]] static ChildStream null() { return ChildStream(kNull); }
+  [[nodiscard]] static ChildStream null() { return ChildStream(nullDeviceFd); }
   // `fd` of this process, duplicated onto it. Any descriptor will do (close-
   // on-exec or not, and 0 to 2 too); it stays open here.
-  [[nodiscard]] static ChildStream from(int fd) { return ChildStream(fd < 0 ? kNull : fd); }
+  [[nodiscard]] static ChildStream from(int fd) { return ChildStream(fd < 0 ? nullDeviceFd : fd); }
 
-  [[nodiscard]] bool isInherited() const { return fd_ == kInherited; }
-  [[nodiscard]] bool isNull() const { return fd_ == kNull; }
+  [[nodiscard]] bool isInherited() const { return fd_ == inheritedFd; }
+  [[nodiscard]] bool isNull() const { return fd_ == nullDeviceFd; }
   [[nodiscard]] int descriptor() const { return fd_; }  // for from()
 
  private:
-  static constexpr int kInherited = -1;
-  static constexpr int kNull = -2;
+  static constexpr int inheritedFd = -1;
+  static constexpr int nullDeviceFd = -2;
   explicit ChildStream(int fd) : fd_(fd) {}
   int fd_;
 };

@@ -29,17 +29,17 @@
 namespace Keel::PropertyList::detail {
 namespace {
 
-constexpr std::size_t kHeaderSize = 8;
-constexpr std::size_t kTrailerSize = 32;
+constexpr std::size_t headerSize = 8;
+constexpr std::size_t trailerSize = 32;
 
-// A tree may occupy this much plus kBudgetPerByte times the input's size
+// A tree may occupy this much plus budgetPerByte times the input's size
 // (counting the slots of array elements and dictionary entries and the bytes
 // of texts and data). Lists read with a few times to spare: a value takes at
 // least three bytes of a list without shared objects (marker, offset,
 // reference) and 40 in the tree; a dictionary entry whose key and value are
 // shared takes two references of two bytes and 72 plus the key in the tree.
-constexpr std::uint64_t kBudgetBase = std::uint64_t{16} << 20;
-constexpr std::uint64_t kBudgetPerByte = 64;
+constexpr std::uint64_t budgetBase = std::uint64_t{16} << 20;
+constexpr std::uint64_t budgetPerByte = 64;
 
 std::uint64_t bigEndian(const std::uint8_t* p, std::size_t n) {
   std::uint64_t v = 0;
@@ -73,9 +73,9 @@ class BinaryReader {
   ReadResult read() {
     if (!readTrailer()) return corrupted(std::move(error_));
     const std::uint64_t size = bytes_.size();
-    budget_ = size > (std::numeric_limits<std::uint64_t>::max() - kBudgetBase) / kBudgetPerByte
+    budget_ = size > (std::numeric_limits<std::uint64_t>::max() - budgetBase) / budgetPerByte
                   ? std::numeric_limits<std::uint64_t>::max()
-                  : kBudgetBase + size * kBudgetPerByte;
+                  : budgetBase + size * budgetPerByte;
     filling_.assign(objectCount_, 0);
 
     if (!visit(topObject_)) return corrupted(std::move(error_));
@@ -142,22 +142,22 @@ class BinaryReader {
 
   bool readTrailer() {
     const std::size_t size = bytes_.size();
-    if (size < kHeaderSize || std::memcmp(bytes_.data(), "bplist00", kHeaderSize) != 0) {
+    if (size < headerSize || std::memcmp(bytes_.data(), "bplist00", headerSize) != 0) {
       return fail("binary property list of an unsupported version");
     }
-    if (size < kHeaderSize + 2 + kTrailerSize) return fail("binary property list too short");
-    const std::uint8_t* trailer = bytes_.data() + size - kTrailerSize;
+    if (size < headerSize + 2 + trailerSize) return fail("binary property list too short");
+    const std::uint8_t* trailer = bytes_.data() + size - trailerSize;
     offsetSize_ = trailer[6];
     referenceSize_ = trailer[7];
     objectCount_ = bigEndian(trailer + 8, 8);
     topObject_ = bigEndian(trailer + 16, 8);
     tableStart_ = bigEndian(trailer + 24, 8);
-    const std::uint64_t tableLimit = size - kTrailerSize;
+    const std::uint64_t tableLimit = size - trailerSize;
     if (offsetSize_ < 1 || offsetSize_ > 8 || referenceSize_ < 1 || referenceSize_ > 8) {
       return fail("binary property list trailer gives an invalid offset or reference size");
     }
     if (objectCount_ == 0 || topObject_ >= objectCount_) return fail("binary property list has no top object");
-    if (tableStart_ <= kHeaderSize || tableStart_ > tableLimit ||
+    if (tableStart_ <= headerSize || tableStart_ > tableLimit ||
         objectCount_ > (tableLimit - tableStart_) / offsetSize_) {
       return fail("binary property list offset table lies outside the list");
     }
@@ -173,7 +173,7 @@ class BinaryReader {
     if (index >= objectCount_)
       return fail("reference to object " + std::to_string(index) + " of " + std::to_string(objectCount_));
     const std::uint64_t offset = bigEndian(bytes_.data() + tableStart_ + index * offsetSize_, offsetSize_);
-    if (offset < kHeaderSize || offset >= tableStart_) return fail("object offset outside the object area");
+    if (offset < headerSize || offset >= tableStart_) return fail("object offset outside the object area");
     const std::uint8_t marker = bytes_[offset];
     object.index = index;
     object.type = marker >> 4;

@@ -14,8 +14,8 @@
 namespace Keel::PropertyList {
 namespace {
 
-constexpr std::int64_t kSecondsPerDay = 86400;
-constexpr std::int64_t kReferenceSince1970 = 978307200;
+constexpr std::int64_t secondsPerDay = 86400;
+constexpr std::int64_t referenceSince1970 = 978307200;
 
 // Days since 1970-01-01 of a proleptic Gregorian date (Howard Hinnant's
 // algorithm).
@@ -42,8 +42,8 @@ void civilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
 }
 
 // Seconds since 2001 of the first instant of year 1 and of year 10000.
-constexpr std::int64_t kFirst = daysFromCivil(1, 1, 1) * kSecondsPerDay - kReferenceSince1970;
-constexpr std::int64_t kEnd = daysFromCivil(10000, 1, 1) * kSecondsPerDay - kReferenceSince1970;
+constexpr std::int64_t earliestSeconds = daysFromCivil(1, 1, 1) * secondsPerDay - referenceSince1970;
+constexpr std::int64_t endSeconds = daysFromCivil(10000, 1, 1) * secondsPerDay - referenceSince1970;
 
 bool leapYear(std::int64_t y) { return y % 4 == 0 && (y % 100 != 0 || y % 400 == 0); }
 
@@ -100,8 +100,8 @@ std::optional<double> parseDateText(std::string_view text) {
     if (fraction.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
   }
   const std::int64_t whole =
-      daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * kSecondsPerDay +
-      std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second - kReferenceSince1970;
+      daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) * secondsPerDay +
+      std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second - referenceSince1970;
   if (fraction.find_first_not_of('0') == std::string_view::npos) return static_cast<double>(whole);  // exact
 
   std::string decimal;
@@ -122,7 +122,7 @@ std::optional<double> parseDateText(std::string_view text) {
 }
 
 std::optional<std::string> dateText(double seconds) {
-  if (!std::isfinite(seconds) || seconds < static_cast<double>(kFirst) || seconds >= static_cast<double>(kEnd)) {
+  if (!std::isfinite(seconds) || seconds < static_cast<double>(earliestSeconds) || seconds >= static_cast<double>(endSeconds)) {
     return std::nullopt;
   }
   // The shortest fixed-point decimal that reads back as `seconds`: at most a
@@ -148,11 +148,11 @@ std::optional<std::string> dateText(double seconds) {
     }
   }
 
-  const std::int64_t since1970 = whole + kReferenceSince1970;
-  std::int64_t days = since1970 / kSecondsPerDay;
-  std::int64_t rest = since1970 % kSecondsPerDay;
+  const std::int64_t since1970 = whole + referenceSince1970;
+  std::int64_t days = since1970 / secondsPerDay;
+  std::int64_t rest = since1970 % secondsPerDay;
   if (rest < 0) {
-    rest += kSecondsPerDay;
+    rest += secondsPerDay;
     --days;
   }
   std::int64_t year = 0;

@@ -92,7 +92,7 @@ BENCHMARK(BM_Binary20MB_Libplist)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_XML20MB_Keel)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_XML20MB_Libplist)->Unit(benchmark::kMillisecond);
 
-constexpr std::size_t kMillion = 1'000'000;
+constexpr std::size_t oneMillion = 1'000'000;
 
 // A million arrays, each the only element of the one before (4-byte
 // references and offsets; about 9 MB).
@@ -101,14 +101,14 @@ std::string millionLevelsBinary() {
     for (int i = n - 1; i >= 0; --i) out += static_cast<char>((v >> (8 * i)) & 0xFF);
   };
   std::string out = "bplist00";
-  for (std::size_t i = 0; i < kMillion; ++i) {
-    out += i + 1 < kMillion ? '\xA1' : '\xA0';
-    if (i + 1 < kMillion) bigEndian(out, i + 1, 4);
+  for (std::size_t i = 0; i < oneMillion; ++i) {
+    out += i + 1 < oneMillion ? '\xA1' : '\xA0';
+    if (i + 1 < oneMillion) bigEndian(out, i + 1, 4);
   }
   const std::uint64_t table = out.size();
-  for (std::size_t i = 0; i < kMillion; ++i) bigEndian(out, 8 + 5 * i, 4);
+  for (std::size_t i = 0; i < oneMillion; ++i) bigEndian(out, 8 + 5 * i, 4);
   out += std::string(6, '\0') + "\x04\x04";
-  bigEndian(out, kMillion, 8);
+  bigEndian(out, oneMillion, 8);
   bigEndian(out, 0, 8);
   bigEndian(out, table, 8);
   return out;
@@ -116,8 +116,8 @@ std::string millionLevelsBinary() {
 
 std::string millionLevelsXML() {
   std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">";
-  for (std::size_t i = 0; i < kMillion; ++i) out += "<array>";
-  for (std::size_t i = 0; i < kMillion; ++i) out += "</array>";
+  for (std::size_t i = 0; i < oneMillion; ++i) out += "<array>";
+  for (std::size_t i = 0; i < oneMillion; ++i) out += "</array>";
   return out + "</plist>";
 }
 

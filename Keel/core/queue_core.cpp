@@ -125,7 +125,7 @@ void QueueCore::runOnOwner(FunctionRef body) {
 // ABA. Each run of items that arrives in an empty inbox is announced once,
 // by the thread that pushed its first item: it turns the inbox flag of the
 // state word on, which a holder of the queue has to look at before it lets
-// go; with no holder it starts the work itself. The kAnnounced bit on the
+// go; with no holder it starts the work itself. The announcedBit bit on the
 // inbox word then tells later pushes that their items are covered.
 //
 // Once an item is in the inbox it may run, and may drop the queue's last
@@ -135,26 +135,26 @@ void QueueCore::pushToInbox(WorkItem* item) {
   std::shared_ptr<QueueCore> keepAlive;
   std::uintptr_t top = inbox_.load(std::memory_order_relaxed);
   for (;;) {
-    if ((top & kAnnounced) == 0 && keepAlive == nullptr) keepAlive = shared_from_this();
-    item->next = reinterpret_cast<WorkItem*>(top & ~kAnnounced);
-    if (inbox_.compare_exchange_weak(top, reinterpret_cast<std::uintptr_t>(item) | (top & kAnnounced),
+    if ((top & announcedBit) == 0 && keepAlive == nullptr) keepAlive = shared_from_this();
+    item->next = reinterpret_cast<WorkItem*>(top & ~announcedBit);
+    if (inbox_.compare_exchange_weak(top, reinterpret_cast<std::uintptr_t>(item) | (top & announcedBit),
                                      std::memory_order_acq_rel, std::memory_order_relaxed)) {
       break;
     }
   }
-  if ((top & kAnnounced) == 0) announceInbox();
+  if ((top & announcedBit) == 0) announceInbox();
 }
 
 void QueueCore::announceInbox() {
-  const std::uint64_t s = state_.fetch_or(kInbox, std::memory_order_acq_rel);
+  const std::uint64_t s = state_.fetch_or(inboxBit, std::memory_order_acq_rel);
   // Marks what is in the inbox now as covered. A collector may have emptied
   // it meanwhile, and new items may have arrived since: their first pusher
   // announces them too, so marking them early is harmless.
   std::uintptr_t top = inbox_.load(std::memory_order_relaxed);
-  while (top != 0 && (top & kAnnounced) == 0 &&
-         !inbox_.compare_exchange_weak(top, top | kAnnounced, std::memory_order_release, std::memory_order_relaxed)) {
+  while (top != 0 && (top & announcedBit) == 0 &&
+         !inbox_.compare_exchange_weak(top, top | announcedBit, std::memory_order_release, std::memory_order_relaxed)) {
   }
-  if ((s & kInbox) != 0 || (s & (kExclusive | kCountMask)) != 0) return;
+  if ((s & inboxBit) != 0 || (s & (exclusiveBit | countMask)) != 0) return;
   std::lock_guard lock(mutex_);
   collectInboxLocked();
   dispatchPendingLocked();
@@ -175,11 +175,11 @@ void QueueCore::leaveSlow(bool exclusive) noexcept {
 // look absent to the claims on the fast path while they move.
 void QueueCore::collectInboxLocked() noexcept {
   std::uint64_t s = state_.load(std::memory_order_acquire);
-  if ((s & kInbox) == 0) return;  // only collectors clear it, and they hold the lock
+  if ((s & inboxBit) == 0) return;  // only collectors clear it, and they hold the lock
   while (
-      !state_.compare_exchange_weak(s, (s | kQueued) & ~kInbox, std::memory_order_acq_rel, std::memory_order_acquire)) {
+      !state_.compare_exchange_weak(s, (s | queuedBit) & ~inboxBit, std::memory_order_acq_rel, std::memory_order_acquire)) {
   }
-  auto* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~kAnnounced);
+  auto* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~announcedBit);
   WorkItem* oldest = nullptr;
   WorkItem* const last = newest;
   while (newest != nullptr) {
@@ -196,7 +196,7 @@ void QueueCore::collectInboxLocked() noexcept {
     }
     tail_ = last;
   } else if (head_ == nullptr) {
-    state_.fetch_and(~kQueued, std::memory_order_acq_rel);
+    state_.fetch_and(~queuedBit, std::memory_order_acq_rel);
   }
 }
 
@@ -206,10 +206,10 @@ void QueueCore::collectInboxLocked() noexcept {
 void QueueCore::releaseExclusiveLocked() noexcept {
   std::uint64_t s = state_.load(std::memory_order_acquire);
   for (;;) {
-    if ((s & kInbox) != 0) {
+    if ((s & inboxBit) != 0) {
       collectInboxLocked();
       s = state_.load(std::memory_order_acquire);
-    } else if (state_.compare_exchange_weak(s, s & ~kExclusive, std::memory_order_acq_rel, std::memory_order_acquire)) {
+    } else if (state_.compare_exchange_weak(s, s & ~exclusiveBit, std::memory_order_acq_rel, std::memory_order_acquire)) {
       break;
     }
   }
@@ -221,7 +221,7 @@ void QueueCore::enqueueLocked(WorkItem* item) {
   item->next = nullptr;
   if (tail_ == nullptr) {
     head_ = tail_ = item;
-    state_.fetch_or(kQueued, std::memory_order_acq_rel);
+    state_.fetch_or(queuedBit, std::memory_order_acq_rel);
   } else {
     tail_->next = item;
     tail_ = item;
@@ -240,11 +240,11 @@ void QueueCore::dispatchPendingLocked() {
     for (;;) {
       std::uint64_t next = 0;
       if (exclusive) {
-        if ((s & (kExclusive | kCountMask)) != 0) return;
-        next = kExclusive | (s & kInbox) | (item->next != nullptr ? kQueued : 0);
+        if ((s & (exclusiveBit | countMask)) != 0) return;
+        next = exclusiveBit | (s & inboxBit) | (item->next != nullptr ? queuedBit : 0);
       } else {
-        if ((s & kExclusive) != 0) return;
-        next = (s + 1) & (item->next != nullptr ? ~std::uint64_t{0} : ~kQueued);
+        if ((s & exclusiveBit) != 0) return;
+        next = (s + 1) & (item->next != nullptr ? ~std::uint64_t{0} : ~queuedBit);
       }
       if (state_.compare_exchange_weak(s, next, std::memory_order_acq_rel, std::memory_order_acquire)) break;
     }
@@ -269,21 +269,21 @@ void QueueCore::startLocked(WorkItem* item) {
 // Waits a moment for start() to hand this queue's next item over directly.
 // One worker at a time stands by; it already holds a reference to the queue.
 WorkItem* QueueCore::awaitHandover() noexcept {
-  std::uintptr_t slot = kNoStandby;
-  if (!standby_.compare_exchange_strong(slot, kStandingBy, std::memory_order_relaxed)) return nullptr;
-  if (spinBriefly([&] { return standby_.load(std::memory_order_acquire) != kStandingBy; })) {
-    slot = standby_.exchange(kNoStandby, std::memory_order_acquire);
+  std::uintptr_t slot = noStandby;
+  if (!standby_.compare_exchange_strong(slot, standingBy, std::memory_order_relaxed)) return nullptr;
+  if (spinBriefly([&] { return standby_.load(std::memory_order_acquire) != standingBy; })) {
+    slot = standby_.exchange(noStandby, std::memory_order_acquire);
   } else {
-    slot = kStandingBy;
-    if (standby_.compare_exchange_strong(slot, kNoStandby, std::memory_order_acquire)) return nullptr;
-    standby_.store(kNoStandby, std::memory_order_relaxed);  // handed over at the last moment
+    slot = standingBy;
+    if (standby_.compare_exchange_strong(slot, noStandby, std::memory_order_acquire)) return nullptr;
+    standby_.store(noStandby, std::memory_order_relaxed);  // handed over at the last moment
   }
   return reinterpret_cast<WorkItem*>(slot);
 }
 
 void QueueCore::start(WorkItem* item) {
-  std::uintptr_t slot = kStandingBy;
-  if (standby_.load(std::memory_order_relaxed) == kStandingBy &&
+  std::uintptr_t slot = standingBy;
+  if (standby_.load(std::memory_order_relaxed) == standingBy &&
       standby_.compare_exchange_strong(slot, reinterpret_cast<std::uintptr_t>(item), std::memory_order_release,
                                        std::memory_order_relaxed)) {
     return;  // the item may already be running: this queue is not touched again

@@ -55,11 +55,11 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   // "the pending list is not empty" and "the inbox may not be empty". Either
   // flag stops new arrivals from overtaking what is already waiting, and makes
   // whoever gives up the queue last look at the waiting work first.
-  static constexpr std::uint64_t kCountMask = (std::uint64_t{1} << 32) - 1;
-  static constexpr std::uint64_t kExclusive = std::uint64_t{1} << 32;
-  static constexpr std::uint64_t kQueued = std::uint64_t{1} << 33;
-  static constexpr std::uint64_t kInbox = std::uint64_t{1} << 34;
-  static constexpr std::uint64_t kWaiting = kQueued | kInbox;
+  static constexpr std::uint64_t countMask = (std::uint64_t{1} << 32) - 1;
+  static constexpr std::uint64_t exclusiveBit = std::uint64_t{1} << 32;
+  static constexpr std::uint64_t queuedBit = std::uint64_t{1} << 33;
+  static constexpr std::uint64_t inboxBit = std::uint64_t{1} << 34;
+  static constexpr std::uint64_t waitingBits = queuedBit | inboxBit;
 
   QueueCore(std::string label, bool concurrent, bool threadBound, bool ignoresBarriers);
   ~QueueCore();
@@ -74,9 +74,9 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
     std::uint64_t s = state_.load(std::memory_order_relaxed);
     if (exclusive) {
       return s == 0 &&
-             state_.compare_exchange_strong(s, kExclusive, std::memory_order_acquire, std::memory_order_relaxed);
+             state_.compare_exchange_strong(s, exclusiveBit, std::memory_order_acquire, std::memory_order_relaxed);
     }
-    while ((s & (kExclusive | kWaiting)) == 0) {
+    while ((s & (exclusiveBit | waitingBits)) == 0) {
       if (state_.compare_exchange_weak(s, s + 1, std::memory_order_acquire, std::memory_order_relaxed)) {
         return true;
       }
@@ -87,12 +87,12 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   // Gives back a claim taken by tryEnter, a granted ticket or a started item.
   void leave(bool exclusive) noexcept {
     if (exclusive) {
-      std::uint64_t s = kExclusive;
+      std::uint64_t s = exclusiveBit;
       if (state_.compare_exchange_strong(s, 0, std::memory_order_release, std::memory_order_relaxed)) return;
       leaveSlow(true);
     } else {
       const std::uint64_t s = state_.fetch_sub(1, std::memory_order_acq_rel);
-      if ((s & kCountMask) == 1 && (s & kWaiting) != 0) leaveSlow(false);
+      if ((s & countMask) == 1 && (s & waitingBits) != 0) leaveSlow(false);
     }
   }
 
@@ -141,16 +141,16 @@ class QueueCore : public std::enable_shared_from_this<QueueCore> {
   WorkItem* head_ = nullptr;  // pending list, oldest first
   WorkItem* tail_ = nullptr;
   // Async items not yet in the pending list: the newest, linked to the older
-  // ones through `next`, plus the kAnnounced bit. On a line of its own:
+  // ones through `next`, plus the announcedBit bit. On a line of its own:
   // submitters write it for every item, while the line above is read by
   // every claim.
-  static constexpr std::uintptr_t kAnnounced = 1;
+  static constexpr std::uintptr_t announcedBit = 1;
   alignas(64) std::atomic<std::uintptr_t> inbox_{0};
   // A worker that just drained this queue and waits a moment for its next
-  // start (kStandingBy), or the item start() handed to it.
-  static constexpr std::uintptr_t kNoStandby = 0;
-  static constexpr std::uintptr_t kStandingBy = 1;
-  std::atomic<std::uintptr_t> standby_{kNoStandby};
+  // start (standingBy), or the item start() handed to it.
+  static constexpr std::uintptr_t noStandby = 0;
+  static constexpr std::uintptr_t standingBy = 1;
+  std::atomic<std::uintptr_t> standby_{noStandby};
 };
 
 // Keeps the calling thread's claim and frame for the length of a sync body.

@@ -16,7 +16,7 @@ namespace Keel::detail {
 // Set on the thread that has served the main queue (the main loop's thread).
 inline constinit thread_local bool servesMainQueue = false;
 
-inline constexpr unsigned kMaxDrainRounds = 64;  // then hand the thread back to other queues
+inline constexpr unsigned maxDrainRounds = 64;  // then hand the thread back to other queues
 
 // Runs started work on the executor threads (pool workers or the main loop).
 struct QueueRunner {
@@ -60,7 +60,7 @@ struct QueueRunner {
       // hand-off to the pool for nearly every item if the queue were let go
       // at once: watch for new work a moment first. New work, or a failed
       // release, goes through the lock below.
-      std::uint64_t expected = QueueCore::kExclusive;
+      std::uint64_t expected = QueueCore::exclusiveBit;
       if (batch == nullptr && (core->threadBound_ || !linger(core->state_, expected)) &&
           core->state_.compare_exchange_strong(expected, 0, std::memory_order_release, std::memory_order_relaxed)) {
         break;
@@ -72,15 +72,15 @@ struct QueueRunner {
         batchTail->next = core->head_;
         core->head_ = batch;
         if (core->tail_ == nullptr) core->tail_ = batchTail;
-        core->state_.fetch_or(QueueCore::kQueued, std::memory_order_acq_rel);
+        core->state_.fetch_or(QueueCore::queuedBit, std::memory_order_acq_rel);
         batch = nullptr;
       } else {
         core->collectInboxLocked();
-        if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket && ++rounds < kMaxDrainRounds) {
+        if (core->head_ != nullptr && core->head_->exclusive && !core->head_->isTicket && ++rounds < maxDrainRounds) {
           batch = core->head_;
           batchTail = core->tail_;
           core->head_ = core->tail_ = nullptr;
-          core->state_.fetch_and(~QueueCore::kQueued, std::memory_order_acq_rel);
+          core->state_.fetch_and(~QueueCore::queuedBit, std::memory_order_acq_rel);
           continue;
         }
       }

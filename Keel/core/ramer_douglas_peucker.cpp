@@ -14,13 +14,13 @@ namespace {
 
 // 2^53: above it not every integer is representable and fixed notation would
 // print long runs of meaningless digits.
-constexpr double kFixedUpperBound = 9007199254740992.0;
-constexpr double kFixedLowerBound = 1e-4;
+constexpr double fixedUpperBound = 9007199254740992.0;
+constexpr double fixedLowerBound = 1e-4;
 
 std::string coordinateText(double value) {
   std::array<char, 64> buffer{};
   const double magnitude = std::fabs(value);
-  const bool fixed = magnitude == 0 || (magnitude >= kFixedLowerBound && magnitude < kFixedUpperBound);
+  const bool fixed = magnitude == 0 || (magnitude >= fixedLowerBound && magnitude < fixedUpperBound);
   if (!std::isfinite(value)) {
     const auto r = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
     return std::string(buffer.data(), r.ptr);

@@ -19,22 +19,22 @@ std::atomic<std::size_t> liveBytes{0};
 std::atomic<std::size_t> peakBytes{0};
 
 // Each block carries its size in a header so that unsized deletes can count.
-constexpr std::size_t kHeader = alignof(std::max_align_t);
+constexpr std::size_t headerBytes = alignof(std::max_align_t);
 
 void* countedAllocate(std::size_t size) {
-  auto* base = static_cast<unsigned char*>(std::malloc(size + kHeader));
+  auto* base = static_cast<unsigned char*>(std::malloc(size + headerBytes));
   if (base == nullptr) throw std::bad_alloc();
   *reinterpret_cast<std::size_t*>(base) = size;
   const std::size_t live = liveBytes.fetch_add(size, std::memory_order_relaxed) + size;
   std::size_t peak = peakBytes.load(std::memory_order_relaxed);
   while (live > peak && !peakBytes.compare_exchange_weak(peak, live, std::memory_order_relaxed)) {
   }
-  return base + kHeader;
+  return base + headerBytes;
 }
 
 void countedFree(void* pointer) noexcept {
   if (pointer == nullptr) return;
-  auto* base = static_cast<unsigned char*>(pointer) - kHeader;
+  auto* base = static_cast<unsigned char*>(pointer) - headerBytes;
   liveBytes.fetch_sub(*reinterpret_cast<std::size_t*>(base), std::memory_order_relaxed);
   std::free(base);
 }
@@ -51,16 +51,16 @@ void operator delete[](void* pointer, std::size_t) noexcept { countedFree(pointe
 namespace {
 
 using Keel::Point;
-constexpr std::size_t kPoints = 1'000'000;
+constexpr std::size_t pointCount = 1'000'000;
 
 const std::vector<Point>& randomWalk() {
   static const std::vector<Point> points = [] {
     std::mt19937_64 engine(1);
     std::normal_distribution<double> step(0, 1);
     std::vector<Point> p;
-    p.reserve(kPoints);
+    p.reserve(pointCount);
     double x = 0, y = 0;
-    for (std::size_t i = 0; i < kPoints; ++i) {
+    for (std::size_t i = 0; i < pointCount; ++i) {
       p.push_back({x, y});
       x += step(engine);
       y += step(engine);
@@ -75,8 +75,8 @@ const std::vector<Point>& noisySine() {
     std::mt19937_64 engine(2);
     std::normal_distribution<double> noise(0, 0.05);
     std::vector<Point> p;
-    p.reserve(kPoints);
-    for (std::size_t i = 0; i < kPoints; ++i) {
+    p.reserve(pointCount);
+    for (std::size_t i = 0; i < pointCount; ++i) {
       const double x = static_cast<double>(i) * 0.001;
       p.push_back({x, std::sin(x) + noise(engine)});
     }

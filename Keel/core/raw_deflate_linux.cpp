@@ -27,11 +27,11 @@ namespace {
 // The fixed level for encoding: libdeflate's level 4 writes text a little
 // smaller than zlib's level 5 did, at about twice its speed (see the codec
 // benchmark, which measures levels 4 to 6 beside zlib).
-constexpr int kLevel = 4;
+constexpr int compressionLevel = 4;
 
 // DEFLATE cannot expand more than 1032 to 1 (258 bytes from a 2-bit code
 // after the first); a larger buffer is never needed.
-constexpr std::size_t kMaxExpansion = 1032;
+constexpr std::size_t maxExpansion = 1032;
 
 // The engine's output: a block of pages when large (kept for the next
 // buffer of its size once freed, so repeated coding does not fault in fresh
@@ -40,7 +40,7 @@ class Buffer {
  public:
   Buffer() = default;
   explicit Buffer(std::size_t bytes) {
-    if (bytes >= kLargeFrom) {
+    if (bytes >= largeFrom) {
       block_ = takeLargeBlock(bytes);
     } else {
       block_ = {static_cast<std::uint8_t*>(std::malloc(std::max<std::size_t>(bytes, 1))), 0};
@@ -63,7 +63,7 @@ class Buffer {
   [[nodiscard]] std::uint8_t* get() const { return block_.data; }
 
  private:
-  static constexpr std::size_t kLargeFrom = std::size_t{1} << 20;
+  static constexpr std::size_t largeFrom = std::size_t{1} << 20;
   LargeBlock block_;
 };
 
@@ -81,7 +81,7 @@ struct RawDeflateStream::Engine {
 
   explicit Engine(RawDeflateOperation op) : operation(op) {
     if (op == RawDeflateOperation::encode) {
-      compressor = libdeflate_alloc_compressor(kLevel);
+      compressor = libdeflate_alloc_compressor(compressionLevel);
     } else {
       decompressor = libdeflate_alloc_decompressor();
     }
@@ -101,9 +101,9 @@ struct RawDeflateStream::Engine {
       outputSize = libdeflate_deflate_compress(compressor, source, size, output.get(), bound);
       return outputSize != 0;
     }
-    const std::size_t most = size > std::numeric_limits<std::size_t>::max() / kMaxExpansion
+    const std::size_t most = size > std::numeric_limits<std::size_t>::max() / maxExpansion
                                  ? std::numeric_limits<std::size_t>::max()
-                                 : size * kMaxExpansion + 64;
+                                 : size * maxExpansion + 64;
     std::size_t capacity = std::min(most, size * 4 + 4096);
     for (;;) {
       output = Buffer(capacity);

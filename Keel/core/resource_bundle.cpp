@@ -15,7 +15,7 @@ namespace Keel {
 namespace {
 
 // String tables hold a few kilobytes; anything far larger is not one.
-constexpr std::size_t kMaximumTableBytes = std::size_t{4} << 20;
+constexpr std::size_t maximumTableBytes = std::size_t{4} << 20;
 
 bool isFolder(const std::filesystem::path& path) {
   std::error_code error;
@@ -82,7 +82,7 @@ std::shared_ptr<const ResourceBundle::Table> ResourceBundle::table(const std::st
   }
   auto table = std::make_shared<Table>();
   const auto path = resourcePath() / (language + ".lproj") / (std::string(name) + ".strings");
-  if (auto bytes = readRegularFile(path, kMaximumTableBytes)) {
+  if (auto bytes = readRegularFile(path, maximumTableBytes)) {
     if (auto tree = PropertyList::read(*bytes)) {
       if (const auto* dictionary = tree->getIf<AnyValue::Dictionary>()) {
         for (const auto& [key, value] : *dictionary) {

@@ -26,13 +26,13 @@ inline void cpuRelax() noexcept {
 // Returns whether `ready` came true; the caller sleeps otherwise.
 template <typename Ready>
 bool spinBriefly(Ready ready) {
-  constexpr int kPauses = 4;
-  constexpr int kYields = 32;
-  for (int i = 0; i < kPauses; ++i) {
+  constexpr int pauseRounds = 4;
+  constexpr int yieldRounds = 32;
+  for (int i = 0; i < pauseRounds; ++i) {
     if (ready()) return true;
     cpuRelax();
   }
-  for (int i = 0; i < kYields; ++i) {
+  for (int i = 0; i < yieldRounds; ++i) {
     if (ready()) return true;
     std::this_thread::yield();
   }
@@ -42,8 +42,8 @@ bool spinBriefly(Ready ready) {
 // Whether `state` moves away from `idle` within a short spin and one yield.
 // Shorter than spinBriefly: the queue stays claimed meanwhile.
 inline bool linger(const std::atomic<std::uint64_t>& state, std::uint64_t idle) {
-  constexpr int kPauses = 8;
-  for (int i = 0; i < kPauses; ++i) {
+  constexpr int pauseRounds = 8;
+  for (int i = 0; i < pauseRounds; ++i) {
     if (state.load(std::memory_order_relaxed) != idle) return true;
     cpuRelax();
   }

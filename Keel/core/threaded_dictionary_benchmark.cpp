@@ -13,12 +13,12 @@
 
 namespace {
 
-constexpr int kKeys = 1024;
-constexpr int kFlushEvery = 1024;  // async writes are waited for this often, so their cost is counted
+constexpr int keyCount = 1024;
+constexpr int flushEvery = 1024;  // async writes are waited for this often, so their cost is counted
 
 std::unordered_map<int, int> initialMap() {
   std::unordered_map<int, int> map;
-  for (int i = 0; i < kKeys; ++i) map.emplace(i, i);
+  for (int i = 0; i < keyCount; ++i) map.emplace(i, i);
   return map;
 }
 
@@ -53,7 +53,7 @@ void reads(benchmark::State& state, Map& map) {
   int key = static_cast<int>(state.thread_index()) * 7;
   for (auto _ : state) {
     benchmark::DoNotOptimize(map.get(key));
-    key = (key + 1) & (kKeys - 1);
+    key = (key + 1) & (keyCount - 1);
   }
   state.SetItemsProcessed(state.iterations());
 }
@@ -64,8 +64,8 @@ void writes(benchmark::State& state, Map& map) {
   int n = 0;
   for (auto _ : state) {
     map.set(key, n);
-    key = (key + 1) & (kKeys - 1);
-    if (++n % kFlushEvery == 0) benchmark::DoNotOptimize(map.get(key));
+    key = (key + 1) & (keyCount - 1);
+    if (++n % flushEvery == 0) benchmark::DoNotOptimize(map.get(key));
   }
   benchmark::DoNotOptimize(map.get(key));
   state.SetItemsProcessed(state.iterations());

@@ -16,14 +16,14 @@
 namespace Keel {
 namespace {
 
-constexpr auto kTimeout = std::chrono::seconds(20);
-constexpr std::string_view kLabelPrefix = "com.threading.dispatchqueue_";
+constexpr auto testTimeout = std::chrono::seconds(20);
+constexpr std::string_view labelPrefix = "com.threading.dispatchqueue_";
 
 using Dictionary = ThreadedDictionary<int, int>;
 
 std::uint64_t labelNumber(const std::string& label) {
-  EXPECT_EQ(label.substr(0, kLabelPrefix.size()), kLabelPrefix);
-  return std::stoull(label.substr(kLabelPrefix.size()));
+  EXPECT_EQ(label.substr(0, labelPrefix.size()), labelPrefix);
+  return std::stoull(label.substr(labelPrefix.size()));
 }
 
 TEST(LabelDispatchTest, ContainersAreNumberedInCreationOrderInDecimalWithoutPadding) {
@@ -31,8 +31,8 @@ TEST(LabelDispatchTest, ContainersAreNumberedInCreationOrderInDecimalWithoutPadd
   const Dictionary second({}, ThreadingType::concurrent);
   const ThreadedDictionary<std::string, double> third({}, ThreadingType::concurrent);
   const std::uint64_t n = labelNumber(first.label());
-  EXPECT_EQ(second.label(), std::string(kLabelPrefix) + std::to_string(n + 1));
-  EXPECT_EQ(third.label(), std::string(kLabelPrefix) + std::to_string(n + 2));
+  EXPECT_EQ(second.label(), std::string(labelPrefix) + std::to_string(n + 1));
+  EXPECT_EQ(third.label(), std::string(labelPrefix) + std::to_string(n + 2));
 
   EXPECT_EQ(LabelDispatch().nextLabel(), "com.threading.dispatchqueue_0");
   LabelDispatch later(9);
@@ -81,13 +81,13 @@ TEST_P(ThreadedDictionaryTest, RemoveAllReturnsOnceEmpty) {
 
 TEST_P(ThreadedDictionaryTest, WritesFromSeveralThreadsAllLand) {
   Dictionary dictionary({}, GetParam());
-  constexpr int kThreads = 4;
-  constexpr int kPerThread = 500;
+  constexpr int threadCount = 4;
+  constexpr int perThread = 500;
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (int t = 0; t < threadCount; ++t) {
     threads.emplace_back([&, t] {
-      for (int i = 0; i < kPerThread; ++i) {
-        const int key = t * kPerThread + i;
+      for (int i = 0; i < perThread; ++i) {
+        const int key = t * perThread + i;
         dictionary.set(key, key * 2);
         const auto seen = dictionary.get(key - 1);  // another key: present or not, never torn
         if (seen) {
@@ -98,10 +98,10 @@ TEST_P(ThreadedDictionaryTest, WritesFromSeveralThreadsAllLand) {
   }
   for (auto& thread : threads) thread.join();
   const auto values = dictionary.syncWrite([](Dictionary::Map& map) { return map.size(); });
-  EXPECT_EQ(values, static_cast<std::size_t>(kThreads * kPerThread));
+  EXPECT_EQ(values, static_cast<std::size_t>(threadCount * perThread));
   std::vector<int> all = dictionary.values();
   std::sort(all.begin(), all.end());
-  for (int i = 0; i < kThreads * kPerThread; ++i) ASSERT_EQ(all[static_cast<std::size_t>(i)], i * 2);
+  for (int i = 0; i < threadCount * perThread; ++i) ASSERT_EQ(all[static_cast<std::size_t>(i)], i * 2);
 }
 
 TEST_P(ThreadedDictionaryTest, ModifyUpdatesCreatesAndRemoves) {
@@ -156,7 +156,7 @@ TEST_P(ThreadedDictionaryTest, DestroyingWithPendingWritesLosesNone) {
   }
   EXPECT_FALSE(alive.expired());
   *gate = true;
-  const auto deadline = std::chrono::steady_clock::now() + kTimeout;
+  const auto deadline = std::chrono::steady_clock::now() + testTimeout;
   while (!alive.expired() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
   EXPECT_TRUE(alive.expired());
   EXPECT_EQ(*writes, 100);

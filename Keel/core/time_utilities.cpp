@@ -14,8 +14,8 @@
 namespace Keel {
 namespace {
 
-constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
-constexpr std::uint64_t kNanosecondsPerHour = 3'600 * kNanosecondsPerSecond;
+constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
+constexpr std::uint64_t nanosecondsPerHour = 3'600 * nanosecondsPerSecond;
 
 // The unit's length in picoseconds, the smallest unit, so that every ratio is
 // a product of exact powers of ten and small integers.
@@ -65,14 +65,14 @@ icu::MeasureUnit measureUnit(DurationUnit unit) {
 }  // namespace
 
 std::string TimeUtilities::string(std::uint64_t nanoseconds) {
-  const unsigned long long totalMinutes = nanoseconds / (60 * kNanosecondsPerSecond);
-  const unsigned long long secs = (nanoseconds / kNanosecondsPerSecond) % 60;
+  const unsigned long long totalMinutes = nanoseconds / (60 * nanosecondsPerSecond);
+  const unsigned long long secs = (nanoseconds / nanosecondsPerSecond) % 60;
   const unsigned long long totalMs = nanoseconds / 1'000'000;
   char text[64];
   std::string result;
   if (nanoseconds == 0) {
     result = "00:00.000";
-  } else if (nanoseconds < kNanosecondsPerHour) {
+  } else if (nanoseconds < nanosecondsPerHour) {
     std::snprintf(text, sizeof text, "%02llu:%02llu", totalMinutes, secs);
     result = text;
   } else {
@@ -80,7 +80,7 @@ std::string TimeUtilities::string(std::uint64_t nanoseconds) {
     std::snprintf(text, sizeof text, "%02llu:%02llu:%02d", totalMinutes, secs, 0);
     result = text;
   }
-  if (nanoseconds >= kNanosecondsPerSecond) {
+  if (nanoseconds >= nanosecondsPerSecond) {
     // The leading digits of the whole count, not the remainder: 61 234 ms
     // gives 612. Counts from one second up have at least four digits.
     std::snprintf(text, sizeof text, "%llu", totalMs);

@@ -20,8 +20,8 @@ std::size_t sequenceLength(std::string_view text) {
     if ((next & 0xC0) != 0x80) return 0;
     code = (code << 6) | (next & 0x3Fu);
   }
-  static constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (code < kSmallest[length] || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF) return 0;
+  static constexpr std::uint32_t smallestCodePoint[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (code < smallestCodePoint[length] || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF) return 0;
   return length;
 }
 

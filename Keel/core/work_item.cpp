@@ -10,14 +10,14 @@ namespace {
 
 // Recycled small-item blocks. Each thread keeps the blocks it frees in a
 // list of its own and hands them on to one shared stack in chains of
-// kBlockChain, so the stack's cache line moves between threads once per chain
+// blockChain, so the stack's cache line moves between threads once per chain
 // rather than once per item. A thread that runs out takes the whole stack at
 // once, which keeps the stack free of the ABA problem. Blocks are kept for
 // reuse, never given back to the allocator.
 struct FreeBlock {
   FreeBlock* next;
 };
-constexpr unsigned kBlockChain = 32;
+constexpr unsigned blockChain = 32;
 constinit std::atomic<FreeBlock*> sharedBlocks{nullptr};
 
 void shareBlocks(FreeBlock* first, FreeBlock* last) noexcept {
@@ -53,7 +53,7 @@ thread_local LocalBlocks localBlocks;
 }  // namespace
 
 void* allocateItem(std::size_t size) {
-  if (size > kSmallItemSize) return ::operator new(size);
+  if (size > smallItemSize) return ::operator new(size);
   LocalBlocks& local = localBlocks;
   if (local.spare == nullptr) {
     if (local.freed != nullptr) {
@@ -62,7 +62,7 @@ void* allocateItem(std::size_t size) {
       local.freedCount = 0;
     } else {
       local.spare = sharedBlocks.exchange(nullptr, std::memory_order_acquire);
-      if (local.spare == nullptr) return ::operator new(kSmallItemSize);
+      if (local.spare == nullptr) return ::operator new(smallItemSize);
     }
   }
   FreeBlock* block = local.spare;
@@ -71,7 +71,7 @@ void* allocateItem(std::size_t size) {
 }
 
 void deallocateItem(void* memory, std::size_t size) noexcept {
-  if (size > kSmallItemSize) {
+  if (size > smallItemSize) {
     ::operator delete(memory);
     return;
   }
@@ -80,7 +80,7 @@ void deallocateItem(void* memory, std::size_t size) noexcept {
   block->next = local.freed;
   local.freed = block;
   if (local.freedLast == nullptr) local.freedLast = block;
-  if (++local.freedCount == kBlockChain) local.shareFreed();
+  if (++local.freedCount == blockChain) local.shareFreed();
 }
 
 }  // namespace Keel::detail

@@ -21,7 +21,7 @@ struct WorkItem {
 // Memory for async items. Small items come from recycled blocks: items are
 // usually freed on a worker and allocated on a submitting thread, a pattern
 // that general-purpose allocators handle slowly.
-inline constexpr std::size_t kSmallItemSize = 64;
+inline constexpr std::size_t smallItemSize = 64;
 [[nodiscard]] void* allocateItem(std::size_t size);
 void deallocateItem(void* memory, std::size_t size) noexcept;
 

@@ -23,7 +23,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr int kEvents = 2000;
+constexpr int eventCount = 2000;
 
 void createFile(const std::filesystem::path& path) {
   const int fd = ::open(path.c_str(), O_CREAT | O_RDONLY | O_CLOEXEC, 0600);
@@ -58,7 +58,7 @@ void ObserverCreateToHandler(benchmark::State& state) {
     runs->ran.notify_all();
   });
   std::vector<double> micros;
-  micros.reserve(kEvents);
+  micros.reserve(eventCount);
   int i = 0;
   for (auto _ : state) {
     std::unique_lock lock(runs->mutex);
@@ -75,7 +75,7 @@ void ObserverCreateToHandler(benchmark::State& state) {
   }
   reportPercentiles(state, micros);
 }
-BENCHMARK(ObserverCreateToHandler)->Iterations(kEvents)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(ObserverCreateToHandler)->Iterations(eventCount)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 // The floor: one inotify instance read by the measuring thread itself.
 void RawInotifyReadLoop(benchmark::State& state) {
@@ -87,7 +87,7 @@ void RawInotifyReadLoop(benchmark::State& state) {
   }
   alignas(inotify_event) char buffer[4096];
   std::vector<double> micros;
-  micros.reserve(kEvents);
+  micros.reserve(eventCount);
   int i = 0;
   for (auto _ : state) {
     const auto start = Clock::now();
@@ -101,6 +101,6 @@ void RawInotifyReadLoop(benchmark::State& state) {
   ::close(fd);
   reportPercentiles(state, micros);
 }
-BENCHMARK(RawInotifyReadLoop)->Iterations(kEvents)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(RawInotifyReadLoop)->Iterations(eventCount)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 }  // namespace

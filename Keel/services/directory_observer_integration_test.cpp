@@ -52,7 +52,7 @@ class Checkpoint {
   DirectoryObserver observer_;
 };
 
-constexpr auto kQuiet = 200ms;
+constexpr auto quietPeriod = 200ms;
 
 TEST(DirectoryObserver, CreatingRenamingDeletingEntriesAndWritingAWatchedFileRunTheHandler) {
   TempDir dir;
@@ -82,7 +82,7 @@ TEST(DirectoryObserver, ListingOrReadingTheObjectIsNoChange) {
   for (const auto& entry : std::filesystem::directory_iterator(dir.path())) (void)entry;
   std::ifstream(dir.path() / "entry").get();
   ASSERT_TRUE(checkpoint.pass());
-  EXPECT_FALSE(runs.waitFor(1, kQuiet));
+  EXPECT_FALSE(runs.waitFor(1, quietPeriod));
 }
 
 TEST(DirectoryObserver, WritingOrChmodingAnEntryIsNoChangeSoAHandlerMayRewriteAFileInItsFolder) {
@@ -102,7 +102,7 @@ TEST(DirectoryObserver, WritingOrChmodingAnEntryIsNoChangeSoAHandlerMayRewriteAF
   Checkpoint checkpoint;
   fs::permissions(state, fs::perms::owner_read);
   ASSERT_TRUE(checkpoint.pass());
-  EXPECT_FALSE(runs.waitFor(settled + 1, kQuiet));
+  EXPECT_FALSE(runs.waitFor(settled + 1, quietPeriod));
   EXPECT_TRUE(runsAfter(runs, [&] { fs::permissions(dir.path(), fs::perms::owner_all); }));  // the folder's own
 }
 
@@ -118,7 +118,7 @@ TEST(DirectoryObserver, PathsThatCannotBeWatchedNeverRunAndNeverFail) {
   touch(dir.path() / "missing" / "a");
   Checkpoint checkpoint;
   ASSERT_TRUE(checkpoint.pass());
-  EXPECT_FALSE(runs.waitFor(1, kQuiet));
+  EXPECT_FALSE(runs.waitFor(1, quietPeriod));
 }
 
 TEST(DirectoryObserver, ARenamedFolderStaysObservedAndTheOldPathIsNotReopened) {
@@ -135,7 +135,7 @@ TEST(DirectoryObserver, ARenamedFolderStaysObservedAndTheOldPathIsNotReopened) {
   const int seen = runs.settledCount();
   touch(dir.path() / "old" / "b");
   ASSERT_TRUE(checkpoint.pass());
-  EXPECT_FALSE(runs.waitFor(seen + 1, kQuiet));
+  EXPECT_FALSE(runs.waitFor(seen + 1, quietPeriod));
 }
 
 TEST(DirectoryObserver, ReleasingStopsAllRunsAndLeavesASecondObserverOfTheSameFolderWorking) {
@@ -159,18 +159,18 @@ TEST(DirectoryObserver, ReleasingStopsAllRunsAndLeavesASecondObserverOfTheSameFo
 
 TEST(DirectoryObserver, AThousandObserversEachSeeTheirOwnFolder) {
   TempDir dir;
-  constexpr int kCount = 1000;
+  constexpr int itemCount = 1000;
   std::vector<std::unique_ptr<RunCounter>> counters;
   std::vector<std::unique_ptr<DirectoryObserver>> observers;
-  for (int i = 0; i < kCount; ++i) {
+  for (int i = 0; i < itemCount; ++i) {
     const auto folder = dir.path() / std::to_string(i);
     std::filesystem::create_directory(folder);
     counters.push_back(std::make_unique<RunCounter>());
     observers.push_back(std::make_unique<DirectoryObserver>(folder, counters.back()->handler()));
     ASSERT_TRUE(observers.back()->isWatching());
   }
-  for (int i = 0; i < kCount; ++i) touch(dir.path() / std::to_string(i) / "a");
-  for (int i = 0; i < kCount; ++i) ASSERT_TRUE(counters[static_cast<std::size_t>(i)]->waitFor(1)) << i;
+  for (int i = 0; i < itemCount; ++i) touch(dir.path() / std::to_string(i) / "a");
+  for (int i = 0; i < itemCount; ++i) ASSERT_TRUE(counters[static_cast<std::size_t>(i)]->waitFor(1)) << i;
   observers.clear();
 }
 

@@ -14,9 +14,9 @@
 namespace Keel {
 namespace {
 
-constexpr std::uint64_t kKibi = 1024;
-constexpr std::uint64_t kMebi = kKibi * 1024;
-constexpr std::uint64_t kGibi = kMebi * 1024;
+constexpr std::uint64_t kibi = 1024;
+constexpr std::uint64_t mebi = kibi * 1024;
+constexpr std::uint64_t gibi = mebi * 1024;
 
 std::string with(std::uint64_t number, const char* unit) { return std::to_string(number) + unit; }
 std::string with(double number, const char* unit) { return twoDecimals(number) + unit; }
@@ -56,9 +56,9 @@ std::string DiskUtilities::speedText(std::uint64_t bytesPerSecond, bool bits) {
   }
   const std::uint64_t r = bytesPerSecond;
   if (r <= 1023) return with(r, " B/s");
-  if (r < kMebi) return with(r >> 10, " KB/s");
-  if (r < kGibi) return with(static_cast<double>(r) / static_cast<double>(kMebi), " MB/s");
-  return with(static_cast<double>(r) / static_cast<double>(kGibi), " GB/s");
+  if (r < mebi) return with(r >> 10, " KB/s");
+  if (r < gibi) return with(static_cast<double>(r) / static_cast<double>(mebi), " MB/s");
+  return with(static_cast<double>(r) / static_cast<double>(gibi), " GB/s");
 }
 
 std::string DiskUtilities::speedText(std::uint64_t bytes, double seconds, bool bits) {
@@ -76,9 +76,9 @@ std::string DiskUtilities::compactSpeedText(std::uint64_t bytesPerSecond, bool b
   }
   const std::uint64_t r = bytesPerSecond;
   if (r <= 1023) return with(r, " B/s");
-  if (r < kMebi) return with(r / kKibi, " KB/s");
-  if (r < kGibi) return with(r / kMebi, " MB/s");
-  return with(static_cast<double>(r) / static_cast<double>(kGibi), " GB/s");
+  if (r < mebi) return with(r / kibi, " KB/s");
+  if (r < gibi) return with(r / mebi, " MB/s");
+  return with(static_cast<double>(r) / static_cast<double>(gibi), " GB/s");
 }
 
 std::string DiskUtilities::compactSpeedText(std::uint64_t bytes, double seconds, bool bits) {

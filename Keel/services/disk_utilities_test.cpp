@@ -11,7 +11,7 @@ namespace Keel {
 namespace {
 
 using D = DiskUtilities;
-constexpr std::uint64_t kGibi = std::uint64_t{1} << 30;
+constexpr std::uint64_t gibi = std::uint64_t{1} << 30;
 
 // GLib puts a no-break space between a number and a multiple's unit, and a
 // plain one before "bytes".
@@ -33,9 +33,9 @@ TEST(PreciseSpeedText, BytesStepAtBinaryMultiples) {
   EXPECT_EQ(D::speedText(1024, false), "1 KB/s");
   EXPECT_EQ(D::speedText(1048575, false), "1023 KB/s");
   EXPECT_EQ(D::speedText(1048576, false), "1.00 MB/s");
-  EXPECT_EQ(D::speedText(kGibi - 1, false), "1024.00 MB/s");
-  EXPECT_EQ(D::speedText(kGibi, false), "1.00 GB/s");
-  EXPECT_EQ(D::speedText(kGibi * 1000000, false), "1000000.00 GB/s");  // no cap in bytes
+  EXPECT_EQ(D::speedText(gibi - 1, false), "1024.00 MB/s");
+  EXPECT_EQ(D::speedText(gibi, false), "1.00 GB/s");
+  EXPECT_EQ(D::speedText(gibi * 1000000, false), "1000000.00 GB/s");  // no cap in bytes
 }
 
 TEST(PreciseSpeedText, BitsStepAtDecimalMultiplesAndStopAtATerabit) {
@@ -53,7 +53,7 @@ TEST(CompactSpeedText, WholeNumbersButGigabytesAndNoCap) {
   EXPECT_EQ(D::compactSpeedText(249999, true), "1 Mb/s");  // 1,999,992 bits truncate
   EXPECT_EQ(D::compactSpeedText(2 * 1048576 - 1, false), "1 MB/s");
   EXPECT_EQ(D::compactSpeedText(2047, false), "1 KB/s");
-  EXPECT_EQ(D::compactSpeedText(kGibi + kGibi / 2, false), "1.50 GB/s");
+  EXPECT_EQ(D::compactSpeedText(gibi + gibi / 2, false), "1.50 GB/s");
 }
 
 TEST(SpeedTextFromBytesAndSeconds, DividesAndTruncates) {

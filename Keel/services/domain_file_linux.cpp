@@ -32,7 +32,7 @@ namespace {
 
 // A file larger than this is not a settings file; it reads as unreadable
 // rather than filling memory.
-constexpr std::size_t kLargestFile = std::size_t{256} << 20;
+constexpr std::size_t largestFile = std::size_t{256} << 20;
 
 FileStamp stampOf(const struct stat& st) {
   return FileStamp{true, static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino),
@@ -115,12 +115,12 @@ class LinuxDomainFile final : public DomainFile {
       return result;
     }
     result.stamp = stampOf(st);
-    if (static_cast<std::uintmax_t>(st.st_size) > kLargestFile) {
+    if (static_cast<std::uintmax_t>(st.st_size) > largestFile) {
       result.status = FileRead::Status::unreadable;
       return result;
     }
     // A file that grew past the limit since fstat is no settings file either.
-    auto bytes = readAll<std::string>(fd.get(), kLargestFile, static_cast<std::size_t>(st.st_size));
+    auto bytes = readAll<std::string>(fd.get(), largestFile, static_cast<std::size_t>(st.st_size));
     if (!bytes) {
       result.status = (errno == EISDIR || errno == EFBIG) ? FileRead::Status::unreadable : FileRead::Status::failed;
       return result;

@@ -22,13 +22,13 @@ std::string randomUUIDString() {
   }
   high = (high & ~std::uint64_t{0xF000}) | 0x4000;                         // version 4
   low = (low & ~(std::uint64_t{0xC} << 60)) | (std::uint64_t{0x8} << 60);  // RFC 4122 variant
-  static constexpr char kDigits[] = "0123456789ABCDEF";
+  static constexpr char hexDigits[] = "0123456789ABCDEF";
   std::string text;
   text.reserve(36);
   for (int i = 0; i < 32; ++i) {
     if (i == 8 || i == 12 || i == 16 || i == 20) text += '-';
     const std::uint64_t word = i < 16 ? high : low;
-    text += kDigits[(word >> (60 - 4 * (i % 16))) & 0xF];
+    text += hexDigits[(word >> (60 - 4 * (i % 16))) & 0xF];
   }
   return text;
 }

@@ -23,12 +23,12 @@ using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
 using Vantor::Testing::TempDir;
 
-constexpr const char* kProbeVariable = "VANTOR_REACHABILITY_PROBE";
+constexpr const char* probeVariable = "VANTOR_REACHABILITY_PROBE";
 
 // Started again as a probe inside the namespace, this binary prints the
 // answer and exits before any test runs.
 const bool probed = [] {
-  if (std::getenv(kProbeVariable) != nullptr) {
+  if (std::getenv(probeVariable) != nullptr) {
     std::printf("%d", Reachability::isConnectedToNetwork() ? 1 : 0);
     std::fflush(stdout);
     std::_Exit(0);
@@ -64,7 +64,7 @@ TEST(Reachability, FollowsTheDefaultRouteOfAFreshNetworkNamespace) {
     GTEST_SKIP() << "cannot create a network namespace with `unshare -n` and `ip` (needs root): " << why;
   }
   const std::string probe = std::filesystem::read_symlink("/proc/self/exe").string();
-  const std::string script = std::string("export ") + kProbeVariable + "=1; P=" + probe +
+  const std::string script = std::string("export ") + probeVariable + "=1; P=" + probe +
                              "; \"$P\"; ip link set lo up && ip route add default dev lo && \"$P\";"
                              " ip route del default && ip route add blackhole default && \"$P\"";
   const auto [status, output] = inFreshNamespace(script);

@@ -156,8 +156,8 @@ std::optional<AnyValue> userDefaultsValue(const AnyValue& value) { return normal
 bool isValidDomainName(std::string_view name) {
   // The name becomes a file name with ".plist.corrupt-..." or ".plist.lock"
   // appended, which must stay within the usual 255-byte limit.
-  constexpr std::size_t kLongestName = 200;
-  return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+  constexpr std::size_t longestName = 200;
+  return !name.empty() && name.size() <= longestName && name != "." && name != ".." &&
          name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 

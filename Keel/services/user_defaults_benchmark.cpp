@@ -14,11 +14,11 @@
 
 namespace {
 
-constexpr int kKeys = 100;  // a settings domain of typical size
+constexpr int keyCount = 100;  // a settings domain of typical size
 
 template <typename Store>
 void fill(Store& store) {
-  for (int i = 0; i < kKeys; ++i) store.set("value " + std::to_string(i), "key" + std::to_string(i));
+  for (int i = 0; i < keyCount; ++i) store.set("value " + std::to_string(i), "key" + std::to_string(i));
 }
 
 void SetAndSynchronize(benchmark::State& state) {

@@ -50,9 +50,9 @@ TEST(UserDefaultsCrashes, AWriterKilledAtRandomMomentsAlwaysLeavesAWholeFile) {
   auto domainFile = openDomainFile(file);
   std::mt19937 random(20240601);
   int killedMidWrite = 0;
-  constexpr int kRounds = 1000;
+  constexpr int rounds = 1000;
   const auto started = std::chrono::steady_clock::now();
-  for (int round = 0; round < kRounds; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     const FileStamp before = domainFile->stamp();
     ChildProcess writer(ChildOptions{{VANTOR_DEFAULTS_WRITER, file.string(), "forever"}});
     // Let it write at least once, then kill it somewhere in its next writes.
@@ -68,18 +68,18 @@ TEST(UserDefaultsCrashes, AWriterKilledAtRandomMomentsAlwaysLeavesAWholeFile) {
     ASSERT_TRUE(isOneWholeRound(*domain)) << "round " << round;
   }
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  std::printf("%d kills, %d during a write (temporary file left), %.1f s\n", kRounds, killedMidWrite, seconds);
+  std::printf("%d kills, %d during a write (temporary file left), %.1f s\n", rounds, killedMidWrite, seconds);
   // The random moments must really fall inside writes, or the test proves little.
-  EXPECT_GT(killedMidWrite, kRounds / 20);
+  EXPECT_GT(killedMidWrite, rounds / 20);
 }
 
 TEST(UserDefaultsSharing, TwoProcessesWritingDifferentKeysLoseNothing) {
   TempDir dir;
   const auto file = dir.path() / "com.example.shared.plist";
   const auto go = dir.path() / "go";
-  constexpr int kKeys = 10000;
-  ChildProcess a(ChildOptions{{VANTOR_DEFAULTS_WRITER, file.string(), "keys", "a", std::to_string(kKeys), go}});
-  ChildProcess b(ChildOptions{{VANTOR_DEFAULTS_WRITER, file.string(), "keys", "b", std::to_string(kKeys), go}});
+  constexpr int keyCount = 10000;
+  ChildProcess a(ChildOptions{{VANTOR_DEFAULTS_WRITER, file.string(), "keys", "a", std::to_string(keyCount), go}});
+  ChildProcess b(ChildOptions{{VANTOR_DEFAULTS_WRITER, file.string(), "keys", "b", std::to_string(keyCount), go}});
   const auto started = std::chrono::steady_clock::now();
   std::ofstream(go) << "go";
   EXPECT_EQ(a.waitForExit(60s), 0);
@@ -87,9 +87,9 @@ TEST(UserDefaultsSharing, TwoProcessesWritingDifferentKeysLoseNothing) {
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   const auto domain = fileDomain(file);
   ASSERT_TRUE(domain.has_value());
-  EXPECT_EQ(domain->size(), 2u * kKeys);
+  EXPECT_EQ(domain->size(), 2u * keyCount);
   for (const char* prefix : {"a", "b"}) {
-    for (int i = 0; i < kKeys; i += 997) {
+    for (int i = 0; i < keyCount; i += 997) {
       const AnyValue* value = domain->find(prefix + std::to_string(i));
       ASSERT_NE(value, nullptr) << prefix << i;
       EXPECT_EQ(*value, AnyValue(std::int64_t{i}));

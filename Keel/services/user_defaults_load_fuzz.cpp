@@ -44,7 +44,7 @@ class BytesFile final : public Keel::DomainFile {
   std::uint64_t version_ = 1;
 };
 
-constexpr Keel::PersistentUserDefaultsOptions kNoTimedWrites{std::chrono::hours(1)};
+constexpr Keel::PersistentUserDefaultsOptions noTimedWrites{std::chrono::hours(1)};
 
 }  // namespace
 
@@ -52,13 +52,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto bytes = std::make_shared<std::optional<std::string>>(std::string(reinterpret_cast<const char*>(data), size));
   Keel::TextDictionary held;
   {
-    Keel::PersistentUserDefaults defaults(std::make_unique<BytesFile>(bytes), kNoTimedWrites);
+    Keel::PersistentUserDefaults defaults(std::make_unique<BytesFile>(bytes), noTimedWrites);
     (void)defaults.dictionaryRepresentation();
     defaults.set(std::int64_t{1}, "fuzz");
     if (!defaults.synchronize()) std::abort();
     held = defaults.dictionaryRepresentation();
   }
-  Keel::PersistentUserDefaults reread(std::make_unique<BytesFile>(bytes), kNoTimedWrites);
+  Keel::PersistentUserDefaults reread(std::make_unique<BytesFile>(bytes), noTimedWrites);
   if (reread.dictionaryRepresentation() != held) std::abort();
   return 0;
 }

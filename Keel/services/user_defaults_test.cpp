@@ -40,7 +40,7 @@ std::vector<std::filesystem::path> entriesStartingWith(const std::filesystem::pa
   return found;
 }
 
-constexpr PersistentUserDefaults::Options kNoTimedWrites{std::chrono::hours(1)};
+constexpr PersistentUserDefaults::Options noTimedWrites{std::chrono::hours(1)};
 
 TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBackAndAbsentOrNullRemoves) {
   MemoryUserDefaults d;
@@ -133,11 +133,11 @@ TEST_F(PersistentDefaultsTest, EveryKindReadsBackFromTheFile) {
                            {"array", AnyValue::Array{1, "two", AnyValue::Array{}}},
                            {"dict", TextDictionary{{"inner", 2.5}}}};
   {
-    PersistentUserDefaults d(file, kNoTimedWrites);
+    PersistentUserDefaults d(file, noTimedWrites);
     for (const auto& [key, value] : all) ASSERT_TRUE(d.set(value, key));
     EXPECT_TRUE(d.synchronize());
   }
-  PersistentUserDefaults reread(file, kNoTimedWrites);
+  PersistentUserDefaults reread(file, noTimedWrites);
   const TextDictionary expected = MemoryUserDefaults(all).dictionaryRepresentation();
   EXPECT_EQ(reread.dictionaryRepresentation(), expected);
   EXPECT_EQ(fileDomain(file), expected);
@@ -147,7 +147,7 @@ TEST_F(PersistentDefaultsTest, NewFoldersAndFilesArePrivateAndExistingFoldersKee
   namespace fs = std::filesystem;
   fs::permissions(dir.path(), fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
   const auto before = fs::status(dir.path()).permissions();
-  PersistentUserDefaults d(dir.path() / "a" / "b" / "x.plist", kNoTimedWrites);
+  PersistentUserDefaults d(dir.path() / "a" / "b" / "x.plist", noTimedWrites);
   d.set(1, "k");
   ASSERT_TRUE(d.synchronize());
   EXPECT_EQ(fs::status(dir.path()).permissions(), before);
@@ -159,7 +159,7 @@ TEST_F(PersistentDefaultsTest, NewFoldersAndFilesArePrivateAndExistingFoldersKee
 
 TEST_F(PersistentDefaultsTest, UnsynchronizedWritesReachTheFileSoonOrWhenTheStoreIsDestroyed) {
   {
-    PersistentUserDefaults d(file, kNoTimedWrites);
+    PersistentUserDefaults d(file, noTimedWrites);
     d.set(1, "k");
     EXPECT_FALSE(std::filesystem::exists(file));
   }
@@ -170,8 +170,8 @@ TEST_F(PersistentDefaultsTest, UnsynchronizedWritesReachTheFileSoonOrWhenTheStor
 }
 
 TEST_F(PersistentDefaultsTest, WritersOfDifferentKeysMergeAndRemovalsCarry) {
-  PersistentUserDefaults a(file, kNoTimedWrites);
-  PersistentUserDefaults b(file, kNoTimedWrites);
+  PersistentUserDefaults a(file, noTimedWrites);
+  PersistentUserDefaults b(file, noTimedWrites);
   a.set(1, "a");
   a.set(1, "gone");
   ASSERT_TRUE(a.synchronize());
@@ -186,8 +186,8 @@ TEST_F(PersistentDefaultsTest, WritersOfDifferentKeysMergeAndRemovalsCarry) {
 }
 
 TEST_F(PersistentDefaultsTest, LocalChangesShadowTheFileUntilWritten) {
-  PersistentUserDefaults a(file, kNoTimedWrites);
-  PersistentUserDefaults b(file, kNoTimedWrites);
+  PersistentUserDefaults a(file, noTimedWrites);
+  PersistentUserDefaults b(file, noTimedWrites);
   a.set("mine", "k");
   b.set("theirs", "k");
   ASSERT_TRUE(b.synchronize());
@@ -218,7 +218,7 @@ TEST_F(PersistentDefaultsTest, ACorruptFileAFolderOrAFifoInItsPlaceReadsEmptyAnd
       rescued = true;
       close(open(file.c_str(), O_WRONLY | O_NONBLOCK));
     });
-    PersistentUserDefaults d(file, kNoTimedWrites);
+    PersistentUserDefaults d(file, noTimedWrites);
     EXPECT_TRUE(d.dictionaryRepresentation().empty());
     read = true;
     writer.join();
@@ -244,7 +244,7 @@ TEST_F(PersistentDefaultsTest, AbandonedTemporaryFilesAreRemovedByTheNextWriter)
   std::ofstream(abandoned) << "<plist";
   const auto unrelated = file.parent_path() / "other.plist.tmp-Ab12Cd";
   std::ofstream(unrelated) << "<plist";
-  PersistentUserDefaults d(file, kNoTimedWrites);
+  PersistentUserDefaults d(file, noTimedWrites);
   d.set(1, "k");
   ASSERT_TRUE(d.synchronize());
   EXPECT_FALSE(std::filesystem::exists(abandoned));
@@ -311,7 +311,7 @@ class ScriptedFile final : public DomainFile {
 TEST(PersistentDefaultsFailures, AFailedWriteKeepsTheValueInMemoryAndIsRetriedAndARemovalShadowsTheFile) {
   auto script = std::make_shared<ScriptedFile::Script>();
   script->replaceFails = true;
-  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), kNoTimedWrites);
+  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), noTimedWrites);
   EXPECT_TRUE(d.set("v", "k"));
   EXPECT_FALSE(d.synchronize());
   EXPECT_EQ(d.string("k"), "v");
@@ -330,7 +330,7 @@ TEST(PersistentDefaultsFailures, AFileThatCannotBeReadIsNeverWrittenOver) {
   auto script = std::make_shared<ScriptedFile::Script>();
   script->bytes = "<plist version=\"1.0\"><dict><key>theirs</key><true/></dict></plist>";
   script->version = 1;
-  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), kNoTimedWrites);
+  PersistentUserDefaults d(std::make_unique<ScriptedFile>(script), noTimedWrites);
   EXPECT_TRUE(d.boolValue("theirs"));
   ++script->version;  // changed by someone else, and now unreadable
   script->readFails = true;

@@ -17,10 +17,10 @@
 namespace Keel {
 namespace {
 
-constexpr const char* kService = "org.freedesktop.Notifications";
-constexpr const char* kPath = "/org/freedesktop/Notifications";
-constexpr const char* kInterface = "org.freedesktop.Notifications";
-constexpr std::size_t kRememberedIdentifiers = 1024;
+constexpr const char* notificationsName = "org.freedesktop.Notifications";
+constexpr const char* notificationsPath = "/org/freedesktop/Notifications";
+constexpr const char* notificationsInterface = "org.freedesktop.Notifications";
+constexpr std::size_t rememberedIdentifiers = 1024;
 
 // GVariant texts must be UTF-8; anything else is repaired rather than lost.
 std::string validUtf8(const std::string& text) {
@@ -94,7 +94,7 @@ struct DesktopNotificationCenter::State {
     const auto connection = connect(problem);
     if (!connection) return problem;
     detail::GErrorSlot error;
-    if (!detail::callSync(connection.get(), {kService, kPath, kInterface, "GetServerInformation", nullptr,
+    if (!detail::callSync(connection.get(), {notificationsName, notificationsPath, notificationsInterface, "GetServerInformation", nullptr,
                                       G_VARIANT_TYPE("(ssss)")},
                           deadline, error)) {
       return NotificationError{error.message("No notification server answers.")};
@@ -126,7 +126,7 @@ struct DesktopNotificationCenter::State {
                       g_variant_builder_end(&hints), -1);
     detail::GErrorSlot error;
     const auto reply =
-        detail::callSync(connection.get(), {kService, kPath, kInterface, "Notify", parameters, G_VARIANT_TYPE("(u)")},
+        detail::callSync(connection.get(), {notificationsName, notificationsPath, notificationsInterface, "Notify", parameters, G_VARIANT_TYPE("(u)")},
                          deadline, error);
     if (!reply) return NotificationError{error.message("The notification server did not answer.")};
     guint32 id = 0;
@@ -134,7 +134,7 @@ struct DesktopNotificationCenter::State {
     std::lock_guard lock(idsMutex);
     ids[request.identifier] = id;
     idOrder.push_back(request.identifier);
-    if (idOrder.size() > kRememberedIdentifiers) {
+    if (idOrder.size() > rememberedIdentifiers) {
       ids.erase(idOrder.front());
       idOrder.pop_front();
     }

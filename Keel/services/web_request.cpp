@@ -12,7 +12,7 @@
 namespace Keel {
 namespace {
 
-constexpr std::chrono::milliseconds kTimeout{10'000};
+constexpr std::chrono::milliseconds textTimeout{10'000};
 
 bool isAlphaNumeric(unsigned char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
@@ -89,7 +89,7 @@ WebRequestSpec textRequest(std::string url) {
   WebRequestSpec request;
   request.url = std::move(url);
   request.cachePolicy = WebRequestSpec::CachePolicy::reloadIgnoringLocalAndRemoteCacheData;
-  request.timeout = kTimeout;
+  request.timeout = textTimeout;
   return request;
 }
 

@@ -69,16 +69,16 @@ struct WebRequestSpec {
   std::chrono::milliseconds timeout{60'000};
   // The bound on the whole transfer, redirects included, so that a reply that
   // drips for ever still ends (with `timedOut`).
-  std::chrono::milliseconds transferLimit{kDefaultTransferLimit};
+  std::chrono::milliseconds transferLimit{defaultTransferLimit};
   // The most body bytes kept, counted after decoding: the transport asks for
   // gzip and deflate, so a small compressed reply may expand without end.
   // Past the cap the transfer stops at once and fails with
   // `dataLengthExceedsMaximum` and no data; memory stays within the cap.
   // The header fields of one response have a cap of their own, 1 MiB.
-  std::size_t maximumBodyBytes = kDefaultMaximumBodyBytes;
+  std::size_t maximumBodyBytes = defaultMaximumBodyBytes;
 
-  static constexpr std::chrono::milliseconds kDefaultTransferLimit{120'000};
-  static constexpr std::size_t kDefaultMaximumBodyBytes = std::size_t{64} << 20;
+  static constexpr std::chrono::milliseconds defaultTransferLimit{120'000};
+  static constexpr std::size_t defaultMaximumBodyBytes = std::size_t{64} << 20;
 };
 
 // The header fields to send for `request`: its own, then those its cache

@@ -262,12 +262,12 @@ TEST_F(WebRequestOverHTTP, TwoHundredRequestsAtOnceEachCompleteOnce) {
       response.set_content(request.matches[1].str(), "text/plain");
     });
   });
-  constexpr std::size_t kCount = 200;
+  constexpr std::size_t itemCount = 200;
   Completions done;
-  for (std::size_t i = 0; i < kCount; ++i) WebRequest::get(server.url("/n/" + std::to_string(i)), done.data(i));
-  ASSERT_TRUE(done.waitFor(kCount, 60s)) << done.total();
+  for (std::size_t i = 0; i < itemCount; ++i) WebRequest::get(server.url("/n/" + std::to_string(i)), done.data(i));
+  ASSERT_TRUE(done.waitFor(itemCount, 60s)) << done.total();
   const auto all = done.all();
-  ASSERT_EQ(all.size(), kCount);
+  ASSERT_EQ(all.size(), itemCount);
   for (const auto& [index, outcome] : all) {
     EXPECT_EQ(outcome.calls, 1) << index;
     EXPECT_EQ(text(outcome.data), std::to_string(index)) << (outcome.error ? outcome.error->message : "");

@@ -26,7 +26,7 @@ using Clock = std::chrono::steady_clock;
 
 // The header fields of one response are kept whole; a server that sends
 // them without end is cut off here.
-constexpr std::size_t kMaximumHeaderBytes = std::size_t{1} << 20;
+constexpr std::size_t maximumHeaderBytes = std::size_t{1} << 20;
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
@@ -177,7 +177,7 @@ struct CurlTransport::Job {
     const bool statusLine = line.starts_with("HTTP/");
     if (statusLine) job->headerBytes = 0;
     job->headerBytes += bytes;
-    if (job->headerBytes > kMaximumHeaderBytes) {
+    if (job->headerBytes > maximumHeaderBytes) {
       job->overflowed = true;
       return 0;
     }
@@ -311,7 +311,7 @@ void CurlTransport::finish(std::unique_ptr<Job> job, std::optional<WebError> err
     // Part of a body is no use here and may be large: it goes.
     error = WebError{WebError::Code::dataLengthExceedsMaximum,
                      "the response passed its cap of " + std::to_string(job->transfer.request.maximumBodyBytes) +
-                         " body bytes or " + std::to_string(kMaximumHeaderBytes) + " header bytes"};
+                         " body bytes or " + std::to_string(maximumHeaderBytes) + " header bytes"};
     job->body = WebData();
   }
   if (error) {

@@ -122,8 +122,8 @@ TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddressAndTex
   const WebRequestSpec& text = transport->transfers[1].request;
   EXPECT_EQ(text.url, "http://h/a%20b");
   EXPECT_EQ(text.timeout, std::chrono::seconds(10));
-  EXPECT_EQ(text.transferLimit, WebRequestSpec::kDefaultTransferLimit);
-  EXPECT_EQ(text.maximumBodyBytes, WebRequestSpec::kDefaultMaximumBodyBytes);
+  EXPECT_EQ(text.transferLimit, WebRequestSpec::defaultTransferLimit);
+  EXPECT_EQ(text.maximumBodyBytes, WebRequestSpec::defaultMaximumBodyBytes);
   EXPECT_EQ(headersToSend(text), (WebHeaders{{"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
 
   auto delivery = std::make_shared<Delivery<DataResult>>();

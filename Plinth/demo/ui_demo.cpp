@@ -37,7 +37,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-constexpr int kPanelHeight = 32;
+constexpr int panelHeight = 32;
 
 class Narrator : public Plinth::MenuBarDelegate {
  public:
@@ -104,7 +104,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   const fs::path panelFolder = folder / "panel";
-  Vantor::Testing::XfcePanel panel(panelFolder, kPanelHeight, 22);
+  Vantor::Testing::XfcePanel panel(panelFolder, panelHeight, 22);
   // The watcher must be on the bus before Qt makes its first tray icon.
   if (!panel.waitForTray(20s)) {
     std::fprintf(stderr, "xfce4-panel did not start its tray:\n%s\n", panel.log().c_str());
@@ -153,11 +153,11 @@ int main(int argc, char** argv) {
 
   QImage before;
   const auto shoot = [&](const std::string& appearance) {
-    const auto shot = Vantor::Testing::settledShotAfter(before, kPanelHeight);
+    const auto shot = Vantor::Testing::settledShotAfter(before, panelHeight);
     before = shot.strip;
     std::printf("  the icon's best contrast with the panel: %.1f:1\n", shot.best);
     // Opened as a user would: a right click on the item; the panel draws it.
-    const auto below = [] { return QGuiApplication::primaryScreen()->grabWindow(0, 0, kPanelHeight, 360, 160).toImage(); };
+    const auto below = [] { return QGuiApplication::primaryScreen()->grabWindow(0, 0, panelHeight, 360, 160).toImage(); };
     const QImage closed = below();
     const QPoint at = shot.icon.center();
     Vantor::Testing::ChildProcess click(Vantor::Testing::ChildOptions{

@@ -11,19 +11,19 @@ namespace {
 class MainApplication final : public Application {
  public:
   void terminate(int exitStatus) override {
-    int expected = kRunning;
+    int expected = stillRunning;
     // The first request decides the status; later ones only repeat the stop.
     exitStatus_.compare_exchange_strong(expected, exitStatus);
     Keel::RunLoop::main().stop();
   }
   int exitStatus() const {
     const int status = exitStatus_.load();
-    return status == kRunning ? 0 : status;
+    return status == stillRunning ? 0 : status;
   }
 
  private:
-  static constexpr int kRunning = -1000;
-  std::atomic<int> exitStatus_{kRunning};
+  static constexpr int stillRunning = -1000;
+  std::atomic<int> exitStatus_{stillRunning};
 };
 
 }  // namespace

@@ -8,12 +8,12 @@
 namespace Plinth {
 namespace {
 
-constexpr long kMaximumPixels = 64L * 1024L * 1024L;
+constexpr long maximumPixels = 64L * 1024L * 1024L;
 
 // A file may claim any size: refuse one too large before the loader makes
 // room for it, by asking for a 1x1 image and remembering why.
 void onSizePrepared(GdkPixbufLoader* loader, gint width, gint height, gpointer tooLarge) {
-  if (static_cast<long>(width) * static_cast<long>(height) > kMaximumPixels) {
+  if (static_cast<long>(width) * static_cast<long>(height) > maximumPixels) {
     *static_cast<bool*>(tooLarge) = true;
     gdk_pixbuf_loader_set_size(loader, 1, 1);
   }
@@ -38,7 +38,7 @@ std::optional<Pixels> decodePixels(const Image& image) {
     const int channels = gdk_pixbuf_get_n_channels(decoded);
     const int stride = gdk_pixbuf_get_rowstride(decoded);
     const bool alpha = gdk_pixbuf_get_has_alpha(decoded) != FALSE;
-    if (width > 0 && height > 0 && static_cast<long>(width) * height <= kMaximumPixels &&
+    if (width > 0 && height > 0 && static_cast<long>(width) * height <= maximumPixels &&
         (channels == 3 || channels == 4)) {
       const guint8* source = gdk_pixbuf_read_pixels(decoded);
       Pixels pixels{width, height, {}};

@@ -22,7 +22,7 @@ struct LocationRow {
 // takes it), and row 20's F sees only what FC, FK, F1, F2 and F7 leave;
 // the rows are kept so that the table stays, row for row, the one Mac
 // applications have always decoded with.
-constexpr LocationRow kLocations[] = {
+constexpr LocationRow locations[] = {
     {{"FC"}, "Fountain Colorado, USA"},
     {{"XA", "XB", "QP", "G8"}, "USA"},
     {{"RN"}, "Mexico"},
@@ -52,7 +52,7 @@ struct ModelRow {
 };
 
 // Row 6 repeats row 1 and never matches; kept for the same reason.
-constexpr ModelRow kModels[] = {
+constexpr ModelRow modelRows[] = {
     {"iMacPro", "iMac Pro"},       {"iMac", "iMac"},        {"Macmini", "Mac Mini"},       {"MacPro", "Mac Pro"},
     {"MacBookPro", "MacBook Pro"}, {"iMacPro", "iMac Pro"}, {"MacBookAir", "MacBook Air"}, {"MacBook", "MacBook"},
     {"Xserve", "Xserve"},
@@ -88,7 +88,7 @@ std::string asciiLower(std::string_view text) {
 }
 
 bool isPlaceholder(std::string_view serial) {
-  static constexpr std::string_view kPlaceholders[] = {
+  static constexpr std::string_view placeholders[] = {
       "to be filled by o.e.m.",
       "default string",
       "system serial number",
@@ -113,7 +113,7 @@ bool isPlaceholder(std::string_view serial) {
   while (!serial.empty() && blank(serial.back())) serial.remove_suffix(1);
   if (serial.empty()) return true;
   const std::string lower = asciiLower(serial);
-  if (std::find(std::begin(kPlaceholders), std::end(kPlaceholders), lower) != std::end(kPlaceholders)) return true;
+  if (std::find(std::begin(placeholders), std::end(placeholders), lower) != std::end(placeholders)) return true;
   char repeated = 0;
   for (const char c : lower) {
     if (blank(c) || c == '-' || c == '.' || c == ':') continue;
@@ -170,7 +170,7 @@ std::optional<std::string> MacSystem::serialNumber(const SerialNumberSource& sou
 std::optional<std::string> MacSystem::serialNumber() { return serialNumber(SerialNumberSource::system()); }
 
 std::optional<std::string> MacSystem::factoryLocation(std::string_view serialNumber) {
-  for (const auto& row : kLocations) {
+  for (const auto& row : locations) {
     for (const auto code : row.codes) {
       if (!code.empty() && serialNumber.starts_with(code)) return std::string(row.location);
     }
@@ -187,7 +187,7 @@ std::optional<std::string> MacSystem::factoryLocation(const SerialNumberSource& 
 std::optional<std::string> MacSystem::factoryLocation() { return factoryLocation(SerialNumberSource::system()); }
 
 std::string MacSystem::modelName(std::string_view modelIdentifier) {
-  for (const auto& row : kModels) {
+  for (const auto& row : modelRows) {
     if (modelIdentifier.starts_with(row.prefix)) return std::string(row.name);
   }
   return {};

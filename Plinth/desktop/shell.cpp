@@ -9,9 +9,9 @@
 namespace Plinth {
 namespace {
 
-constexpr const char* kShell = "/bin/bash";
-constexpr std::string_view kLocaleName = "LC_ALL=";
-constexpr const char* kLocaleEntry = "LC_ALL=en_US.UTF-8";
+constexpr const char* shellPath = "/bin/bash";
+constexpr std::string_view localeName = "LC_ALL=";
+constexpr const char* localeEntry = "LC_ALL=en_US.UTF-8";
 
 }  // namespace
 
@@ -20,22 +20,22 @@ std::vector<std::string> Shell::childEnvironment(std::vector<std::string> enviro
   std::vector<std::string> result;
   result.reserve(environment.size() + 1);
   for (auto& entry : environment) {
-    if (std::string_view(entry).starts_with(kLocaleName)) {
-      if (!replaced) result.emplace_back(kLocaleEntry);
+    if (std::string_view(entry).starts_with(localeName)) {
+      if (!replaced) result.emplace_back(localeEntry);
       replaced = true;
     } else {
       result.push_back(std::move(entry));
     }
   }
-  if (!replaced) result.emplace_back(kLocaleEntry);
+  if (!replaced) result.emplace_back(localeEntry);
   return result;
 }
 
 std::optional<std::vector<std::uint8_t>> Shell::run(ChildProcessLauncher& launcher,
                                                     const std::vector<std::string>& arguments) {
-  std::vector<std::string> argv{kShell, "-c"};
+  std::vector<std::string> argv{shellPath, "-c"};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
-  auto outcome = launcher.run(kShell, argv, childEnvironment(launcher.currentEnvironment()));
+  auto outcome = launcher.run(shellPath, argv, childEnvironment(launcher.currentEnvironment()));
   if (!outcome || !outcome->exitedWithZero) return std::nullopt;
   return std::move(outcome->standardOutput);
 }

@@ -22,8 +22,8 @@ namespace {
 using Keel::Descriptor;
 using Keel::retryOnInterrupt;
 
-constexpr std::size_t kReadChunk = std::size_t{64} * 1024;  // a whole pipe's worth
-constexpr std::size_t kDiscardChunk = std::size_t{16} * 1024;
+constexpr std::size_t readChunk = std::size_t{64} * 1024;  // a whole pipe's worth
+constexpr std::size_t discardChunk = std::size_t{16} * 1024;
 
 bool makePipe(Descriptor& readEnd, Descriptor& writeEnd) {
   int ends[2];
@@ -37,15 +37,15 @@ enum class ReadResult { data, end, again };
 
 // One read of `fd`, appended to `into` when given, thrown away otherwise.
 ReadResult readOnce(int fd, std::vector<std::uint8_t>* into) {
-  std::uint8_t scratch[kDiscardChunk];
+  std::uint8_t scratch[discardChunk];
   std::uint8_t* target = scratch;
   std::size_t size = sizeof scratch;
   std::size_t old = 0;
   if (into != nullptr) {
     old = into->size();
-    into->resize(old + kReadChunk);
+    into->resize(old + readChunk);
     target = into->data() + old;
-    size = kReadChunk;
+    size = readChunk;
   }
   const ssize_t n = Keel::readSome(fd, target, size);
   if (into != nullptr) into->resize(old + static_cast<std::size_t>(n > 0 ? n : 0));

@@ -13,12 +13,12 @@ namespace {
 
 namespace bus = Keel::detail;
 
-constexpr const char* kLogindName = "org.freedesktop.login1";
-constexpr const char* kLogindPath = "/org/freedesktop/login1";
-constexpr const char* kLogindInterface = "org.freedesktop.login1.Manager";
-constexpr const char* kSleepSignal = "PrepareForSleep";
+constexpr const char* logindName = "org.freedesktop.login1";
+constexpr const char* logindPath = "/org/freedesktop/login1";
+constexpr const char* logindInterface = "org.freedesktop.login1.Manager";
+constexpr const char* sleepSignal = "PrepareForSleep";
 // Connecting, then confirming the subscription, each within this.
-constexpr std::chrono::milliseconds kResponseTimeout{3000};
+constexpr std::chrono::milliseconds responseTimeout{3000};
 
 }  // namespace
 
@@ -38,7 +38,7 @@ struct LogindSleepEvents::State {
 
   // On the main run loop, whose context then serves the signals.
   static void connect(const std::shared_ptr<State>& state) {
-    auto made = std::make_unique<bus::BusConnection>(bus::BusType::system, state->busAddress, kResponseTimeout);
+    auto made = std::make_unique<bus::BusConnection>(bus::BusType::system, state->busAddress, responseTimeout);
     made->whenSettled([state] { subscribe(state); });
     {
       std::lock_guard lock(state->mutex);
@@ -57,7 +57,7 @@ struct LogindSleepEvents::State {
     if (!connection) return state->listening(false);
     // Only logind's name may tell of sleep, so no other client can fake one.
     bus::SignalSubscription subscription(
-        connection.get(), {kLogindName, kLogindInterface, kSleepSignal, kLogindPath},
+        connection.get(), {logindName, logindInterface, sleepSignal, logindPath},
         [weak = std::weak_ptr<State>(state)](GVariant* parameters) {
           const auto held = weak.lock();
           // Anything but one boolean is not the signal we know.
@@ -76,7 +76,7 @@ struct LogindSleepEvents::State {
     bus::call(connection.get(),
               {"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", nullptr,
                G_VARIANT_TYPE("(s)")},
-              bus::BusClock::now() + kResponseTimeout,
+              bus::BusClock::now() + responseTimeout,
               [state](bus::VariantPtr reply, const bus::GErrorSlot&) { state->listening(reply != nullptr); });
   }
 };

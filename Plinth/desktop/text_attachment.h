@@ -35,7 +35,7 @@ struct Rect {
 // 0.73, Helvetica 0.72, SF 0.70): what a font counts with until a toolkit
 // measures it, so that an unmeasured font never sets images as if its
 // capitals had no height.
-inline constexpr double kCapHeightPerPoint = 0.72;
+inline constexpr double capHeightPerPoint = 0.72;
 
 // A font as text is set in it. The cap height (the height of a capital
 // letter above the baseline) is measured by a toolkit; until one does, it is
@@ -47,8 +47,8 @@ struct Font {
 
   [[nodiscard]] static Font system(double pointSize) { return Font{{}, pointSize, std::nullopt}; }
   [[nodiscard]] bool isSystemFont() const { return family.empty(); }
-  // The measured cap height, else pointSize * kCapHeightPerPoint.
-  [[nodiscard]] double effectiveCapHeight() const { return capHeight.value_or(pointSize * kCapHeightPerPoint); }
+  // The measured cap height, else pointSize * capHeightPerPoint.
+  [[nodiscard]] double effectiveCapHeight() const { return capHeight.value_or(pointSize * capHeightPerPoint); }
   friend bool operator==(const Font&, const Font&) = default;
 };
 

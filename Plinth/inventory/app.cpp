@@ -18,7 +18,7 @@ const AppEnvironment& defaultEnvironment() {
 
 std::optional<Keel::AnyValue> infoDictionary(const Keel::URL& bundleUrl) {
   const std::string path = bundleUrl.path() + "/Contents/Info.plist";
-  const auto bytes = Keel::readRegularFile(path, Keel::kMaximumInfoPlistBytes);
+  const auto bytes = Keel::readRegularFile(path, Keel::maximumInfoPlistBytes);
   if (!bytes) return std::nullopt;
   auto result = Keel::PropertyList::read(*bytes);
   if (!result || result->getIf<Keel::TextDictionary>() == nullptr) return std::nullopt;

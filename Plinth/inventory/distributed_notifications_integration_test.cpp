@@ -109,9 +109,9 @@ TEST_F(BusNotificationCenterTest, ForeignPostsFollowTheWireContractAndWrongShape
                                   "emit",
                                   "--session",
                                   "--object-path",
-                                  kNotificationBusPath,
+                                  notificationBusPath,
                                   "--signal",
-                                  std::string(kNotificationBusInterface) + ".Notification"};
+                                  std::string(notificationBusInterface) + ".Notification"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
     Vantor::Testing::ChildProcess gdbus({.argv = argv, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
     EXPECT_EQ(gdbus.waitForExit(10s), 0);

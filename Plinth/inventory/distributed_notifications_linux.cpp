@@ -109,11 +109,11 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
     // GDBus writes arg0 into its rule unescaped, and a rule past the bus's
     // limit is refused without a word; so the rule is ours, and names are
     // compared on receipt as well, for the names it cannot carry.
-    std::string rule = bus::signalRule(kNotificationBusInterface, kNotificationBusMember, kNotificationBusPath,
+    std::string rule = bus::signalRule(notificationBusInterface, notificationBusMember, notificationBusPath,
                                        registration->name);
     bus::SignalSubscription subscription(
         made.get(),
-        {nullptr, kNotificationBusInterface, kNotificationBusMember, kNotificationBusPath, nullptr,
+        {nullptr, notificationBusInterface, notificationBusMember, notificationBusPath, nullptr,
          G_DBUS_SIGNAL_FLAGS_NO_MATCH_RULE},
         [weak = std::weak_ptr<Registration>(registration)](GVariant* parameters) {
           if (const auto registered = weak.lock()) deliver(*registered, parameters);
@@ -249,7 +249,7 @@ void BusNotificationCenter::post(const std::string& name, const std::optional<st
   // D-Bus texts must be UTF-8; anything else could not be delivered anyway.
   if (!isUtf8(name) || (object && !isUtf8(*object))) return;
   g_dbus_connection_emit_signal(
-      connection.get(), nullptr, kNotificationBusPath, kNotificationBusInterface, kNotificationBusMember,
+      connection.get(), nullptr, notificationBusPath, notificationBusInterface, notificationBusMember,
       g_variant_new("(sbs)", name.c_str(), object.has_value(), object ? object->c_str() : ""), nullptr);
   // Emitting only queues the message; deliver it now, even if we exit next.
   bus::flush(connection.get(), deadline);

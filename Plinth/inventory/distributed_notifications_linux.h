@@ -15,14 +15,14 @@
 
 namespace Plinth {
 
-inline constexpr const char* kNotificationBusPath = "/com/brenwick/DistributedNotifications";
-inline constexpr const char* kNotificationBusInterface = "com.brenwick.DistributedNotifications";
-inline constexpr const char* kNotificationBusMember = "Notification";
+inline constexpr const char* notificationBusPath = "/com/brenwick/DistributedNotifications";
+inline constexpr const char* notificationBusInterface = "com.brenwick.DistributedNotifications";
+inline constexpr const char* notificationBusMember = "Notification";
 
 // How long the bus may take to answer before it counts as absent. A bus
 // answers within milliseconds; one that accepts connections and then says
 // nothing (a stopped or wedged daemon) must not hold anything up for long.
-inline constexpr std::chrono::milliseconds kBusResponseTimeout{3000};
+inline constexpr std::chrono::milliseconds busResponseTimeout{3000};
 
 class BusNotificationCenter final : public DistributedNotificationCenter {
  public:
@@ -32,7 +32,7 @@ class BusNotificationCenter final : public DistributedNotificationCenter {
   // up: the centre is then unavailable, the reason naming the bus that did
   // not answer. No call waits longer than `responseTimeout` from its start.
   explicit BusNotificationCenter(std::optional<std::string> address = std::nullopt,
-                                 std::chrono::milliseconds responseTimeout = kBusResponseTimeout);
+                                 std::chrono::milliseconds responseTimeout = busResponseTimeout);
   ~BusNotificationCenter() override;
 
   // Returns once the bus has confirmed the registration, or after the

@@ -30,7 +30,7 @@ using Keel::Descriptor;
 // open with one openat instead of a lookup of the whole path. Only this many
 // descriptors are kept at once (a wide, deep tree would otherwise hold one per
 // level); past it, a pending folder is opened by its path.
-constexpr long kMaximumKeptDescriptors = 64;
+constexpr long maximumKeptDescriptors = 64;
 
 class SharedDescriptor {
  public:
@@ -45,7 +45,7 @@ class SharedDescriptor {
   std::atomic<long>& count_;
 };
 
-constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 // Opens a folder by a path of any length: a path of PATH_MAX or more is
 // opened piece by piece, each piece relative to the folder before it.
@@ -113,11 +113,11 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
     }
     Descriptor opened;
     if (isRoot) {
-      opened = openLongPath(folder.path, kFolderFlags);
+      opened = openLongPath(folder.path, folderFlags);
     } else if (folder.parent) {
-      opened.reset(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart, kFolderFlags | O_NOFOLLOW));
+      opened.reset(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart, folderFlags | O_NOFOLLOW));
     } else {
-      opened = openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+      opened = openLongPath(folder.path, folderFlags | O_NOFOLLOW);
     }
     folder.parent.reset();
     if (!opened.valid()) {
@@ -183,7 +183,7 @@ bool walkFolder(const std::string& root, const WalkOptions& options,
       if (visit(entry) == WalkStep::stop) return false;
     }
     for (std::size_t i = firstFolder; i < pending.size(); ++i) {
-      if (kept < kMaximumKeptDescriptors) pending[i].parent = descriptor;
+      if (kept < maximumKeptDescriptors) pending[i].parent = descriptor;
     }
     std::reverse(pending.begin() + static_cast<std::ptrdiff_t>(firstFolder), pending.end());
   }
@@ -199,7 +199,7 @@ class SizeSum {
   SizeSum(const WalkOptions& options, const WalkErrorHandler& onError) : options_(options), onError_(onError) {}
 
   std::uint64_t run(const std::string& root) {
-    Descriptor fd = openLongPath(root, kFolderFlags);
+    Descriptor fd = openLongPath(root, folderFlags);
     if (!fd.valid()) {
       report(root, errno);
       return 0;
@@ -259,8 +259,8 @@ class SizeSum {
       descriptor = std::move(folder.parent);  // the root, opened already
     } else {
       Descriptor fd = folder.parent ? Descriptor(::openat(folder.parent->get(), folder.path.c_str() + folder.nameStart,
-                                                          kFolderFlags | O_NOFOLLOW))
-                                    : openLongPath(folder.path, kFolderFlags | O_NOFOLLOW);
+                                                          folderFlags | O_NOFOLLOW))
+                                    : openLongPath(folder.path, folderFlags | O_NOFOLLOW);
       const int error = errno;
       folder.parent.reset();
       if (!fd.valid()) {
@@ -277,7 +277,7 @@ class SizeSum {
     }
     std::uint64_t sum = 0;
     std::uint64_t entries = 0;
-    const bool keep = kept_.load(std::memory_order_relaxed) < kMaximumKeptDescriptors;
+    const bool keep = kept_.load(std::memory_order_relaxed) < maximumKeptDescriptors;
     while (const dirent* entry = ::readdir(listing.get())) {
       const std::string_view name(entry->d_name);
       if (name == "." || name == "..") continue;

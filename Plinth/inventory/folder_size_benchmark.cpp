@@ -17,10 +17,10 @@
 
 namespace {
 
-constexpr int kTopFolders = 40;
-constexpr int kSubFolders = 50;
-constexpr int kFilesPerFolder = 99;
-constexpr int kDepth = 20000;
+constexpr int topFolders = 40;
+constexpr int subFolders = 50;
+constexpr int filesPerFolder = 99;
+constexpr int folderDepth = 20000;
 
 void check(bool ok) {
   if (!ok) std::abort();
@@ -30,14 +30,14 @@ const Vantor::Testing::TempDir& wideTree() {
   static const Vantor::Testing::TempDir* temp = [] {
     auto* dir = new Vantor::Testing::TempDir();
     const std::string payload(100, 'x');
-    for (int top = 0; top < kTopFolders; ++top) {
+    for (int top = 0; top < topFolders; ++top) {
       const std::string topPath = dir->path().string() + "/t" + std::to_string(top);
       check(::mkdir(topPath.c_str(), 0755) == 0);
-      for (int sub = 0; sub < kSubFolders; ++sub) {
+      for (int sub = 0; sub < subFolders; ++sub) {
         const std::string subPath = topPath + "/s" + std::to_string(sub);
         check(::mkdir(subPath.c_str(), 0755) == 0);
         const int folder = ::open(subPath.c_str(), O_RDONLY | O_DIRECTORY);
-        for (int file = 0; file < kFilesPerFolder; ++file) {
+        for (int file = 0; file < filesPerFolder; ++file) {
           const int fd = ::openat(folder, ("f" + std::to_string(file)).c_str(), O_WRONLY | O_CREAT, 0644);
           check(fd >= 0 && ::write(fd, payload.data(), static_cast<std::size_t>(file)) == file);
           ::close(fd);
@@ -50,13 +50,13 @@ const Vantor::Testing::TempDir& wideTree() {
   return *temp;
 }
 
-std::int64_t wideEntries() { return kTopFolders + kTopFolders * kSubFolders * (1 + kFilesPerFolder); }
+std::int64_t wideEntries() { return topFolders + topFolders * subFolders * (1 + filesPerFolder); }
 
 const Vantor::Testing::TempDir& deepTree() {
   static const Vantor::Testing::TempDir* temp = [] {
     auto* dir = new Vantor::Testing::TempDir();
     int fd = ::open(dir->path().c_str(), O_RDONLY | O_DIRECTORY);
-    for (int i = 0; i < kDepth; ++i) {
+    for (int i = 0; i < folderDepth; ++i) {
       check(::mkdirat(fd, "d", 0755) == 0);
       const int next = ::openat(fd, "d", O_RDONLY | O_DIRECTORY);
       ::close(fd);
@@ -99,7 +99,7 @@ void FolderSizeDeep(benchmark::State& state) {
   const Keel::URL root = Keel::URL::fileURL(deepTree().path().string(), true);
   benchmark::DoNotOptimize(Plinth::IOUtilities::folderSize(root));
   for (auto _ : state) benchmark::DoNotOptimize(Plinth::IOUtilities::folderSize(root));
-  setRate(state, kDepth);
+  setRate(state, folderDepth);
 }
 
 BENCHMARK(FolderSizeWide)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 3> kIconExtensions = {".svg", ".png", ".xpm"};
+constexpr std::array<std::string_view, 3> iconExtensions = {".svg", ".png", ".xpm"};
 
 // The size folders of a theme, best first: scalable, then by size, largest
 // first (a folder "48x48" or "48x48@2" sorts by its 48).
@@ -72,14 +72,14 @@ const std::unordered_map<std::string, std::string>& IconThemeFolders::index() co
     }
     for (const std::string& data : dataFolders_) folders.push_back((fs::path(data) / "pixmaps").string());
     // The first folder that has a name wins; within a folder, the first
-    // extension of kIconExtensions.
+    // extension of iconExtensions.
     for (const std::string& folder : folders) {
       std::vector<fs::path> files;
       std::error_code error;
       for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
         files.push_back(it->path());
       }
-      for (const std::string_view extension : kIconExtensions) {
+      for (const std::string_view extension : iconExtensions) {
         for (const fs::path& file : files) {
           if (file.extension() != extension) continue;
           if (!fs::is_regular_file(file, error)) continue;

@@ -16,7 +16,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-constexpr int kBundles = 500;
+constexpr int bundleCount = 500;
 
 void bundle(const fs::path& path, const std::string& identifier) {
   fs::create_directories(path / "Contents/MacOS");
@@ -30,7 +30,7 @@ void bundle(const fs::path& path, const std::string& identifier) {
 const Vantor::Testing::TempDir& applications() {
   static const Vantor::Testing::TempDir* temp = [] {
     auto* dir = new Vantor::Testing::TempDir();
-    for (int i = 0; i < kBundles; ++i) {
+    for (int i = 0; i < bundleCount; ++i) {
       const fs::path app = dir->path() / ("App " + std::to_string(i) + ".app");
       bundle(app, "com.example.app" + std::to_string(i));
       bundle(app / "Contents/Library/LoginItems/Helper.app", "com.example.app" + std::to_string(i) + ".helper");
@@ -48,10 +48,10 @@ void InstalledApplications(benchmark::State& state) {
     Plinth::FileIconManager icons(Plinth::systemIconPlatform(), "/System/Applications", environment.applicationsRoot);
     environment.icons = &icons;
     const auto apps = Plinth::Apps::installedApplications(false, environment);
-    if (apps.size() != kBundles) state.SkipWithError("not every bundle was listed");
+    if (apps.size() != bundleCount) state.SkipWithError("not every bundle was listed");
   }
   // Seconds per bundle ("1.4m" is 1.4 ms).
-  state.counters["per_bundle"] = benchmark::Counter(static_cast<double>(state.iterations()) * kBundles,
+  state.counters["per_bundle"] = benchmark::Counter(static_cast<double>(state.iterations()) * bundleCount,
                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 

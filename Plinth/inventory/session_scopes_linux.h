@@ -19,7 +19,7 @@ namespace Plinth {
 // The manager answers at once when it runs; when it does not, the bus says so
 // at once. Only a wedged bus or manager takes this long, and then the move is
 // not worth waiting for.
-inline constexpr std::chrono::milliseconds kScopeResponseTimeout{1000};
+inline constexpr std::chrono::milliseconds scopeResponseTimeout{1000};
 
 // The unit name for `pid` of the application `bundleIdentifier`. Unit names
 // hold only [A-Za-z0-9:_.\]; every other byte of the identifier, "-" included,
@@ -34,7 +34,7 @@ class SystemdSessionScopes final : public SessionScopes {
   // thread of its own, and is given up `responseTimeout` after it was asked
   // for, connecting included.
   explicit SystemdSessionScopes(std::optional<std::string> address = std::nullopt,
-                                std::chrono::milliseconds responseTimeout = kScopeResponseTimeout);
+                                std::chrono::milliseconds responseTimeout = scopeResponseTimeout);
   ~SystemdSessionScopes() override;
 
   void moveToScope(int pid, const std::string& bundleIdentifier) override;

@@ -13,14 +13,14 @@ namespace {
 
 namespace bus = Keel::detail;
 
-constexpr const char* kPortalName = "org.freedesktop.portal.Desktop";
-constexpr const char* kPortalPath = "/org/freedesktop/portal/desktop";
-constexpr const char* kSettings = "org.freedesktop.portal.Settings";
-constexpr const char* kNamespace = "org.freedesktop.appearance";
-constexpr const char* kKey = "color-scheme";
+constexpr const char* portalName = "org.freedesktop.portal.Desktop";
+constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
+constexpr const char* settingsInterface = "org.freedesktop.portal.Settings";
+constexpr const char* appearanceNamespace = "org.freedesktop.appearance";
+constexpr const char* schemeKey = "color-scheme";
 // A bus answers at once; the portal may first have to be started.
-constexpr std::chrono::milliseconds kConnectTimeout{3000};
-constexpr std::chrono::milliseconds kReadTimeout{5000};
+constexpr std::chrono::milliseconds connectTimeout{3000};
+constexpr std::chrono::milliseconds readTimeout{5000};
 
 // Replies nest the value in one or more variants.
 std::optional<std::uint32_t> colorSchemeOf(GVariant* value) {
@@ -42,7 +42,7 @@ std::optional<std::uint32_t> colorSchemeOf(GVariant* value) {
 class PortalAppearance final : public AppearanceSource {
  public:
   explicit PortalAppearance(std::optional<std::string> busAddress) : state_(std::make_shared<State>()) {
-    state_->bus = std::make_unique<bus::BusConnection>(bus::BusType::session, std::move(busAddress), kConnectTimeout);
+    state_->bus = std::make_unique<bus::BusConnection>(bus::BusType::session, std::move(busAddress), connectTimeout);
     state_->bus->whenSettled([state = state_] { connected(state); });
   }
 
@@ -83,15 +83,15 @@ class PortalAppearance final : public AppearanceSource {
     if (state->ended || !connection) return;  // no bus: stays light
     // Subscribed before reading, so no change falls between the two.
     state->subscription = bus::SignalSubscription(
-        connection.get(), {kPortalName, kSettings, "SettingChanged", kPortalPath, kNamespace},
+        connection.get(), {portalName, settingsInterface, "SettingChanged", portalPath, appearanceNamespace},
         [weak = std::weak_ptr<State>(state)](GVariant* parameters) {
           const auto held = weak.lock();
           if (held) changed(*held, parameters);
         });
     bus::call(connection.get(),
-              {kPortalName, kPortalPath, kSettings, "Read", g_variant_new("(ss)", kNamespace, kKey),
+              {portalName, portalPath, settingsInterface, "Read", g_variant_new("(ss)", appearanceNamespace, schemeKey),
                G_VARIANT_TYPE("(v)")},
-              bus::BusClock::now() + kReadTimeout, [state](bus::VariantPtr reply, const bus::GErrorSlot&) {
+              bus::BusClock::now() + readTimeout, [state](bus::VariantPtr reply, const bus::GErrorSlot&) {
                 if (!reply) return;  // no portal, or no such setting: stays light
                 const bus::VariantPtr value(g_variant_get_child_value(reply.get(), 0));
                 if (auto scheme = colorSchemeOf(value.get())) state->set(*scheme);
@@ -105,7 +105,7 @@ class PortalAppearance final : public AppearanceSource {
     GVariant* value = nullptr;
     g_variant_get(parameters, "(&s&sv)", &ns, &key, &value);
     const bus::VariantPtr owned(value);
-    if (std::string_view(ns) == kNamespace && std::string_view(key) == kKey) {
+    if (std::string_view(ns) == appearanceNamespace && std::string_view(key) == schemeKey) {
       if (auto scheme = colorSchemeOf(value)) state.set(*scheme);
     }
   }

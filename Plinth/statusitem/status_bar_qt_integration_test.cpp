@@ -44,7 +44,7 @@ using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
 using Vantor::Testing::connectToBus;
 
-constexpr int kPanelHeight = 40;
+constexpr int panelHeight = 40;
 using Vantor::Testing::PanelShot;
 using Vantor::Testing::spinUntil;
 
@@ -109,7 +109,7 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
 
   const fs::path logs = fs::path(configHome) / "logs";
   fs::create_directories(logs);
-  Vantor::Testing::XfcePanel panel(configHome, kPanelHeight, 16);
+  Vantor::Testing::XfcePanel panel(configHome, panelHeight, 16);
   // The watcher must be on the bus before Qt makes its first tray icon.
   if (!panel.waitForTray(20s)) GTEST_SKIP() << "xfce4-panel did not start its tray:\n" << panel.log();
 
@@ -199,7 +199,7 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
       ASSERT_TRUE(panel.setIconSize(size));
       for (const char* scheme : {"light", "dark"}) {
         appearance->setAppearanceName(scheme);
-        const PanelShot shot = Vantor::Testing::settledShotAfter(before, kPanelHeight);
+        const PanelShot shot = Vantor::Testing::settledShotAfter(before, panelHeight);
         before = shot.strip;
         const std::string name = std::string(darkPanel ? "dark" : "light") + " panel, " + scheme + " scheme, " +
                                  std::to_string(size) + " px";
@@ -211,7 +211,7 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
         EXPECT_LE(shot.icon.height(), size + 2) << name;
         EXPECT_GT(shot.icon.height(), std::exchange(lastHeight[scheme], shot.icon.height())) << name;
         // The panel as it looked, for people reading the log's numbers.
-        shot.strip.copy(0, 0, 120, kPanelHeight).save(QString::fromStdString((logs / (name + ".png")).string()));
+        shot.strip.copy(0, 0, 120, panelHeight).save(QString::fromStdString((logs / (name + ".png")).string()));
       }
     }
   }

@@ -25,7 +25,7 @@ using Vantor::Testing::LauncherTree;
 using Vantor::Testing::monotonicNowNs;
 using Vantor::Testing::waitUntil;
 
-constexpr const char* kMainIdentifier = "com.brenwick.vantor";
+constexpr const char* mainIdentifier = "com.brenwick.vantor";
 
 class Clock {
  public:
@@ -78,8 +78,8 @@ int notRunningScenario(const std::filesystem::path& root, const std::string& bus
               tree.launcherExecutable().c_str());
   KillmeWitness witness(bus);
   Clock clock;
-  clock.step("main application \"" + std::string(kMainIdentifier) + "\" running? " +
-             yesNo(Plinth::Apps::isRunning(kMainIdentifier)));
+  clock.step("main application \"" + std::string(mainIdentifier) + "\" running? " +
+             yesNo(Plinth::Apps::isRunning(mainIdentifier)));
   clock.restart();
   ChildProcess launcher(
       {.argv = {tree.launcherExecutable().string()}, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});
@@ -89,7 +89,7 @@ int notRunningScenario(const std::filesystem::path& root, const std::string& bus
     return 1;
   }
   const auto started = *tree.started();
-  clock.at(started.monotonicNs, "launcher observing \"killme\" with object \"" + std::string(kMainIdentifier) +
+  clock.at(started.monotonicNs, "launcher observing \"killme\" with object \"" + std::string(mainIdentifier) +
                                     "\", and it opened the main application");
   clock.at(started.monotonicNs, "main application started (pid " + std::to_string(started.pid) + ")");
   const auto status = launcher.waitForExit(20s);
@@ -115,7 +115,7 @@ int alreadyRunningScenario(const std::filesystem::path& root, const std::string&
   waitUntil([&] { return tree.started().has_value(); }, 20s);
   std::filesystem::remove(tree.startedFile());
   clock.step("main application started by hand (pid " + std::to_string(main.pid()) + "); running? " +
-             yesNo(Plinth::Apps::isRunning(kMainIdentifier)));
+             yesNo(Plinth::Apps::isRunning(mainIdentifier)));
   clock.restart();
   ChildProcess launcher(
       {.argv = {tree.launcherExecutable().string()}, .environment = {{"DBUS_SESSION_BUS_ADDRESS", bus}}});

@@ -5,13 +5,13 @@
 namespace Vantor {
 namespace {
 
-constexpr std::string_view kGroup = "Desktop Entry";
-constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view entryGroup = "Desktop Entry";
+constexpr std::string_view blankCharacters = " \t";
 
 std::string_view trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
+  const auto first = text.find_first_not_of(blankCharacters);
   if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(kBlanks);
+  const auto last = text.find_last_not_of(blankCharacters);
   return text.substr(first, last - first + 1);
 }
 
@@ -99,7 +99,7 @@ Outcome<DesktopEntry> parseDesktopEntry(std::string_view text) {
     if (content.front() == '[') {
       if (content.back() != ']') return Outcome<DesktopEntry>::failure(where + "a group header without its ']'");
       const std::string_view group = content.substr(1, content.size() - 2);
-      inGroup = group == kGroup;
+      inGroup = group == entryGroup;
       if (inGroup && sawEntryGroup) return Outcome<DesktopEntry>::failure(where + "a second [Desktop Entry] group");
       sawEntryGroup = sawEntryGroup || inGroup;
       anyGroup = true;
@@ -114,7 +114,7 @@ Outcome<DesktopEntry> parseDesktopEntry(std::string_view text) {
     if (!inGroup || key.find('[') != std::string_view::npos) continue;
     // The value keeps trailing blanks (they may be meant), not leading ones.
     std::string_view value = line.substr(line.find('=') + 1);
-    value.remove_prefix(std::min(value.size(), value.find_first_not_of(kBlanks)));
+    value.remove_prefix(std::min(value.size(), value.find_first_not_of(blankCharacters)));
     entry.rawValues[std::string(key)] = std::string(value);
   }
   if (!sawEntryGroup) return Outcome<DesktopEntry>::failure("no [Desktop Entry] group");

@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // Autostart entries are a few hundred bytes; anything far larger is not one.
-constexpr std::size_t kMaxEntryBytes = std::size_t{1} << 20;
+constexpr std::size_t maxEntryBytes = std::size_t{1} << 20;
 
 std::vector<std::string> splitColons(std::string_view text) {
   std::vector<std::string> parts;
@@ -34,8 +34,8 @@ std::vector<std::string> splitColons(std::string_view text) {
 bool isExecutableFile(const fs::path& path) {
   std::error_code error;
   const auto status = fs::status(path, error);
-  constexpr auto kAnyExec = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
-  return !error && fs::is_regular_file(status) && (status.permissions() & kAnyExec) != fs::perms::none;
+  constexpr auto anyExec = fs::perms::owner_exec | fs::perms::group_exec | fs::perms::others_exec;
+  return !error && fs::is_regular_file(status) && (status.permissions() & anyExec) != fs::perms::none;
 }
 
 // What a desktop entry's value can carry (escapes aside, which these texts
@@ -57,15 +57,15 @@ Outcome<std::string> readEntryText(const fs::path& path) {
   if (error) return Result::failure(error.message());
   if (fs::is_directory(status)) return Result::failure("is a folder, not a file");
   if (!fs::is_regular_file(status)) return Result::failure("not a regular file");
-  const std::string tooLarge = "larger than " + std::to_string(kMaxEntryBytes >> 20) + " MiB";
-  if (fs::file_size(path, error) > kMaxEntryBytes && !error) return Result::failure(tooLarge);
+  const std::string tooLarge = "larger than " + std::to_string(maxEntryBytes >> 20) + " MiB";
+  if (fs::file_size(path, error) > maxEntryBytes && !error) return Result::failure(tooLarge);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
   if (!file) return Result::failure(std::strerror(errno));
   std::string text;
   std::array<char, 4096> buffer{};
   std::size_t n = 0;
   while ((n = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0) {
-    if (n > kMaxEntryBytes - text.size()) return Result::failure(tooLarge);  // it grew while read
+    if (n > maxEntryBytes - text.size()) return Result::failure(tooLarge);  // it grew while read
     text.append(buffer.data(), n);
   }
   if (std::ferror(file.get()) != 0) return Result::failure(std::strerror(errno));
@@ -267,10 +267,10 @@ Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& lau
   fs::create_directories(folder, error);
   if (error) return Outcome<std::string>::failure("cannot create " + folder.string() + ": " + error.message());
   const fs::path fresh = folder / ".VantorLauncher.new";
-  constexpr auto kExecutable = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+  constexpr auto executablePermissions = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                                fs::perms::others_read | fs::perms::others_exec;
   fs::copy_file(launcher, fresh, fs::copy_options::overwrite_existing, error);
-  if (!error) fs::permissions(fresh, kExecutable, error);
+  if (!error) fs::permissions(fresh, executablePermissions, error);
   if (!error) fs::rename(fresh, item.launcher, error);
   if (error) {
     std::error_code ignored;
