@@ -186,12 +186,13 @@ function(_vantor_write_pkg_config target exportedTargets)
     set(flags "")
   endif()
   set(pcDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-  # Relative to the file, so that an unpacked or relocated tree works as is.
-  file(RELATIVE_PATH toPrefix "/p/${pcDir}" "/p")
-  string(REGEX REPLACE "/$" "" toPrefix "${toPrefix}")
+  # The install prefix as is: pkg-config then knows /usr/include and the
+  # multiarch library folder for system folders and leaves them out of the
+  # flags, so they never come before a user's own -I and -L. An unpacked tree
+  # is checked through PKG_CONFIG_SYSROOT_DIR.
   get_filename_component(pcFile "${PROJECT_BINARY_DIR}/pkgconfig/${pcName}.pc" ABSOLUTE)
   file(GENERATE OUTPUT "${pcFile}" CONTENT
-"prefix=\${pcfiledir}/${toPrefix}
+"prefix=${CMAKE_INSTALL_PREFIX}
 libdir=\${prefix}/${CMAKE_INSTALL_LIBDIR}
 includedir=\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}
 

@@ -10,13 +10,19 @@ cd "$(dirname "$0")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-cmake --install "$build" --prefix "$work/prefix" >/dev/null
-cmake -G Ninja -S tests/consumer -B "$work/installed" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+# Staged under a root folder, as a package is: the pkg-config modules name the
+# configured prefix, so copies of them pointed into the stage are used.
+DESTDIR="$work/root" cmake --install "$build" >/dev/null
+prefix=$work/root$(sed -n 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")
+cmake -G Ninja -S tests/consumer -B "$work/installed" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/installed" >/dev/null
 "$work/installed/consumer"
 # The static archives through pkg-config alone: --libs and --static both link.
-PKG_CONFIG_PATH=$(dirname "$(find "$work/prefix" -name vantor-keel.pc)")
-export PKG_CONFIG_PATH
+mkdir "$work/pc"
+for module in "$(dirname "$(find "$prefix" -name vantor-keel.pc)")"/*.pc; do
+  sed "s|^prefix=|prefix=$work/root|" "$module" >"$work/pc/$(basename "$module")"
+done
+export PKG_CONFIG_PATH=$work/pc
 mkdir "$work/make" "$work/make-static"
 make -s -C "$work/make" -f "$PWD/tests/consumer/Makefile"
 "$work/make/consumer"

@@ -70,7 +70,14 @@ if dpkg-deb -f "$dev" Depends | grep -q qt6; then fail "libvantor-dev depends on
 for deb in "${debs[@]}"; do dpkg -x "$deb" "$work/root"; done
 root=$work/root/usr
 export LD_LIBRARY_PATH=$root/lib/$triplet
-export PKG_CONFIG_PATH=$root/lib/$triplet/pkgconfig
+# The modules say prefix=/usr, as installed; copies pointed into the unpacked
+# tree stand in for them.
+mkdir "$work/pc"
+for module in "$root/lib/$triplet/pkgconfig"/*.pc; do
+  grep -qx 'prefix=/usr' "$module" || fail "$(basename "$module") does not say prefix=/usr"
+  sed "s|^prefix=/usr|prefix=$root|" "$module" >"$work/pc/$(basename "$module")"
+done
+export PKG_CONFIG_PATH=$work/pc
 
 # Every installed header compiles without the ones left out.
 find "$root/include" -name '*.h' ! -name '*_qt.h' -printf '#include "%P"\n' >"$work/headers.cpp"
