@@ -1,5 +1,4 @@
-// The real launcher binary, installed inside a sample main application's
-// bundle in a temporary folder, against a private session bus.
+// The real launcher, inside a sample main application's bundle, against a private session bus.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -59,8 +58,7 @@ class LauncherEndToEnd : public ::testing::Test {
     for (int pid : processesRunning(otherExecutable)) kill(pid, SIGKILL);
   }
 
-  // The launcher of `in` (the fixture's tree unless given), on the private
-  // bus unless `env` names another.
+  // The launcher of `in` (else the fixture's tree), on the private bus unless `env` names another.
   std::unique_ptr<ChildProcess> startLauncher(std::map<std::string, std::optional<std::string>> env = {},
                                               const LauncherTree* in = nullptr) {
     if (!env.contains("DBUS_SESSION_BUS_ADDRESS")) env["DBUS_SESSION_BUS_ADDRESS"] = bus.address();
@@ -100,9 +98,8 @@ TEST_F(LauncherEndToEnd, OpensTheMainApplicationOnceAndQuitsOnlyOnKillmeFromIt) 
   EXPECT_TRUE(Vantor::Testing::processAlive(mainPid));
 }
 
-// The sample posts first thing in main(): the launcher must already listen.
-// The launcher is a second copy (the tree's is one already) with the build
-// folder out of reach, and behaves the same.
+// The sample posts first thing in main(), so the launcher must already listen; a second copy
+// with the build folder out of reach behaves the same.
 TEST_F(LauncherEndToEnd, ACopyElsewhereEndsWhenTheMainApplicationPostsKillmeAtOnce) {
   LauncherTree posting(dir.path() / "elsewhere",
                        {tree.launcherExecutable(), VANTOR_SAMPLE_BINARY, "com.brenwick.vantor", 0});
@@ -137,25 +134,8 @@ TEST_F(LauncherEndToEnd, TheBusGoingAwayEndsItCleanly) {
   EXPECT_NE(launcherStderr().find("lost the D-Bus session bus"), std::string::npos) << launcherStderr();
 }
 
-TEST_F(LauncherEndToEnd, LogoutSignalEndsItWithStatusZero) {
-  auto launcher = startLauncher();
-  ASSERT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
-  launcher->kill(SIGTERM);
-  EXPECT_EQ(launcher->waitForExit(testTimeout), 0);
-}
-
+// End requests while connecting end it with 0; at the time-out it opens, then fails with one line.
 TEST_F(LauncherEndToEnd, ASilentBusCountsAsNoneOnceItsTimeIsUp) {
-  Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
-  auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
-  EXPECT_TRUE(silent.waitForClient(testTimeout));
-  EXPECT_EQ(launcher->waitForExit(testTimeout), 1);
-  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
-  const std::string err = launcherStderr();
-  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
-  EXPECT_NE(err.find(silent.address() + " did not answer within 3 s"), std::string::npos) << err;
-}
-
-TEST_F(LauncherEndToEnd, EndRequestsWhileTheBusIsSilentEndItWithZero) {
   Vantor::Testing::SilentBus silent(dir.path() / "silent-bus");
   for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
     auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
@@ -165,6 +145,14 @@ TEST_F(LauncherEndToEnd, EndRequestsWhileTheBusIsSilentEndItWithZero) {
     EXPECT_EQ(launcher->waitForExit(testTimeout), 0) << strsignal(signal);
   }
   EXPECT_FALSE(tree.started().has_value());
+
+  auto launcher = startLauncher({{"DBUS_SESSION_BUS_ADDRESS", silent.address()}});
+  EXPECT_TRUE(silent.waitForClient(testTimeout));
+  EXPECT_EQ(launcher->waitForExit(testTimeout), 1);
+  EXPECT_TRUE(waitUntil([&] { return tree.started().has_value(); }, testTimeout));
+  const std::string err = launcherStderr();
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
+  EXPECT_NE(err.find(silent.address() + " did not answer within 3 s"), std::string::npos) << err;
 }
 
 TEST_F(LauncherEndToEnd, AStoppedBusThatResumesInTimeIsWaitedFor) {
@@ -179,8 +167,7 @@ TEST_F(LauncherEndToEnd, AStoppedBusThatResumesInTimeIsWaitedFor) {
   EXPECT_EQ(launcherStderr(), "");
 }
 
-// A running program in a bundle whose Info.plist a plain read would wait on
-// for ever, read without end, or take as naming the main application.
+// A running bundle whose Info.plist a plain read would block on, read forever, or misread.
 class HostileRunningBundle : public LauncherEndToEnd, public ::testing::WithParamInterface<std::string> {};
 
 TEST_P(HostileRunningBundle, DoesNotHoldUpTheDecision) {
@@ -213,6 +200,7 @@ TEST_F(LauncherEndToEnd, FifoInfoPlistsInItsOwnBundlesLeaveItAnswerable) {
   }
   auto heard = startLauncher();
   EXPECT_EQ(killmeUntilExit(*heard), 0);
+  // The logout signal ends a launcher that waits for "killme", with status 0.
   auto ended = startLauncher();
   ASSERT_TRUE(waitUntil([&] { return catches(ended->pid(), SIGTERM); }, testTimeout));
   ended->kill(SIGTERM);

@@ -1,5 +1,4 @@
-// The built tools run as a user would run them: arguments, environment,
-// output, exit status.
+// The built tools run as a user would: arguments, environment, output, exit status.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -88,8 +87,7 @@ TEST_F(ToolsTest, EveryToolHasHelpAndAVersionAndRefusesBadUsage) {
   expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "status"}), 2, "vantor-login-item: status takes one BUNDLE");
 }
 
-// A property list given to the tool is read in DecodeConvertsBothWays.
-TEST_F(ToolsTest, DecodePrintsTheTreeOfAFileAndOfStandardInput) {
+TEST_F(ToolsTest, DecodePrintsTheTreeOfAFileOrStandardInputAndConvertsBothWays) {
   const fs::path json = dir.path() / "doc.json";
   writeText(json, R"({"name": "Vantor", "list": [1, 2.5]})");
   const ToolRun fromJSON = run({VANTOR_DECODE_BINARY, json});
@@ -97,15 +95,11 @@ TEST_F(ToolsTest, DecodePrintsTheTreeOfAFileAndOfStandardInput) {
   EXPECT_EQ(fromJSON.out,
             "dictionary (2 entries)\n  \"name\": text \"Vantor\"\n  \"list\": array (2 elements)\n"
             "    [0]: int64 1\n    [1]: float64 2.5\n");
-
   const ToolRun fromStdin = run({"/bin/sh", "-c", std::string(VANTOR_DECODE_BINARY) + " - < \"$0\"", json});
   EXPECT_EQ(fromStdin.status, 0) << fromStdin.err;
   EXPECT_EQ(fromStdin.out, fromJSON.out);
-}
 
-TEST_F(ToolsTest, DecodeConvertsBothWays) {
   const std::string compact = R"({"name":"Vantor","ok":true,"list":[1,-2,2.5,"x"],"nested":{"a":{}}})";
-  const fs::path json = dir.path() / "doc.json";
   writeText(json, compact);
   const ToolRun toPlist = run({VANTOR_DECODE_BINARY, "--to", "plist", json});
   ASSERT_EQ(toPlist.status, 0) << toPlist.err;
@@ -116,9 +110,9 @@ TEST_F(ToolsTest, DecodeConvertsBothWays) {
   EXPECT_EQ(back.status, 0) << back.err;
   EXPECT_EQ(back.out, compact + "\n");
 
-  writeText(json, R"({"a": null})");
+  writeText(json, R"({"list": [1, null]})");
   expectOneErrorLine(run({VANTOR_DECODE_BINARY, "--to", "plist", json}), 1,
-                     "vantor-decode: " + json.string() + ": cannot be written as a property list: a: ");
+                     "vantor-decode: " + json.string() + ": cannot be written as a property list: list[1]: ");
 }
 
 // Which parse errors exist is decode_test.cpp's; here, how the tool reports them.
@@ -225,8 +219,7 @@ TEST_F(NotifyTest, AnObserverWhoseBusGoesAwayFails) {
   EXPECT_NE(ended.err.find("vantor-notify: the D-Bus session bus went away"), std::string::npos) << ended.err;
 }
 
-// A main application bundle with the launcher in place, and the autostart
-// folders of a user and of two system layers, all inside the test's folder.
+// A bundle with its launcher, and the autostart folders of a user and two system layers.
 class LoginItemTest : public ToolsTest {
  protected:
   fs::path bundle = dir.path() / "Apps" / "Vantor.app";
@@ -286,29 +279,6 @@ TEST_F(LoginItemTest, EnableWritesAValidEntryAndDisableRemovesIt) {
   EXPECT_EQ(ok("disable"), "disabled: there was no autostart entry\n");
 }
 
-TEST_F(LoginItemTest, StatusInJSONSaysWhichEntryDecides) {
-  writeSystemEntry("");
-  ok("disable");
-  const ToolRun json = run({VANTOR_LOGIN_ITEM_BINARY, "status", "--json", bundle.string()}, environment);
-  EXPECT_EQ(json.status, 1) << json.err;
-  auto tree = Keel::JSON::parse(json.out);
-  ASSERT_TRUE(tree) << json.out;
-  EXPECT_EQ(tree.value(),
-            Keel::AnyValue(Keel::AnyValue::Dictionary{
-                {"enabled", false},
-                {"entry", userEntry.string()},
-                {"userEntry", true},
-                {"overriddenSystemEntry", systemEntry.string()},
-                {"program", launcher.string()},
-                {"launcher", launcher.string()},
-                {"explanation", "disabled by the user entry " + userEntry.string() +
-                                    " (Hidden=true), which overrides the system entry " + systemEntry.string()},
-            }))
-      << json.out;
-  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "enable", "--json", bundle.string()}, environment), 2,
-                     "vantor-login-item: --json is for status");
-}
-
 // The sample bundles have no launcher of their own: install places one.
 TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
   const fs::path samples = dir.path() / "Applications";
@@ -334,9 +304,7 @@ TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
   const ToolRun enabled = loginItem("status", sample);
   EXPECT_EQ(enabled.status, 0) << enabled.out << enabled.err;
 
-  // Desktops run by systemd read the entry through its generator, which must
-  // start the placed launcher. (systemd's user instance cannot run here; its
-  // generator is a plain program.)
+  // systemd sessions start entries through its generator, a plain program that can run here.
   const fs::path generator = "/usr/lib/systemd/user-generators/systemd-xdg-autostart-generator";
   if (fs::exists(generator)) {
     const fs::path units = dir.path() / "units";
@@ -347,8 +315,7 @@ TEST_F(LoginItemTest, InstallPlacesTheLauncherInASampleBundleAndEnablesIt) {
     EXPECT_NE(unit.find("\nExecStart=:" + placed.string() + "\n"), std::string::npos) << unit;
   }
 
-  // Again, over a launcher that may be running: the old file is replaced,
-  // not written into, and nothing else is left beside it.
+  // Again, over a launcher that may be running: replaced, not written into, nothing left beside it.
   const fs::path running = dir.path() / "running-copy";
   fs::create_hard_link(placed, running);
   ASSERT_EQ(install().status, 0);
@@ -368,8 +335,23 @@ TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {
   ok("disable");
   EXPECT_TRUE(fs::exists(systemEntry));
   expectValid(userEntry);
-  EXPECT_EQ(status(), "disabled by the user entry " + userEntry.string() +
-                          " (Hidden=true), which overrides the system entry " + systemEntry.string() + "\n");
+  const std::string disabled = "disabled by the user entry " + userEntry.string() +
+                               " (Hidden=true), which overrides the system entry " + systemEntry.string();
+  EXPECT_EQ(status(), disabled + "\n");
+  const ToolRun json = run({VANTOR_LOGIN_ITEM_BINARY, "status", "--json", bundle.string()}, environment);
+  EXPECT_EQ(json.status, 1) << json.err;
+  auto tree = Keel::JSON::parse(json.out);
+  ASSERT_TRUE(tree) << json.out;
+  EXPECT_EQ(tree.value(), Keel::AnyValue(Keel::AnyValue::Dictionary{{"enabled", false},
+                                                                    {"entry", userEntry.string()},
+                                                                    {"userEntry", true},
+                                                                    {"overriddenSystemEntry", systemEntry.string()},
+                                                                    {"program", launcher.string()},
+                                                                    {"launcher", launcher.string()},
+                                                                    {"explanation", disabled}}))
+      << json.out;
+  expectOneErrorLine(run({VANTOR_LOGIN_ITEM_BINARY, "enable", "--json", bundle.string()}, environment), 2,
+                     "vantor-login-item: --json is for status");
 
   ok("enable");
   EXPECT_EQ(status(), "enabled by the user entry " + userEntry.string() + ", which overrides the system entry " +
@@ -382,8 +364,7 @@ TEST_F(LoginItemTest, ASystemEntryIsOverriddenNotRemoved) {
   EXPECT_EQ(status(), "disabled by the system entry " + higher.string() + " (Hidden=true)\n");
 }
 
-// Each rule's text is autostart_test.cpp's; here, that the tool reads the
-// session's desktop from its environment.
+// Each rule's text is autostart_test.cpp's; here, that the session's desktop comes from the environment.
 TEST_F(LoginItemTest, StatusAppliesTheSessionsRules) {
   writeSystemEntry("OnlyShowIn=KDE;\n");
   EXPECT_EQ(status(), "disabled by the system entry " + systemEntry.string() +

@@ -8,9 +8,7 @@
 namespace Plinth {
 namespace {
 
-std::string path(Directory directory, const UserEnvironment& environment) {
-  return directory.url(environment).path();
-}
+std::string path(Directory directory, const UserEnvironment& environment) { return directory.url(environment).path(); }
 
 TEST(Directory, EveryFolderOfAPlainHome) {
   const FixedUserEnvironment anna("/Users/anna", "anna");

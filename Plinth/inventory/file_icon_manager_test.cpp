@@ -74,10 +74,10 @@ TEST(FileIconManager, AURLUsesTheBundleItLiesIn) {
   EXPECT_EQ(textOf(manager.icon(Keel::URL::fileURL("/apps/Foo.app/Contents/MacOS/foo"))), "cached");
 }
 
-TEST(PhotoEffect, RawValuesAndMonochromePixels) {
-  EXPECT_EQ(rawValue(PhotoEffect::mono), "CIPhotoEffectMono");
-  EXPECT_EQ(rawValue(PhotoEffect::tonal), "CIPhotoEffectTonal");
-  EXPECT_EQ(rawValue(PhotoEffect::noir), "CIPhotoEffectNoir");
+TEST(PhotoEffect, RawValuesRoundTripAndMonochromePixels) {
+  for (const auto effect : {PhotoEffect::mono, PhotoEffect::tonal, PhotoEffect::noir}) {
+    EXPECT_EQ(photoEffect(rawValue(effect)), effect);
+  }
   EXPECT_EQ(photoEffect("CIPhotoEffectNoir"), PhotoEffect::noir);
   EXPECT_FALSE(photoEffect("CIPhotoEffectChrome"));
   EXPECT_FALSE(photoEffect("ciphotoeffectmono"));

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Plinth/inventory/file_url.h"
@@ -153,17 +154,16 @@ TEST(HostileTrees, FoldersThatVanishDuringTheWalkAreSkipped) {
   const fs::path root = temp.path();
   for (const char* name : {"a", "b", "c"}) writeFile(root / name / "f", 10);
   // Whichever folder comes first removes the other two before they are read.
-  std::vector<std::string> seen;
+  bool first = true;
   std::uint64_t total = 0;
   WalkOptions options;
   options.wantSizes = true;
   EXPECT_TRUE(walkFolder(root.string(), options, [&](const WalkEntry& entry) {
-    if (entry.isDirectory && seen.empty()) {
+    if (std::exchange(first, false) && entry.isDirectory) {
       for (const char* name : {"a", "b", "c"}) {
         if (entry.name != name) fs::remove_all(root / name);
       }
     }
-    seen.emplace_back(entry.name);
     total += entry.size;
     return WalkStep::proceed;
   }));

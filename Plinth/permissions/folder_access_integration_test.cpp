@@ -56,12 +56,10 @@ TEST(LinuxBookmarks, ResolveTheSameFolderReplacedOrGone) {
   EXPECT_FALSE(resolved.url);
   EXPECT_NE(resolved.error.localizedDescription.find("not a folder"), std::string::npos);
 
-  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(folder), BookmarkCreationOptions::none).data);
-  EXPECT_FALSE(bookmarks.bookmarkData(folderURL(dir.path() / "none"), BookmarkCreationOptions::none).data);
-  EXPECT_FALSE(bookmarks.bookmarkData(URL{"https://example.org/"}, BookmarkCreationOptions::none).data);
-  resolved = bookmarks.resolve(Keel::Data{1, 2, 3}, BookmarkResolutionOptions::none);
-  EXPECT_FALSE(resolved.url);
-  EXPECT_EQ(resolved.error.localizedDescription,
+  for (const auto& url : {folderURL(folder), folderURL(dir.path() / "none"), URL{"https://example.org/"}}) {
+    EXPECT_FALSE(bookmarks.bookmarkData(url, BookmarkCreationOptions::none).data) << url.absoluteString;
+  }
+  EXPECT_EQ(bookmarks.resolve(Keel::Data{1, 2, 3}, BookmarkResolutionOptions::none).error.localizedDescription,
             "The data is not a folder bookmark: it does not start like a folder bookmark.");
 }
 
@@ -95,9 +93,7 @@ Run folderGrant(const TempDir& home, const std::string& mode, const fs::path& fo
   return {status.value_or(-1), Vantor::Testing::fileText(out)};
 }
 
-// A folder of mode 000 refuses access to a user other than root. Run as root
-// (as CI is), the grants run in processes that setpriv has moved to the user
-// nobody.
+// Root may enter a folder of mode 000, so as root (as CI is) the grants run as nobody.
 TEST(FolderPermissionsAcrossProcesses, AGrantIsRestoredByTheNextLaunchUntilReplacedAndAClosedFolderIsNone) {
   TempDir home;
   fs::permissions(home.path(), fs::perms::all);
@@ -133,17 +129,13 @@ TEST(ProtectedFolders, ListingTakesTheLiteralTildePath) {
   setenv("HOME", home.path().c_str(), 1);
   EXPECT_FALSE(Permissions::canListProtectedFolders());
   fs::create_directories(home.path() / "Library" / "Cookies");
-  // Listing "~/Library/Cookies/" looks for a folder "~" in the current
-  // folder, finds none (ENOENT), and that is no objection.
-  EXPECT_FALSE(fs::exists("~"));
+  EXPECT_FALSE(fs::exists("~"));  // so listing "~/Library/Cookies/" fails with ENOENT: no objection
   EXPECT_TRUE(Permissions::canListProtectedFolders());
   EXPECT_EQ(Permissions::canReadPrivacyDatabase(), fs::exists(std::string(Permissions::privacyDatabasePath)));
   setenv("HOME", oldHome.c_str(), 1);
 }
 
-// The default opener hands the pane's URL to the desktop's handler of the
-// scheme: here a handler of the test's own, which GIO finds on its first
-// look-up in this process.
+// The handler is the test's own, which GIO finds on its first look-up here.
 TEST(PrivacyPanes, TheDefaultOpenerHandsTheURLToTheSchemesHandler) {
   TempDir dir;
   const auto opened = dir.path() / "opened";
@@ -157,11 +149,10 @@ TEST(PrivacyPanes, TheDefaultOpenerHandsTheURLToTheSchemesHandler) {
   setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
 
   Permissions::open(PrivacyPage::allFiles);
-  const auto read = [&] { return Vantor::Testing::fileText(opened); };
-  EXPECT_TRUE(Vantor::Testing::waitUntil(
-      [&] { return read() == "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles"; },
-      std::chrono::seconds(10)))
-      << read();
+  const std::string url = "x-apple.systempreferences:com.apple.preference.security?Privacy_AllFiles";
+  EXPECT_TRUE(
+      Vantor::Testing::waitUntil([&] { return Vantor::Testing::fileText(opened) == url; }, std::chrono::seconds(10)))
+      << Vantor::Testing::fileText(opened);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,12 +17,10 @@ using Keel::URL;
 URL folder(const std::string& path) { return URL::fileURL(path, true); }
 Keel::Data bytes(const std::string& text) { return {text.begin(), text.end()}; }
 
-// Bookmarks whose data is "bm:" and the path; resolving looks the path up in
-// `outcomes` (missing: resolves fine).
+// Bookmarks whose data is "bm:" and the path; paths in `gone` fail to
+// resolve, those in `stale` resolve stale.
 struct FakeBookmarks final : BookmarkMaker, BookmarkResolver {
-  enum class Outcome { fine, stale, error };
-  std::map<std::string, Outcome> outcomes;
-  std::set<std::string> unmakeable;
+  std::set<std::string> gone, stale, unmakeable;
   std::vector<std::uint64_t> optionsSeen;
   MadeBookmark bookmarkData(const URL& url, BookmarkCreationOptions options) override {
     optionsSeen.push_back(static_cast<std::uint64_t>(options));
@@ -35,9 +32,8 @@ struct FakeBookmarks final : BookmarkMaker, BookmarkResolver {
     const std::string text(data.begin(), data.end());
     if (!text.starts_with("bm:")) return {std::nullopt, false, {"not a bookmark: " + text}};
     const auto path = text.substr(3);
-    const auto outcome = outcomes.count(path) != 0 ? outcomes[path] : Outcome::fine;
-    if (outcome == Outcome::error) return {std::nullopt, false, {"The folder " + path + " is gone."}};
-    return {folder(path), outcome == Outcome::stale, {}};
+    if (gone.count(path) != 0) return {std::nullopt, false, {"The folder " + path + " is gone."}};
+    return {folder(path), stale.count(path) != 0, {}};
   }
 };
 
@@ -84,27 +80,42 @@ class FolderPermissionsTest : public ::testing::Test {
   std::vector<std::string> logged;
 };
 
-TEST_F(FolderPermissionsTest, KeepsExactlyTheListAndOneDataEntryPerPathAndRestoresThem) {
+TEST_F(FolderPermissionsTest, KeepsExactlyTheListAndOneDataEntryPerPathRestoresAndRemovesThem) {
   {
     FolderPermissions permissions(store, services());
     permissions.store(folder("/a"));
-    permissions.store(folder("/b b"));
+    permissions.store(folder("/b"));
   }
-  const Keel::TextDictionary expected{
-      {"/a", bytes("bm:/a")}, {"/b b", bytes("bm:/b b")}, {"Bookmarks", AnyValue(AnyValue::Array{"/a", "/b b"})}};
-  EXPECT_EQ(store.dictionaryRepresentation(), expected);
+  EXPECT_EQ(store.dictionaryRepresentation(),
+            (Keel::TextDictionary{
+                {"/a", bytes("bm:/a")}, {"/b", bytes("bm:/b")}, {"Bookmarks", AnyValue(AnyValue::Array{"/a", "/b"})}}));
 
-  FolderPermissions restored(store, services());
-  EXPECT_EQ(restored.keys(), (std::vector<std::string>{"/a", "/b b"}));
-  EXPECT_EQ(restored.count(), 2U);
-  EXPECT_TRUE(restored.hasAccess(folder("/b b")));
-  EXPECT_FALSE(restored.hasAccess(URL::fileURL("/a")));  // the whole URL counts, not the path
-  EXPECT_TRUE(restored.hasAccess(std::vector<URL>{}));
-  EXPECT_EQ(store.dictionaryRepresentation(), expected);
+  FolderPermissions permissions(store, services());
+  EXPECT_EQ(permissions.keys(), (std::vector<std::string>{"/a", "/b"}));
+  EXPECT_TRUE(permissions.hasAccess(folder("/b")));
+  EXPECT_FALSE(permissions.hasAccess(URL::fileURL("/a")));  // the whole URL counts, not the path
+  EXPECT_TRUE(permissions.hasAccess(std::vector<URL>{}));
+
+  // The same folder twice is kept twice, counted once and removed by one remove.
+  permissions.store(folder("/a"));
+  EXPECT_EQ(permissions.keys(), (std::vector<std::string>{"/a", "/b", "/a"}));
+  EXPECT_EQ(permissions.count(), 2U);
+  permissions.remove("/a");
+  EXPECT_EQ(permissions.keys(), std::vector<std::string>{"/b"});
+  EXPECT_FALSE(permissions.hasAccess(folder("/a")));
+  EXPECT_EQ(store.array("Bookmarks"), AnyValue::Array{"/b"});
+  EXPECT_TRUE(access->stopped.empty());  // access lasts until the process ends
+
+  permissions.store(folder("/c"));
+  permissions.remove(folder("/c"));
+  permissions.removeAll();
+  EXPECT_EQ(permissions.count(), 0U);
+  EXPECT_EQ(store.dictionaryRepresentation(), (Keel::TextDictionary{{"Bookmarks", AnyValue(AnyValue::Array{})}}));
 }
 
 TEST_F(FolderPermissionsTest, RestoreLeavesOutFailuresAndLogsOnlyResolutionErrors) {
-  bookmarks->outcomes = {{"/b", FakeBookmarks::Outcome::error}, {"/c", FakeBookmarks::Outcome::stale}};
+  bookmarks->gone = {"/b"};
+  bookmarks->stale = {"/c"};
   access->refused = {"/d"};
   storeList({"/none", "/b", "/c", "/d", "/a"});
   const auto before = store.dictionaryRepresentation();
@@ -118,9 +129,9 @@ TEST_F(FolderPermissionsTest, RestoreLeavesOutFailuresAndLogsOnlyResolutionError
   permissions.store(folder("/e"));
   EXPECT_EQ(store.array("Bookmarks"), (AnyValue::Array{"/a", "/e"}));
   EXPECT_EQ(store.data("/c"), bytes("bm:/c"));
-}
 
-TEST_F(FolderPermissionsTest, ABookmarksEntryThatIsNotAllTextsRestoresNothing) {
+  // A list that is not all texts restores nothing, silently.
+  logged.clear();
   storeList({"/a", 5, "/b"});
   EXPECT_EQ(FolderPermissions(store, services()).count(), 0U);
   store.set(AnyValue("/a"), "Bookmarks");
@@ -128,32 +139,10 @@ TEST_F(FolderPermissionsTest, ABookmarksEntryThatIsNotAllTextsRestoresNothing) {
   EXPECT_TRUE(logged.empty());
 }
 
-TEST_F(FolderPermissionsTest, TheSameFolderStoredTwiceIsRemovedByOneRemove) {
-  FolderPermissions permissions(store, services());
-  permissions.store(folder("/a"));
-  permissions.store(folder("/b"));
-  permissions.store(folder("/a"));
-  EXPECT_EQ(permissions.keys(), (std::vector<std::string>{"/a", "/b", "/a"}));
-  EXPECT_EQ(permissions.count(), 2U);
-
-  permissions.remove("/a");
-  EXPECT_EQ(permissions.keys(), std::vector<std::string>{"/b"});
-  EXPECT_FALSE(permissions.hasAccess(folder("/a")));
-  EXPECT_EQ(store.array("Bookmarks"), AnyValue::Array{"/b"});
-  EXPECT_FALSE(store.object("/a"));
-  EXPECT_TRUE(access->stopped.empty());  // access lasts until the process ends
-
-  permissions.store(folder("/c"));
-  permissions.remove(folder("/c"));
-  permissions.removeAll();
-  EXPECT_EQ(permissions.count(), 0U);
-  EXPECT_EQ(store.dictionaryRepresentation(), (Keel::TextDictionary{{"Bookmarks", AnyValue(AnyValue::Array{})}}));
-}
-
-TEST_F(FolderPermissionsTest, AFailedBookmarkOrRefusedAccessStoresNothing) {
+TEST_F(FolderPermissionsTest, AFailedBookmarkOrRefusedAccessStoresNothingAndOptionsReachTheBookmarks) {
   bookmarks->unmakeable = {"/a"};
   access->refused = {"/b"};
-  FolderPermissions permissions(store, services());
+  FolderPermissions permissions(store, BookmarkCreationOptions::none, BookmarkResolutionOptions::none, services());
   permissions.store(folder("/a"));
   permissions.store(folder("/b"));
   // No key a store can hold: refused before access starts, never counted.
@@ -164,15 +153,13 @@ TEST_F(FolderPermissionsTest, AFailedBookmarkOrRefusedAccessStoresNothing) {
   EXPECT_TRUE(access->started.empty());
   EXPECT_TRUE(store.dictionaryRepresentation().empty());
   EXPECT_TRUE(logged.empty());
-}
 
-TEST_F(FolderPermissionsTest, OptionsReachTheBookmarkPieces) {
-  storeList({"/a"});
-  FolderPermissions permissions(store, BookmarkCreationOptions::none, BookmarkResolutionOptions::none, services());
+  bookmarks->optionsSeen.clear();
   permissions.setCreationOptions(BookmarkCreationOptions::withSecurityScope);
-  permissions.store(folder("/b"));
-  EXPECT_EQ(bookmarks->optionsSeen, (std::vector<std::uint64_t>{0, 2048}));
-  EXPECT_EQ(FolderPermissions(store, services()).resolutionOptions(), BookmarkResolutionOptions::withSecurityScope);
+  permissions.store(folder("/e"));
+  const FolderPermissions byDefault(store, services());
+  const FolderPermissions unscoped(store, BookmarkCreationOptions::none, BookmarkResolutionOptions::none, services());
+  EXPECT_EQ(bookmarks->optionsSeen, (std::vector<std::uint64_t>{2048, 1024, 0}));
 }
 
 TEST_F(FolderPermissionsTest, RequestAccessShowsTheFolderPanelAndFollowsItsAnswerWhileItsOwnerLives) {
@@ -214,7 +201,8 @@ TEST_F(FolderPermissionsTest, RequestAccessShowsTheFolderPanelAndFollowsItsAnswe
 }
 
 TEST_F(FolderPermissionsTest, SecureFoldersGrantRestoreStopAndRemoveSilently) {
-  bookmarks->outcomes = {{"/b", FakeBookmarks::Outcome::error}, {"/c", FakeBookmarks::Outcome::stale}};
+  bookmarks->gone = {"/b"};
+  bookmarks->stale = {"/c"};
   SecureFolderSet set(store, services());
   setSharedSecureFoldersForTesting(&set);
   SecureFolders::grant(folder("/a"), "first");

@@ -7,6 +7,8 @@
 #include <QPushButton>
 #include <filesystem>
 #include <optional>
+#include <utility>
+#include <vector>
 
 #include "Plinth/desktop/window_qt.h"
 #include "testing/temp_dir.h"
@@ -25,20 +27,14 @@ TEST(QtFolderPicker, OpensWindowModalInTheStartFolderAndAnswersOnce) {
   OpenPanelOptions options;
   options.directory = Keel::URL::fileURL(start.string(), true);
   options.prompt = "Allow";
-  int calls = 0;
-  std::optional<ModalResponse> response;
-  std::optional<Keel::URL> url;
-  const auto completion = [&](ModalResponse r, std::optional<Keel::URL> u) {
-    ++calls;
-    response = r;
-    url = std::move(u);
-  };
+  std::vector<std::pair<ModalResponse, std::optional<Keel::URL>>> answers;
+  const auto completion = [&](ModalResponse r, std::optional<Keel::URL> u) { answers.emplace_back(r, std::move(u)); };
 
   QtFolderPicker picker;
   picker.beginSheet(options, &window, completion);
   auto* dialog = widget.findChild<QFileDialog*>();
   ASSERT_NE(dialog, nullptr);
-  EXPECT_EQ(calls, 0);
+  EXPECT_TRUE(answers.empty());
   EXPECT_EQ(dialog->windowModality(), Qt::WindowModal);
   EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
   EXPECT_TRUE(dialog->testOption(QFileDialog::ReadOnly));  // no new folders
@@ -46,19 +42,18 @@ TEST(QtFolderPicker, OpensWindowModalInTheStartFolderAndAnswersOnce) {
   EXPECT_EQ(dialog->labelText(QFileDialog::Accept), "Allow");
   dialog->selectFile(QString::fromStdString((start / "chosen").string()));
   static_cast<QDialog*>(dialog)->accept();  // as the accept button does
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(response, ModalResponse::OK);
-  ASSERT_TRUE(url);
-  EXPECT_EQ(url->path(), (start / "chosen").string());
+  ASSERT_EQ(answers.size(), 1U);
+  EXPECT_EQ(answers[0].first, ModalResponse::OK);
+  ASSERT_TRUE(answers[0].second);
+  EXPECT_EQ(answers[0].second->path(), (start / "chosen").string());
 
   picker.beginSheet(options, nullptr, completion);  // free-standing
   dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
   ASSERT_NE(dialog, nullptr);
   EXPECT_EQ(dialog->parentWidget(), nullptr);
   dialog->reject();
-  EXPECT_EQ(calls, 2);
-  EXPECT_EQ(response, ModalResponse::cancel);
-  EXPECT_FALSE(url);
+  ASSERT_EQ(answers.size(), 2U);
+  EXPECT_EQ(answers[1], std::make_pair(ModalResponse::cancel, std::optional<Keel::URL>()));
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 

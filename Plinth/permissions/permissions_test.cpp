@@ -31,17 +31,15 @@ TEST(Permissions, OpensTheSettingsURLsExactly) {
                                               "x-apple.systempreferences:com.apple.preference.notifications"}));
 }
 
-// A home folder of directories (by expanded path) and listing failures (by the
-// literal path asked for).
+// Directories by expanded path, listing failures by the literal path asked for.
 struct FakeHome final : ProtectedFileAccess {
   std::set<std::string> directories, files, readable;
   std::map<std::string, int> failures;
   mutable std::vector<std::string> listed;
   bool canReadContents(const std::string& path) const override { return readable.count(path) != 0; }
   std::optional<bool> isDirectory(const std::string& path) const override {
-    if (directories.count(path) != 0) return true;
-    if (files.count(path) != 0) return false;
-    return std::nullopt;
+    if (directories.count(path) + files.count(path) == 0) return std::nullopt;
+    return directories.count(path) != 0;
   }
   std::optional<int> listingFailure(const std::string& path) const override {
     listed.push_back(path);

@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "Plinth/permissions/portal_folder_picker_linux.h"
 #include "testing/child_process.h"
@@ -21,10 +23,8 @@ using namespace std::chrono_literals;
 using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
 
-struct Answer {
-  ModalResponse response;
-  std::optional<Keel::URL> url;
-};
+using Answer = std::pair<ModalResponse, std::optional<Keel::URL>>;
+const auto startFolder = Keel::URL::fileURL("/start/h\xC3\xA9re", true);
 
 class PortalFolderPickerTest : public ::testing::Test {
  protected:
@@ -44,23 +44,19 @@ class PortalFolderPickerTest : public ::testing::Test {
     ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return std::filesystem::exists(ready); }, 30s)) << "no portal";
   }
 
-  // Begins the panel and runs this thread's loop until it ends.
+  // Begins the panel and runs this thread's loop until it ends; the one answer, if any.
   std::optional<Answer> choose(PortalFolderPicker picker) {
     OpenPanelOptions options;
-    options.directory = Keel::URL::fileURL("/start/h\xC3\xA9re", true);
+    options.directory = startFolder;
     options.prompt = "Allow";
-    std::optional<Answer> answer;
-    int calls = 0;
-    picker.beginSheet(options, nullptr, [&](ModalResponse response, std::optional<Keel::URL> url) {
-      ++calls;
-      answer = Answer{response, std::move(url)};
-    });
+    std::vector<Answer> answers;
+    picker.beginSheet(options, nullptr,
+                      [&](ModalResponse r, std::optional<Keel::URL> u) { answers.emplace_back(r, u); });
     const auto deadline = std::chrono::steady_clock::now() + 20s;
-    while (!answer && std::chrono::steady_clock::now() < deadline) g_main_context_iteration(context_, FALSE);
-    // Nothing more arrives afterwards.
-    for (int i = 0; i < 20; ++i) g_main_context_iteration(context_, FALSE);
-    EXPECT_LE(calls, 1);
-    return answer;
+    while (answers.empty() && std::chrono::steady_clock::now() < deadline) g_main_context_iteration(context_, FALSE);
+    for (int i = 0; i < 20; ++i) g_main_context_iteration(context_, FALSE);  // nothing more may arrive
+    EXPECT_LE(answers.size(), 1U);
+    return answers.empty() ? std::nullopt : std::optional(answers[0]);
   }
 
   std::filesystem::path record() const { return dir_.path() / "options.json"; }
@@ -73,10 +69,8 @@ class PortalFolderPickerTest : public ::testing::Test {
 
 TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURLAndNoneAsNone) {
   startPortal("choose", "file:///tmp/chosen%20folder");
-  const auto answer = choose(PortalFolderPicker(bus_.address()));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->response, ModalResponse::OK);
-  EXPECT_EQ(answer->url, Keel::URL::fileURL("/tmp/chosen folder", true));
+  EXPECT_EQ(choose(PortalFolderPicker(bus_.address())),
+            Answer(ModalResponse::OK, Keel::URL::fileURL("/tmp/chosen folder", true)));
 
   const std::string options = Vantor::Testing::fileText(record());
   // current_folder is the path's bytes with the terminating NUL.
@@ -85,13 +79,9 @@ TEST_F(PortalFolderPickerTest, AChosenFolderArrivesAsADirectoryURLAndNoneAsNone)
     EXPECT_NE(options.find(option), std::string::npos) << option << "\n" << options;
   }
 
-  // An empty success is OK without a folder.
   portal_.reset();
   startPortal("empty");
-  const auto empty = choose(PortalFolderPicker(bus_.address()));
-  ASSERT_TRUE(empty);
-  EXPECT_EQ(empty->response, ModalResponse::OK);
-  EXPECT_FALSE(empty->url);
+  EXPECT_EQ(choose(PortalFolderPicker(bus_.address())), Answer(ModalResponse::OK, std::nullopt));
 }
 
 // Stands in for the toolkit's own dialog: answers OK with its start folder.
@@ -106,30 +96,21 @@ class FallbackPicker final : public FolderPicker {
 
 TEST_F(PortalFolderPickerTest, WithoutABusOrAPortalTheFallbackAnswersElseCancel) {
   const std::string noBus = "unix:path=" + (dir_.path() / "no-bus").string();
-  auto answer = choose(PortalFolderPicker(noBus));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->response, ModalResponse::cancel);
-  answer = choose(PortalFolderPicker(bus_.address()));  // nobody owns the portal's name
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->response, ModalResponse::cancel);
+  const Answer cancelled(ModalResponse::cancel, std::nullopt);
+  EXPECT_EQ(choose(PortalFolderPicker(noBus)), cancelled);
+  EXPECT_EQ(choose(PortalFolderPicker(bus_.address())), cancelled);  // nobody owns the portal's name
 
   // A bus that never answers counts as none once connecting has timed out.
   Vantor::Testing::SilentBus silent(dir_.path() / "silent");
   auto fallback = std::make_shared<FallbackPicker>();
   for (const auto& address : {noBus, bus_.address(), silent.address()}) {
-    answer = choose(PortalFolderPicker(address, fallback));
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->response, ModalResponse::OK);
-    EXPECT_EQ(answer->url, Keel::URL::fileURL("/start/h\xC3\xA9re", true));
+    EXPECT_EQ(choose(PortalFolderPicker(address, fallback)), Answer(ModalResponse::OK, startFolder)) << address;
   }
   EXPECT_EQ(fallback->calls, 3);
 
   // A portal that answers is the only picker asked, even when the user cancels.
   startPortal("cancel");
-  answer = choose(PortalFolderPicker(bus_.address(), fallback));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->response, ModalResponse::cancel);
-  EXPECT_FALSE(answer->url);
+  EXPECT_EQ(choose(PortalFolderPicker(bus_.address(), fallback)), cancelled);
   EXPECT_EQ(fallback->calls, 3);
 }
 

@@ -91,8 +91,7 @@ TEST_F(DesktopAppearance, IsLightWithoutAPortalOrABus) {
   auto noPortal = makeDesktopAppearance(bus.address());
   auto noBus = makeDesktopAppearance("unix:path=/nonexistent/vantor-bus");
   auto silentBus = makeDesktopAppearance(silent.address());  // returns at once all the same
-  // Nothing is to happen, so no event can end the wait: a quiet period in
-  // which any answer that arrives is served.
+  // Nothing is to happen, so a quiet period in which any answer is served.
   EXPECT_FALSE(spinUntil([] { return false; }, 200ms));
   EXPECT_EQ(noPortal->appearanceName(), "light");
   EXPECT_EQ(noBus->appearanceName(), "light");

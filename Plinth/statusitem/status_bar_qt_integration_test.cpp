@@ -1,9 +1,6 @@
-// The tray item in a real StatusNotifierItem host: Debian's xfce4-panel
-// (its Status Tray plugin is the host and the StatusNotifierWatcher) on an
-// X server (Xvfb) and a private session bus. Qt picks its session bus and
-// its tray protocol once, when the application and the first icon are made,
-// so the checks run in a child copy of this binary started under xvfb-run,
-// which starts the panel before it makes its first icon.
+// The tray item in a real StatusNotifierItem host (xfce4-panel's Status Tray) on Xvfb and a
+// private bus. Qt picks its bus and tray protocol once, at its first icon, so the checks run
+// in a child copy of this binary under xvfb-run, which starts the panel before that icon.
 #include "Plinth/statusitem/status_bar_qt.h"
 
 #include <gio/gio.h>
@@ -58,15 +55,7 @@ std::string printed(GVariant* value) {
   return result;
 }
 
-bool onPath(const char* program) {
-  gchar* found = g_find_program_in_path(program);
-  const bool there = found != nullptr;
-  g_free(found);
-  return there;
-}
-
-// An asynchronous call, answered while the Qt (GLib) loop keeps running: the
-// item being asked lives in this very process. Null when the call failed.
+// An asynchronous call, since the item asked lives in this process's loop; null when it failed.
 GVariant* call(GDBusConnection* connection, const std::string& name, const char* path, const char* interface,
                const char* method, GVariant* parameters) {
   struct Reply {
@@ -85,21 +74,18 @@ GVariant* call(GDBusConnection* connection, const std::string& name, const char*
   return reply.value;
 }
 
-// A property's value, unwrapped from Get's (v).
+// A property's value, unwrapped from Get's (v); null when the call failed.
 GVariant* property(GDBusConnection* connection, const std::string& name, const char* path, const char* interface,
                    const char* key) {
   GVariant* reply =
       call(connection, name, path, "org.freedesktop.DBus.Properties", "Get", g_variant_new("(ss)", interface, key));
-  if (reply == nullptr) return nullptr;
-  GVariant* boxed = g_variant_get_child_value(reply, 0);
-  GVariant* value = g_variant_get_variant(boxed);
-  g_variant_unref(boxed);
-  g_variant_unref(reply);
+  GVariant* value = nullptr;
+  if (reply != nullptr) g_variant_get(reply, "(v)", &value);
+  if (reply != nullptr) g_variant_unref(reply);
   return value;
 }
 
-// Runs only in the child (VANTOR_PANEL_PROBE names a folder for the panel's
-// settings and the screenshots), on xcb under Xvfb.
+// Runs only in the child; VANTOR_PANEL_PROBE names a folder for the panel's settings and shots.
 TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
   const char* configHome = std::getenv("VANTOR_PANEL_PROBE");  // NOLINT(concurrency-mt-unsafe)
   if (configHome == nullptr) GTEST_SKIP() << "runs as the child of RealPanel.ShowsTheItem";
@@ -166,7 +152,8 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
     }
     g_variant_unref(items);
     return !service.empty();
-  })) << "the item never registered with the panel's watcher, which lists " << seen;
+  })) << "the item never registered with the panel's watcher, which lists "
+      << seen;
 
   // The menu as the host reads it: every entry has its text.
   const std::string layout = printed(call(bus, service, "/MenuBar", "com.canonical.dbusmenu", "GetLayout",
@@ -189,8 +176,7 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
   EXPECT_EQ(itemProperty("Title"), "'Vantor'");
   EXPECT_NE(itemProperty("ToolTip").find("'Vantor'"), std::string::npos) << itemProperty("ToolTip");
 
-  // Readable on a light and a dark panel, whatever the desktop's colour
-  // scheme says, at the panel's icon sizes.
+  // Readable on a light and a dark panel, whatever the colour scheme, at the panel's icon sizes.
   QImage before;
   for (const bool darkPanel : {false, true}) {
     ASSERT_TRUE(panel.setDarkMode(darkPanel));
@@ -223,12 +209,11 @@ TEST(PanelProbe, RegistersWithTheHostLabelsItsMenuAndStaysReadable) {
 
 TEST(RealPanel, ShowsTheItem) {
   if (std::getenv("VANTOR_PANEL_PROBE") != nullptr) GTEST_SKIP() << "this is the child";  // NOLINT
-  for (const char* program : {"xvfb-run", "Xvfb"}) {
-    if (!onPath(program)) GTEST_SKIP() << program << " is not installed (scripts/setup.sh installs it)";
+  auto missing = Vantor::Testing::XfcePanel::missing();
+  for (const char* program : {"/usr/bin/xvfb-run", "/usr/bin/Xvfb"}) {
+    if (!fs::exists(program)) missing = program;
   }
-  if (auto missing = Vantor::Testing::XfcePanel::missing()) {
-    GTEST_SKIP() << *missing << " is not installed (scripts/setup.sh installs it)";
-  }
+  if (missing) GTEST_SKIP() << *missing << " is not installed (scripts/setup.sh installs it)";
   Vantor::Testing::PrivateSessionBus bus;
   Vantor::Testing::TempDir dir;
   const fs::path log = dir.path() / "probe.log";

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <vector>
+
 namespace Vantor {
 namespace {
 
@@ -15,40 +18,32 @@ std::optional<std::string> why(const std::string& keys, const AutostartSession& 
   return whyNotStarted(entry.value(), session);
 }
 
-constexpr const char* starts = "Type=Application\nExec=/bin/x\n";
-
-TEST(WhyNotStartedTest, AnOrdinaryEntryStarts) {
-  EXPECT_EQ(why(starts), std::nullopt);
-  EXPECT_EQ(
-      why(std::string(starts) + "Hidden=false\nOnlyShowIn=KDE;GNOME;\nNotShowIn=XFCE;\nTryExec=/bin/installed\n"),
-      std::nullopt);
-}
-
-TEST(WhyNotStartedTest, EachRuleCanStopAnEntry) {
-  const std::string base = starts;
-  EXPECT_EQ(why("Type=Link\nExec=/bin/x\n"), "Type is Link, not Application");
-  EXPECT_EQ(why("Exec=/bin/x\n"), "no Type");
-  EXPECT_EQ(why(base + "Hidden=true\n"), "Hidden=true");
-  EXPECT_EQ(why(base + "X-GNOME-Autostart-enabled=false\n"), "X-GNOME-Autostart-enabled=false");
-  EXPECT_EQ(why(base + "OnlyShowIn=KDE;XFCE;\n"), "OnlyShowIn=KDE, XFCE, and the current desktop is ubuntu, GNOME");
-  EXPECT_EQ(why(base + "NotShowIn=GNOME;\n"), "NotShowIn=GNOME, and the current desktop is ubuntu, GNOME");
-  EXPECT_EQ(why("Type=Application\nExec=  \n"), "no Exec");
-  EXPECT_EQ(why(base + "TryExec=/bin/missing\n"), "its TryExec program /bin/missing is not installed");
-}
-
-TEST(WhyNotStartedTest, WithoutACurrentDesktopOnlyShowInNeverMatches) {
+TEST(WhyNotStartedTest, AnOrdinaryEntryStartsAndEachRuleCanStopOne) {
+  const std::string base = "Type=Application\nExec=/bin/x\n";
   const AutostartSession unknown{{}, nullptr};
-  EXPECT_EQ(why(std::string(starts) + "OnlyShowIn=GNOME;\n", unknown),
-            "OnlyShowIn=GNOME, and XDG_CURRENT_DESKTOP is not set");
-  EXPECT_EQ(why(std::string(starts) + "NotShowIn=GNOME;\n", unknown), std::nullopt);
-  // Names compare exactly: "gnome" is not "GNOME".
-  EXPECT_TRUE(why(std::string(starts) + "OnlyShowIn=gnome;\n"));
+  const std::vector<std::tuple<std::string, std::optional<std::string>, AutostartSession>> cases = {
+      {base, std::nullopt, gnome()},
+      {base + "Hidden=false\nOnlyShowIn=KDE;GNOME;\nNotShowIn=XFCE;\nTryExec=/bin/installed\n", std::nullopt, gnome()},
+      {"Type=Link\nExec=/bin/x\n", "Type is Link, not Application", gnome()},
+      {"Exec=/bin/x\n", "no Type", gnome()},
+      {base + "Hidden=true\n", "Hidden=true", gnome()},
+      {base + "X-GNOME-Autostart-enabled=false\n", "X-GNOME-Autostart-enabled=false", gnome()},
+      {base + "OnlyShowIn=KDE;XFCE;\n", "OnlyShowIn=KDE, XFCE, and the current desktop is ubuntu, GNOME", gnome()},
+      {base + "OnlyShowIn=gnome;\n", "OnlyShowIn=gnome, and the current desktop is ubuntu, GNOME", gnome()},
+      {base + "NotShowIn=GNOME;\n", "NotShowIn=GNOME, and the current desktop is ubuntu, GNOME", gnome()},
+      {"Type=Application\nExec=  \n", "no Exec", gnome()},
+      {base + "TryExec=/bin/missing\n", "its TryExec program /bin/missing is not installed", gnome()},
+      // Without a current desktop OnlyShowIn never matches and NotShowIn never stops.
+      {base + "OnlyShowIn=GNOME;\n", "OnlyShowIn=GNOME, and XDG_CURRENT_DESKTOP is not set", unknown},
+      {base + "NotShowIn=GNOME;\n", std::nullopt, unknown},
+  };
+  for (const auto& [keys, reason, session] : cases) EXPECT_EQ(why(keys, session), reason) << keys;
 }
 
 const AutostartFile userFile{"/home/u/.config/autostart/x.desktop",
-                          "[Desktop Entry]\nType=Application\nExec=/u/launcher\n"};
+                             "[Desktop Entry]\nType=Application\nExec=/u/launcher\n"};
 const AutostartFile systemFile{"/etc/xdg/autostart/x.desktop",
-                            "[Desktop Entry]\nType=Application\nExec=\"/s/my launcher\" -x\n"};
+                               "[Desktop Entry]\nType=Application\nExec=\"/s/my launcher\" -x\n"};
 
 // The explanations of each state are checked, on real folders, in
 // tools_integration_test.cpp; here, what they cannot show.

@@ -42,10 +42,8 @@ TEST(DesktopEntryValuesTest, BooleansAndListsFollowTheFormat) {
       "OnlyShowIn=GNOME;KDE;\nNotShowIn=a\\;b;c\nEmpty=\n");
   ASSERT_TRUE(entry);
   const DesktopEntry& e = entry.value();
-  EXPECT_EQ(e.boolean("A"), true);
-  EXPECT_EQ(e.boolean("B"), true);
-  EXPECT_EQ(e.boolean("C"), false);
-  EXPECT_EQ(e.boolean("D"), std::nullopt);
+  EXPECT_EQ((std::vector{e.boolean("A"), e.boolean("B"), e.boolean("C"), e.boolean("D")}),
+            (std::vector<std::optional<bool>>{true, true, false, std::nullopt}));
   EXPECT_EQ(e.list("OnlyShowIn"), (std::vector<std::string>{"GNOME", "KDE"}));
   EXPECT_EQ(e.list("NotShowIn"), (std::vector<std::string>{"a;b", "c"}));
   EXPECT_TRUE(e.list("Empty").empty());
