@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -176,19 +177,22 @@ TEST(DirectoryObserver, ReleasingDoesNotWaitForARunOnAnotherThreadNoRunStartsAft
 TEST(DirectoryObserver, DestroyingTheObserverFromInsideItsHandlerDoesNotDeadlock) {
   TempDir dir;
   std::mutex mutex;
+  std::condition_variable done;
   std::unique_ptr<DirectoryObserver> observer;
-  const RunCounter destroyed;
+  bool destroyed = false;
   {
     std::lock_guard lock(mutex);  // the handler cannot run before `observer` is set
     observer = std::make_unique<DirectoryObserver>(dir.path(), [&] {
       std::lock_guard inner(mutex);
       if (!observer) return;
       observer.reset();
-      destroyed.add();
+      destroyed = true;
+      done.notify_all();
     });
   }
   touch(dir.path() / "a");
-  EXPECT_TRUE(destroyed.waitFor(1));
+  std::unique_lock lock(mutex);
+  EXPECT_TRUE(done.wait_for(lock, 10s, [&] { return destroyed; }));
 }
 
 }  // namespace
