@@ -48,7 +48,6 @@ TEST(UserDefaultsValues, StoredInTheFormTheFileGivesBackAndAbsentOrNullRemoves) 
   EXPECT_EQ(d.string("url"), "file:///tmp/a");
   ASSERT_TRUE(d.set(AnyValue::Array{std::uint8_t{1}, "x"}, "array"));
   EXPECT_EQ(d.array("array"), (AnyValue::Array{std::int64_t{1}, "x"}));
-  // Absent or null removes the key.
   EXPECT_TRUE(d.set(std::nullopt, "int"));
   EXPECT_TRUE(d.set(nullptr, "float"));
   EXPECT_EQ(d.dictionaryRepresentation().size(), 3u);
