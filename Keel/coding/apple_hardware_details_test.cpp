@@ -4,21 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 
 #include "Keel/coding/json.h"
 #include "Keel/coding/property_list.h"
+#include "testing/file_text.h"
 #include "testing/plist_bytes.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
 
-using Keys = AppleHardwareDetails::CodingKeys;
-
 TEST(AppleHardwareDetailsTest, EncodesPresentFieldsUnderTheirNamesAndDecodesAbsentOnes) {
-  EXPECT_EQ(AppleHardwareDetails::stringValue(Keys::description), "description");
   EXPECT_EQ(AppleHardwareDetails::codingKey("Model"), std::nullopt);  // names are case-sensitive
   AppleHardwareDetails details;
   details.processor = "8-Core Intel Core i9";
@@ -47,9 +44,7 @@ class HardwareLookupTest : public ::testing::Test {
     writeFile(language, Vantor::Testing::plistBytes(list, binary));
   }
   void writeFile(const std::string& language, const std::string& bytes) {
-    const auto path = AppleHardwareDetails::attributesPath(dir.path(), language);
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
+    Vantor::Testing::writeText(AppleHardwareDetails::attributesPath(dir.path(), language), bytes);
   }
   std::optional<AppleHardwareDetails> lookup(std::optional<std::string> language, std::string model) const {
     AppleHardwareDetails::Sources sources;

@@ -23,7 +23,7 @@ std::vector<std::string> callOrder(MulticastDelegate<Listener>& delegate) {
   return called;
 }
 
-TEST(MulticastDelegate, CallsFromLastAddedToFirstAndOnceEach) {
+TEST(MulticastDelegate, CallsFromLastAddedToFirstOnceEachAndRemovesByIdentityOnly) {
   MulticastDelegate<Listener> delegate;
   auto a = std::make_shared<Listener>("A");
   auto b = std::make_shared<Listener>("B");
@@ -35,6 +35,17 @@ TEST(MulticastDelegate, CallsFromLastAddedToFirstAndOnceEach) {
   delegate.add(nullptr);
   EXPECT_EQ(callOrder(delegate), (std::vector<std::string>{"C", "B", "A"}));
   EXPECT_EQ(delegate.count(), 3u);
+
+  auto twin = std::make_shared<Listener>("A");  // equal by ==, another object
+  delegate.remove(twin);                        // never added: nothing happens
+  delegate.remove(nullptr);
+  delegate.remove(b);
+  delegate.remove(c);
+  EXPECT_EQ(callOrder(delegate), std::vector<std::string>{"A"});
+  delegate.remove(a);
+  EXPECT_TRUE(callOrder(delegate).empty());  // an empty set calls nothing
+  EXPECT_EQ(delegate.count(), 0u);
+  delegate.remove(a);  // twice is fine
 }
 
 TEST(MulticastDelegate, DestroyedListenersDropOut) {
@@ -54,20 +65,6 @@ TEST(MulticastDelegate, DestroyedListenersDropOut) {
   std::shared_ptr<Listener> reborn(new Listener("R"));
   delegate.add(reborn);
   EXPECT_EQ(callOrder(delegate), std::vector<std::string>{"R"});
-}
-
-TEST(MulticastDelegate, RemovesByIdentityOnly) {
-  MulticastDelegate<Listener> delegate;
-  auto a = std::make_shared<Listener>("A");
-  auto twin = std::make_shared<Listener>("A");  // equal by ==, another object
-  delegate.add(a);
-  delegate.remove(twin);  // never added: nothing happens
-  delegate.remove(nullptr);
-  EXPECT_EQ(callOrder(delegate), std::vector<std::string>{"A"});
-  delegate.remove(a);
-  EXPECT_TRUE(callOrder(delegate).empty());  // an empty set calls nothing
-  EXPECT_EQ(delegate.count(), 0u);
-  delegate.remove(a);  // twice is fine
 }
 
 TEST(MulticastDelegate, ChangesDuringInvokeAffectOnlyLaterCalls) {

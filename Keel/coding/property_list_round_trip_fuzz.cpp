@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "Keel/coding/property_list.h"
@@ -160,42 +161,22 @@ bool xmlText(std::string_view s) {
   return true;
 }
 
-// Whether the XML form holds `v`; `levels` counts the containers around it.
-bool writable(const AnyValue& v, std::size_t levels) {
+// The tree as the reader gives it back, or nothing when the XML form cannot
+// hold it; `levels` counts the containers around `v`.
+std::optional<AnyValue> expected(const AnyValue& v, std::size_t levels) {
   using K = AnyValue::Kind;
   switch (v.kind()) {
     case K::null:
-      return false;
+      return std::nullopt;
     case K::text:
-      return xmlText(v.as<Keel::Text>());
+      return xmlText(v.as<Keel::Text>()) ? std::optional(v) : std::nullopt;
     case K::url:
-      return xmlText(v.url()->absoluteString);
+      return xmlText(v.url()->absoluteString) ? std::optional<AnyValue>(v.url()->absoluteString) : std::nullopt;
     case K::date: {
       // 0001-01-01T00:00:00Z and 10000-01-01T00:00:00Z.
       const double t = v.as<Date>().timeIntervalSinceReferenceDate();
-      return t >= -63113904000.0 && t < 252423993600.0;
+      return t >= -63113904000.0 && t < 252423993600.0 ? std::optional(v) : std::nullopt;
     }
-    case K::array:
-      if (levels + 1 > Keel::maxValueDepth) return false;
-      for (const AnyValue& child : v.as<AnyValue::Array>()) {
-        if (!writable(child, levels + 1)) return false;
-      }
-      return true;
-    case K::dictionary:
-      if (levels + 1 > Keel::maxValueDepth) return false;
-      for (const auto& [key, child] : v.as<TextDictionary>()) {
-        if (!xmlText(key) || !writable(child, levels + 1)) return false;
-      }
-      return true;
-    default:
-      return true;
-  }
-}
-
-// The tree as the reader gives it back.
-AnyValue normal(const AnyValue& v) {
-  using K = AnyValue::Kind;
-  switch (v.kind()) {
     case K::int8:
       return std::int64_t{v.as<std::int8_t>()};
     case K::uint32:
@@ -208,16 +189,24 @@ AnyValue normal(const AnyValue& v) {
     }
     case K::float32:
       return static_cast<double>(v.as<float>());
-    case K::url:
-      return v.url()->absoluteString;
     case K::array: {
+      if (levels + 1 > Keel::maxValueDepth) return std::nullopt;
       AnyValue::Array out;
-      for (const AnyValue& child : v.as<AnyValue::Array>()) out.push_back(normal(child));
+      for (const AnyValue& child : v.as<AnyValue::Array>()) {
+        auto back = expected(child, levels + 1);
+        if (!back) return std::nullopt;
+        out.push_back(std::move(*back));
+      }
       return out;
     }
     case K::dictionary: {
+      if (levels + 1 > Keel::maxValueDepth) return std::nullopt;
       TextDictionary out;
-      for (const auto& [key, child] : v.as<TextDictionary>()) out.insertOrAssign(key, normal(child));
+      for (const auto& [key, child] : v.as<TextDictionary>()) {
+        auto back = expected(child, levels + 1);
+        if (!xmlText(key) || !back) return std::nullopt;
+        out.insertOrAssign(key, std::move(*back));
+      }
       return out;
     }
     default:
@@ -231,7 +220,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Source source(data, size);
   const AnyValue tree = build(source, 0);
   const auto xml = Keel::PropertyList::writeXML(tree);
-  if (xml.ok() != writable(tree, 0)) {
+  const auto want = expected(tree, 0);
+  if (xml.ok() != want.has_value()) {
     std::fprintf(stderr, "writer %s a tree it should %s: %s\n", xml.ok() ? "wrote" : "refused",
                  xml.ok() ? "refuse" : "write", xml.ok() ? xml.value().c_str() : xml.error().text().c_str());
     std::abort();
@@ -242,7 +232,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::fprintf(stderr, "written list does not read: %s\n%s\n", back.error().c_str(), xml.value().c_str());
     std::abort();
   }
-  if (!(*back == normal(tree))) {
+  if (!(*back == *want)) {
     std::fprintf(stderr, "round trip changed the tree:\n%s\n", xml.value().c_str());
     std::abort();
   }

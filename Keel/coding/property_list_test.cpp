@@ -14,12 +14,7 @@
 namespace Keel {
 namespace {
 
-enum class Format { xml, binary };
-
-// The bytes libplist writes for `root` (which it takes over).
-std::string serialize(plist_t root, Format format) {
-  return Vantor::Testing::plistBytes(root, format == Format::binary);
-}
+using Vantor::Testing::plistBytes;  // what another writer makes of a tree
 
 plist_t sample() {
   plist_t dict = plist_new_dict();
@@ -36,7 +31,7 @@ plist_t sample() {
   return dict;
 }
 
-TEST(PropertyListTest, ReadsBothFormatsWithSignedIntegers) {
+TEST(PropertyListTest, ReadsBothFormatsWithSignedIntegersAndUnreadableBytesAreADecodingError) {
   const AnyValue expected = TextDictionary{
       {"negative", std::int64_t{-5}},
       {"min", INT64_MIN},
@@ -46,10 +41,15 @@ TEST(PropertyListTest, ReadsBothFormatsWithSignedIntegers) {
       {"blob", Data{1, 2, 3}},
       {"list", AnyValue::Array{true, "t\xc3\xa9xt & <more>"}},
   };
-  for (const Format format : {Format::xml, Format::binary}) {
-    auto tree = PropertyList::parse(serialize(sample(), format));
+  for (const bool binary : {false, true}) {
+    auto tree = PropertyList::parse(plistBytes(sample(), binary));
     ASSERT_TRUE(tree.ok()) << tree.error().text();
-    EXPECT_EQ(tree.value(), expected) << (format == Format::xml ? "xml" : "binary");
+    EXPECT_EQ(tree.value(), expected) << (binary ? "binary" : "xml");
+  }
+  for (const std::string& bytes : {std::string(), std::string("bplist00garbage"), std::string("<plist><dict>")}) {
+    auto tree = PropertyList::parse(bytes);
+    ASSERT_FALSE(tree.ok()) << bytes;
+    EXPECT_EQ(tree.error().kind, CodingError::Kind::dataCorrupted);
   }
 }
 
@@ -112,21 +112,12 @@ TEST(PropertyListTest, WritingRefusesWhatPropertyListsCannotHold) {
   EXPECT_FALSE(PropertyList::writeXML(AnyValue::Array{deep}).ok());
 }
 
-TEST(PropertyListTest, UnreadableBytesGiveADecodingError) {
-  for (const std::string& bytes : {std::string(), std::string("not a plist"), std::string("bplist00garbage"),
-                                   std::string("<plist><dict><key>a</key></plist>")}) {
-    auto tree = PropertyList::parse(bytes);
-    ASSERT_FALSE(tree.ok()) << bytes;
-    EXPECT_EQ(tree.error().kind, CodingError::Kind::dataCorrupted);
-  }
-}
-
 TEST(PropertyListTest, DatesAndDataAreNotUntypedValues) {
-  auto decoded = PropertyListDecoder().decode<AnyDecodable>(serialize(sample(), Format::binary));
+  auto decoded = PropertyListDecoder().decode<AnyDecodable>(plistBytes(sample(), true));
   ASSERT_FALSE(decoded.ok());
   EXPECT_EQ(decoded.error().description, "AnyDecodable value cannot be decoded");
   // Typed decoding reads them.
-  auto tree = PropertyList::parse(serialize(sample(), Format::xml));
+  auto tree = PropertyList::parse(plistBytes(sample(), false));
   ASSERT_TRUE(tree.ok());
   Decoder decoder(tree.value());
   auto keyed = decoder.container();
@@ -139,15 +130,15 @@ TEST(PropertyListTest, TopLevelStringReadsTextValuesOnly) {
   plist_t dict = plist_new_dict();
   plist_dict_set_item(dict, "CFBundleIdentifier", plist_new_string("com.example.app"));
   plist_dict_set_item(dict, "Count", plist_new_uint(3));
-  for (const Format format : {Format::xml, Format::binary}) {
-    const std::string bytes = serialize(plist_copy(dict), format);
+  for (const bool binary : {false, true}) {
+    const std::string bytes = plistBytes(plist_copy(dict), binary);
     const std::span data(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
     EXPECT_EQ(PropertyList::topLevelString(data, "CFBundleIdentifier"), "com.example.app");
     EXPECT_EQ(PropertyList::topLevelString(data, "Count"), std::nullopt);
     EXPECT_EQ(PropertyList::topLevelString(data, "Missing"), std::nullopt);
   }
   plist_free(dict);
-  const std::string array = serialize(plist_new_array(), Format::xml);
+  const std::string array = plistBytes(plist_new_array(), false);
   EXPECT_EQ(
       PropertyList::topLevelString(std::span(reinterpret_cast<const std::uint8_t*>(array.data()), array.size()), "a"),
       std::nullopt);

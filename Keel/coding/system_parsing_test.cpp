@@ -49,16 +49,13 @@ TEST(MemTotal, ReadsKilobytesAsBytes) {
   EXPECT_EQ(memTotalBytes("MemTotal: 18446744073709551615 kB\n"), std::nullopt);  // overflows in bytes
 }
 
-TEST(Uptime, ParsesOnlyWhatTheKernelWrites) {
+TEST(Uptime, ParsesOnlyWhatTheKernelWritesAndTruncatesTowardZeroIntoTheDurationText) {
   EXPECT_EQ(uptimeSeconds("652.64 1215.77\n"), 652.64);
   EXPECT_EQ(uptimeSeconds("7\n"), 7.0);
   for (const char* bad : {"", "\n", "inf 1", "nan 1", "1e5 1", "-3.0 1", ".5 1", "5. 1", "12abc 3"}) {
     EXPECT_EQ(uptimeSeconds(bad), std::nullopt) << bad;
   }
-}
-
-// The duration text's own layout is the date utilities' to test.
-TEST(Uptime, TruncatesTowardZeroIntoTheDurationText) {
+  // Truncated toward zero into the duration text, whose own layout is the date utilities' to test.
   EXPECT_EQ(uptimeText(3725.99), "00: 1: 2:05");
   EXPECT_EQ(uptimeText(0.9), "00:00:00:00");
   EXPECT_EQ(uptimeText(-75.9), "00:00:-1:-15");

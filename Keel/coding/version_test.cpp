@@ -55,7 +55,7 @@ TEST(VersionOrder, NonDigitsUseUtf16CodeUnitOrder) {
       {{"1.\U0001F600", "1.\uFFFD"}, {"1.\u00E9", "1.\U0001F600"}, {"1.z", "1.\u00E9"}, {"1.\uD7FF", "1.\U00010000"}});
 }
 
-TEST(VersionOperators, AllAgreeWithTheComparison) {
+TEST(Version, OperatorsAgreeWithTheComparisonAndTheTextIsKeptAsGiven) {
   const std::vector<std::string> samples{"",     " ",    "1",   "1.0",  "01.0", "1.1",
                                          "1.01", "1.10", "1.9", "1.0a", "1.0A", "2"};
   for (const std::string& a : samples) {
@@ -69,10 +69,7 @@ TEST(VersionOperators, AllAgreeWithTheComparison) {
       EXPECT_EQ(l >= r, o != VersionOrder::ascending) << a << " " << b;
     }
   }
-}
-
-TEST(Version, KeepsTheTextAsGiven) {
-  const Version v(" 3.1 \n");
+  const Version v(" 3.1 \n");  // kept as given
   EXPECT_EQ(v.string(), " 3.1 \n");
   EXPECT_EQ(Version("3.1").description(), "3.1");
 }
@@ -93,6 +90,7 @@ class ApplicationVersion : public ::testing::Test {
 // Reading Info.plist in either format, and text values only, is the bundle's
 // own test; here, the key and the fallback text.
 TEST_F(ApplicationVersion, IsTheShortVersionStringOrUnknown) {
+  EXPECT_EQ(applicationVersion(), "Unknown Version");  // the test binary lies in no bundle
   EXPECT_EQ(applicationVersion(bundle()), "Unknown Version");
   plist_t dict = plist_new_dict();
   plist_dict_set_item(dict, "CFBundleVersion", plist_new_string("77"));
@@ -103,11 +101,6 @@ TEST_F(ApplicationVersion, IsTheShortVersionStringOrUnknown) {
   plist_dict_set_item(dict, "CFBundleShortVersionString", plist_new_string("4.2.1"));
   writeInfo(dict, true);
   EXPECT_EQ(applicationVersion(bundle()), "4.2.1");
-}
-
-TEST(ApplicationVersionOfProcess, TheTestBinaryHasNoBundleVersion) {
-  // The test executable lies in no bundle, so its folder has no Info.plist.
-  EXPECT_EQ(applicationVersion(), "Unknown Version");
 }
 
 }  // namespace

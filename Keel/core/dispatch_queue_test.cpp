@@ -181,13 +181,8 @@ TEST(DispatchQueueTest, DroppingTheLastHandleLosesNoPendingWork) {
   }
 }
 
-// Many threads submit at once, so most work arrives while the queue is busy
-// and goes through the lock-free inbox; sync calls in between collect it into
-// the pending list. Checks, per submitting thread, that its work starts in
-// its order, that barriers (every item on a serial queue) run alone after
-// everything before them and before everything after them, that a sync call
-// sees the caller's earlier exclusive work, and that the queue's last handle
-// can go while work is pending without losing any.
+// Many threads submit at once, so that most work goes through the lock-free
+// inbox while the queue is busy and sync calls collect it in between.
 TEST(DispatchQueueTest, ManySubmittersKeepTheirOrderAndBarriersStayExclusive) {
   for (const auto attributes : {DispatchQueue::Attributes::serial, DispatchQueue::Attributes::concurrent}) {
     const bool concurrent = attributes == DispatchQueue::Attributes::concurrent;

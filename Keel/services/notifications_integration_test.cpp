@@ -5,6 +5,7 @@
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <future>
 #include <string>
@@ -48,10 +49,10 @@ class DesktopNotificationsTest : public ::testing::Test {
     server_ = std::make_unique<ChildProcess>(
         ChildOptions{{"/usr/bin/python3", "-m", "dbusmock", "--template", "notification_daemon"},
                      {{"DBUS_SESSION_BUS_ADDRESS", bus_.address()}}});
-    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return serverOnBus(); }, 30s)) << "the mock server never came up";
+    ASSERT_TRUE(Vantor::Testing::waitUntil(
+        [&] { return Vantor::Testing::nameHasOwner(observer_, "org.freedesktop.Notifications"); }, 30s))
+        << "the mock server never came up";
   }
-
-  bool serverOnBus() { return Vantor::Testing::nameHasOwner(observer_, "org.freedesktop.Notifications"); }
 
   // The Notify calls the mock recorded, oldest first.
   std::vector<ShownNotification> shown() {
@@ -62,34 +63,20 @@ class DesktopNotificationsTest : public ::testing::Test {
     if (reply == nullptr) return result;
     GVariantIter* calls = nullptr;
     g_variant_get(reply, "(a(tsav))", &calls);
-    guint64 time = 0;
     const gchar* method = nullptr;
-    GVariantIter* args = nullptr;
-    while (g_variant_iter_loop(calls, "(t&sav)", &time, &method, &args)) {
+    GVariant* args = nullptr;
+    while (g_variant_iter_loop(calls, "(t&s@av)", nullptr, &method, &args)) {
       if (std::string(method) != "Notify") continue;
-      std::vector<GVariant*> values;
-      GVariant* value = nullptr;
-      while ((value = g_variant_iter_next_value(args)) != nullptr) values.push_back(value);
-      ShownNotification n;
-      auto inner = [&](std::size_t i) { return g_variant_get_variant(values[i]); };
-      auto text = [&](std::size_t i) {
-        GVariant* v = inner(i);
-        std::string s = g_variant_get_string(v, nullptr);
-        g_variant_unref(v);
-        return s;
-      };
-      n.title = text(3);
-      n.body = text(4);
-      GVariant* replaces = inner(1);
-      n.replacesId = g_variant_get_uint32(replaces);
-      g_variant_unref(replaces);
-      GVariant* hints = inner(6);
-      const gchar* hint = nullptr;
-      if (g_variant_lookup(hints, "x-keel-request-identifier", "&s", &hint)) n.requestIdentifier = hint;
-      if (g_variant_lookup(hints, "sound-name", "&s", &hint)) n.soundName = hint;
-      g_variant_unref(hints);
-      for (GVariant* v : values) g_variant_unref(v);
-      result.push_back(std::move(n));
+      // app name, replaces id, icon, summary, body, actions, hints, time-out
+      std::array<GVariant*, 7> a{};
+      for (gsize i = 0; i < a.size(); ++i) g_variant_get_child(args, i, "v", &a[i]);
+      const gchar* identifier = "";
+      const gchar* sound = "";
+      g_variant_lookup(a[6], "x-keel-request-identifier", "&s", &identifier);
+      g_variant_lookup(a[6], "sound-name", "&s", &sound);
+      result.push_back({g_variant_get_string(a[3], nullptr), g_variant_get_string(a[4], nullptr),
+                        g_variant_get_uint32(a[1]), identifier, sound});
+      for (GVariant* v : a) g_variant_unref(v);
     }
     g_variant_iter_free(calls);
     g_variant_unref(reply);
@@ -164,31 +151,25 @@ TEST_F(DesktopNotificationsTest, WithAServerAuthorizationIsGrantedAndTwoDeliveri
   EXPECT_NE(*firstId, *secondId);
 }
 
-TEST_F(DesktopNotificationsTest, WithoutAServerNothingIsShownAndTheCompletionIsNeverCalled) {
-  DesktopNotificationCenter center(options());
-  EXPECT_EQ(statusOf(center), AuthorizationStatus::notDetermined);
-  std::atomic<bool> called{false};
-  Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
-  drain(center);
-  EXPECT_FALSE(called.load());
-
-  std::promise<bool> granted;
-  Notifications::requestAuthorization(center, [&](bool g, std::optional<NotificationError> e) {
-    EXPECT_TRUE(e.has_value());
-    granted.set_value(g);
-  });
-  EXPECT_FALSE(await(granted.get_future()));
-}
-
-TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
-  startServer();
-  DesktopNotificationCenter center(options(true));
-  EXPECT_EQ(statusOf(center), AuthorizationStatus::denied);
-  std::atomic<bool> called{false};
-  Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
-  drain(center);
-  EXPECT_FALSE(called.load());
-  EXPECT_TRUE(shown().empty());
+TEST_F(DesktopNotificationsTest, WithoutAServerOrTurnedOffByTheUserNothingIsShownAndTheCompletionIsNeverCalled) {
+  for (const bool turnedOff : {false, true}) {
+    SCOPED_TRACE(turnedOff ? "turned off" : "no server");
+    if (turnedOff) startServer();
+    DesktopNotificationCenter center(options(turnedOff));
+    EXPECT_EQ(statusOf(center), turnedOff ? AuthorizationStatus::denied : AuthorizationStatus::notDetermined);
+    std::atomic<bool> called{false};
+    Notifications::deliver(center, "Title", "Body", [&](std::optional<NotificationError>) { called = true; });
+    drain(center);
+    EXPECT_FALSE(called.load());
+    EXPECT_TRUE(shown().empty());
+    if (turnedOff) continue;
+    std::promise<bool> granted;
+    Notifications::requestAuthorization(center, [&](bool g, std::optional<NotificationError> e) {
+      EXPECT_TRUE(e.has_value());
+      granted.set_value(g);
+    });
+    EXPECT_FALSE(await(granted.get_future()));
+  }
 }
 
 // A bus that accepts and never answers: the first completion reports the
@@ -196,18 +177,18 @@ TEST_F(DesktopNotificationsTest, TurnedOffByTheUserIsDeniedAndShowsNothing) {
 TEST_F(DesktopNotificationsTest, ASilentBusFailsEachCompletionWithinTheTimeOutAndTheQueueMovesOn) {
   Vantor::Testing::TempDir dir;
   Vantor::Testing::SilentBus silent(dir.path() / "bus");
-  DesktopNotificationOptions options;
-  options.busAddress = silent.address();
-  options.responseTimeout = 300ms;
-  options.turnedOffByUser = [] { return false; };
-  DesktopNotificationCenter center(options);
+  DesktopNotificationOptions silentOptions = options();
+  silentOptions.busAddress = silent.address();
+  silentOptions.responseTimeout = 300ms;
+  DesktopNotificationCenter center(silentOptions);
   std::promise<std::pair<bool, std::optional<NotificationError>>> authorization;
   std::promise<AuthorizationStatus> status;
   std::promise<std::optional<NotificationError>> added;
   center.requestAuthorization(7, [&](bool granted, std::optional<NotificationError> error) {
     authorization.set_value({granted, std::move(error)});
   });
-  center.getNotificationSettings([&](NotificationSettings settings) { status.set_value(settings.authorizationStatus); });
+  center.getNotificationSettings(
+      [&](NotificationSettings settings) { status.set_value(settings.authorizationStatus); });
   center.add({"id", {"Title", "Body", true}}, [&](std::optional<NotificationError> error) { added.set_value(error); });
 
   auto [granted, error] = await(authorization.get_future());

@@ -8,11 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {
@@ -21,6 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 using Vantor::Testing::ChildOptions;
 using Vantor::Testing::ChildProcess;
+using Vantor::Testing::fileText;
 using Vantor::Testing::TempDir;
 
 constexpr const char* probeVariable = "VANTOR_REACHABILITY_PROBE";
@@ -39,22 +39,15 @@ const bool probed = [] {
 // Runs `script` under `unshare -n`; its exit status and standard output.
 std::pair<int, std::string> inFreshNamespace(const std::string& script) {
   TempDir dir;
-  ChildOptions options;
-  options.argv = {"unshare", "-n", "/bin/sh", "-c", script};
-  options.stdoutFile = dir.path() / "out";
-  options.stderrFile = dir.path() / "err";
   int status = -1;
   try {
-    ChildProcess child(options);
+    ChildProcess child(
+        ChildOptions{{"unshare", "-n", "/bin/sh", "-c", script}, {}, dir.path() / "out", dir.path() / "err"});
     status = child.waitForExit(30s).value_or(-1);
   } catch (const std::exception&) {
     return {-1, {}};
   }
-  std::stringstream out;
-  out << std::ifstream(dir.path() / "out").rdbuf();
-  std::stringstream err;
-  err << std::ifstream(dir.path() / "err").rdbuf();
-  return {status, out.str() + err.str()};
+  return {status, fileText(dir.path() / "out") + fileText(dir.path() / "err")};
 }
 
 TEST(Reachability, FollowsTheDefaultRouteOfAFreshNetworkNamespace) {

@@ -9,7 +9,7 @@ namespace {
 
 namespace Flag = ReachabilityFlag;
 
-TEST(Reachability, OnlyReachableWithoutConnectionRequiredIsConnected) {
+TEST(Reachability, OnlyAnUpRouteIsReachableAndOnlyReachableWithoutConnectionRequiredIsConnected) {
   EXPECT_TRUE(Reachability::isConnected(Flag::reachable));
   EXPECT_TRUE(Reachability::isConnected(Flag::reachable | Flag::isDirect | Flag::isLocalAddress |
                                         Flag::transientConnection | Flag::isWWAN));
@@ -19,12 +19,10 @@ TEST(Reachability, OnlyReachableWithoutConnectionRequiredIsConnected) {
   EXPECT_FALSE(Reachability::isConnected(Flag::reachable | Flag::connectionRequired | Flag::connectionOnDemand |
                                          Flag::interventionRequired));
   EXPECT_FALSE(Reachability::isConnected(0u));
-  EXPECT_FALSE(Reachability::isConnected(Flag::connectionRequired));
   EXPECT_FALSE(Reachability::isConnected(~(Flag::reachable)));
   EXPECT_FALSE(Reachability::isConnected(std::nullopt));  // the query failed
-}
 
-TEST(Reachability, OnlyARouteThroughAnInterfaceThatIsUpIsReachable) {
+  // Only a route through an interface that is up is reachable.
   EXPECT_EQ(Reachability::flagsFor({}), 0u);
   EXPECT_EQ(Reachability::flagsFor({.routeExists = true, .interfaceUp = false}), 0u);
   EXPECT_EQ(Reachability::flagsFor({.routeExists = false, .interfaceUp = true}), 0u);

@@ -6,42 +6,34 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "testing/child_process.h"
+#include "testing/file_text.h"
 #include "testing/temp_dir.h"
 
 namespace Keel {
 namespace {
 
+using Vantor::Testing::fileText;
+using Vantor::Testing::writeText;
+
 TEST(ReviewControllerPrompt, OpensTheApplicationsPageWithTheSchemesDefaultHandler) {
   Vantor::Testing::TempDir dir;
   const auto opened = dir.path() / "opened";
-  std::filesystem::create_directories(dir.path() / "data" / "applications");
-  std::filesystem::create_directories(dir.path() / "config");
-  std::ofstream(dir.path() / "data" / "applications" / "software-centre.desktop")
-      << "[Desktop Entry]\nType=Application\nName=Software centre\n"
-      << "Exec=/bin/sh -c 'printf %s \"$0\" > " << opened.string() << "' %u\n"
-      << "MimeType=x-scheme-handler/appstream;\n";
-  std::ofstream(dir.path() / "config" / "mimeapps.list")
-      << "[Default Applications]\nx-scheme-handler/appstream=software-centre.desktop\n";
+  writeText(dir.path() / "data" / "applications" / "software-centre.desktop",
+            "[Desktop Entry]\nType=Application\nName=Software centre\nExec=/bin/sh -c 'printf %s \"$0\" > " +
+                opened.string() + "' %u\nMimeType=x-scheme-handler/appstream;\n");
+  writeText(dir.path() / "config" / "mimeapps.list",
+            "[Default Applications]\nx-scheme-handler/appstream=software-centre.desktop\n");
   // GIO reads these folders on its first look-up, which this is.
   setenv("XDG_DATA_HOME", (dir.path() / "data").c_str(), 1);
   setenv("XDG_CONFIG_HOME", (dir.path() / "config").c_str(), 1);
   setenv("XDG_DATA_DIRS", (dir.path() / "none").c_str(), 1);
 
   ASSERT_TRUE(ReviewController::openRatingPage("com.brenwick.vantor"));
-  const auto read = [&] {
-    std::ifstream in(opened);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-  };
-  EXPECT_TRUE(
-      Vantor::Testing::waitUntil([&] { return read() == "appstream://com.brenwick.vantor"; }, std::chrono::seconds(10)))
-      << read();
+  EXPECT_TRUE(Vantor::Testing::waitUntil([&] { return fileText(opened) == "appstream://com.brenwick.vantor"; },
+                                         std::chrono::seconds(10)))
+      << fileText(opened);
 }
 
 }  // namespace

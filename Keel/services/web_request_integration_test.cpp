@@ -8,13 +8,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "Keel/services/web_request_linux.h"
 #include "testing/child_process.h"
-#include "testing/event_count.h"
 #include "testing/http_test_server.h"
+#include "testing/web_completions.h"
 
 namespace Keel {
 namespace {
@@ -23,53 +22,8 @@ using namespace std::chrono_literals;
 
 using Vantor::Testing::HttpTestServer;
 
-struct Outcome {
-  std::optional<WebData> data;
-  std::optional<WebResponse> response;
-  std::optional<WebError> error;
-  int calls = 0;
-};
-
-// Collects completions; each test waits for them with a time-out.
-class Completions {
- public:
-  WebDataCompletion data(std::size_t index = 0) {
-    return [this, index](std::optional<WebData> data, std::optional<WebError> error) {
-      put(index, Outcome{std::move(data), std::nullopt, std::move(error)});
-    };
-  }
-  WebFullCompletion full(std::size_t index = 0) {
-    return
-        [this, index](std::optional<WebData> data, std::optional<WebResponse> response, std::optional<WebError> error) {
-          put(index, Outcome{std::move(data), std::move(response), std::move(error)});
-        };
-  }
-  [[nodiscard]] bool waitFor(int total, std::chrono::milliseconds limit = 20s) const {
-    return count_.waitFor(total, limit);
-  }
-  [[nodiscard]] int total() const { return count_.count(); }
-  Outcome at(std::size_t index) {
-    std::lock_guard lock(mutex_);
-    return outcomes_[index];
-  }
-  std::map<std::size_t, Outcome> all() {
-    std::lock_guard lock(mutex_);
-    return outcomes_;
-  }
-
- private:
-  void put(std::size_t index, Outcome outcome) {
-    {
-      std::lock_guard lock(mutex_);
-      outcome.calls = outcomes_[index].calls + 1;
-      outcomes_[index] = std::move(outcome);
-    }
-    count_.add();
-  }
-  std::mutex mutex_;
-  std::map<std::size_t, Outcome> outcomes_;
-  Vantor::Testing::EventCount count_;
-};
+using Completions = Vantor::Testing::WebCompletions;
+using Outcome = Vantor::Testing::WebOutcome;
 
 std::string header(const httplib::Headers& headers, const char* name) {
   const auto found = headers.find(name);
@@ -100,26 +54,37 @@ void echoRoute(httplib::Server& server, HttpTestServer& self) {
   server.Post(".*", echo);
 }
 
-TEST_F(WebRequestOverHTTP, AddressesAreEncodedOnceExceptByGetRawAndPostsSendTheFormBytesOrNoBody) {
+TEST_F(WebRequestOverHTTP, AddressesAreEncodedOnceExceptByGetRawPostsSendTheFormBytesAndOnlyWebSchemesGoOut) {
   HttpTestServer server(echoRoute);
   Completions done;
+  // One at a time, so that the server sees them in this order.
   WebRequest::get(server.url("/a b?q=x y"), done.data(0));
   ASSERT_TRUE(done.waitFor(1));
-  WebRequest::get(server.url("/a%20b"), done.data(1));
+  WebRequest::getRaw(server.url("/a%20b?q=%C3%A9"), done.data(1));
   ASSERT_TRUE(done.waitFor(2));
-  WebRequest::getRaw(server.url("/a%20b?q=%C3%A9"), done.data(2));
+  WebRequest::post(server.url("/form"), std::string("a=1&b=2"), done.data(2));
   ASSERT_TRUE(done.waitFor(3));
-  WebRequest::post(server.url("/form"), std::string("a=1&b=2"), done.data(3));
+  WebRequest::post(server.url("/bare"), std::nullopt, done.data(3));
   ASSERT_TRUE(done.waitFor(4));
-  WebRequest::post(server.url("/bare"), std::nullopt, done.data(4));
+  WebRequest::post(server.url("/form"), std::string("a=\xFF\xFE"), done.data(4));  // not UTF-8: no body
   ASSERT_TRUE(done.waitFor(5));
+  const std::string port = std::to_string(server.port());
+  WebRequest::get("localhost:" + port + "/api", done.data(5));
+  WebRequest::getRaw("file:///etc/hostname", done.data(6));
+  WebRequestSpec ftp;
+  ftp.url = "ftp://127.0.0.1:" + port + "/";
+  WebRequest::perform(ftp, done.data(7));
+  ASSERT_TRUE(done.waitFor(8));
+  for (std::size_t i = 5; i < 8; ++i) {
+    ASSERT_TRUE(done.at(i).error) << i;
+    EXPECT_EQ(done.at(i).error->code, WebError::Code::unsupportedURL) << i;
+  }
 
   const auto seen = server.seen();
   ASSERT_EQ(seen.size(), 5u);
   EXPECT_EQ(seen[0].target, "/a%20b?q=x%20y");
-  EXPECT_EQ(seen[1].target, "/a%2520b");
-  EXPECT_EQ(seen[2].target, "/a%20b?q=%C3%A9");
-  for (std::size_t i = 0; i < 3; ++i) {
+  EXPECT_EQ(seen[1].target, "/a%20b?q=%C3%A9");
+  for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_EQ(seen[i].method, "GET");
     EXPECT_EQ(header(seen[i].headers, "Cache-Control"), "no-cache");
     EXPECT_EQ(header(seen[i].headers, "Pragma"), "no-cache");
@@ -127,14 +92,17 @@ TEST_F(WebRequestOverHTTP, AddressesAreEncodedOnceExceptByGetRawAndPostsSendTheF
   EXPECT_EQ(text(done.at(0).data), "ok");
   EXPECT_FALSE(done.at(0).error);
 
+  EXPECT_EQ(seen[2].method, "POST");
+  EXPECT_EQ(seen[2].body, "a=1&b=2");
+  EXPECT_EQ(seen[2].headers.count("Content-Type"), 1u);
+  EXPECT_EQ(header(seen[2].headers, "Content-Type"), "application/x-www-form-urlencoded");
+  EXPECT_EQ(header(seen[2].headers, "Content-Length"), "7");
   EXPECT_EQ(seen[3].method, "POST");
-  EXPECT_EQ(seen[3].body, "a=1&b=2");
-  EXPECT_EQ(seen[3].headers.count("Content-Type"), 1u);
-  EXPECT_EQ(header(seen[3].headers, "Content-Type"), "application/x-www-form-urlencoded");
-  EXPECT_EQ(header(seen[3].headers, "Content-Length"), "7");
-  EXPECT_EQ(seen[4].method, "POST");
+  EXPECT_EQ(seen[3].body, "");
+  EXPECT_EQ(seen[3].headers.count("Content-Type"), 0u);
+  EXPECT_EQ(text(done.at(3).data), "ok");
   EXPECT_EQ(seen[4].body, "");
-  EXPECT_EQ(seen[4].headers.count("Content-Type"), 0u);
+  EXPECT_EQ(header(seen[4].headers, "Content-Type"), "application/x-www-form-urlencoded");
   EXPECT_EQ(text(done.at(4).data), "ok");
 }
 
@@ -151,11 +119,9 @@ TEST_F(WebRequestOverHTTP, HeadersAreAppendedAndTheResponseKeepsRepeatedFields) 
   Completions done;
   WebRequest::get(server.url("/fail"), {{"Cache-Control", "max-age=0"}, {"X-Token", "t"}}, done.full(0));
   ASSERT_TRUE(done.waitFor(1));
-  WebRequest::get(server.url("/fail"), done.data(1));
-  ASSERT_TRUE(done.waitFor(2));
 
   const auto seen = server.seen();
-  ASSERT_EQ(seen.size(), 2u);
+  ASSERT_EQ(seen.size(), 1u);
   const auto cacheControl = seen[0].headers.equal_range("Cache-Control");
   std::vector<std::string> values;
   for (auto it = cacheControl.first; it != cacheControl.second; ++it) values.push_back(it->second);
@@ -173,8 +139,6 @@ TEST_F(WebRequestOverHTTP, HeadersAreAppendedAndTheResponseKeepsRepeatedFields) 
   }
   EXPECT_EQ(repeats, (std::vector<std::string>{"one", "two"}));
   EXPECT_EQ(full.response->value("x-REPEAT"), "one");
-  EXPECT_EQ(text(done.at(1).data), "broken");
-  EXPECT_FALSE(done.at(1).error);
 }
 
 TEST_F(WebRequestOverHTTP, PostKeepsCookiesForTheProcessAndFreshClientsHaveNone) {
@@ -208,9 +172,10 @@ TEST_F(WebRequestOverHTTP, PostKeepsCookiesForTheProcessAndFreshClientsHaveNone)
   EXPECT_EQ(text(done.at(4).data), "");
 }
 
-TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
+TEST_F(WebRequestOverHTTP, TransportFailuresAndDestroyingATransportReachTheCompletionOnceAsErrors) {
   HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
-    s.Get("/stall", [&self](const httplib::Request&, httplib::Response& response) {
+    s.Get("/stall", [&self](const httplib::Request& request, httplib::Response& response) {
+      self.record(request);
       self.stall();
       response.set_content("late", "text/plain");
     });
@@ -244,7 +209,13 @@ TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
   injected.url = server.url("/");
   injected.headers = {{"X-A", "1\r\nX-Injected: 1"}};
   WebRequest::perform(injected, done.data(4));
-  ASSERT_TRUE(done.waitFor(5));
+  {
+    WebClient client(makeCurlTransport());
+    client.get(server.url("/stall"), done.data(5));
+    // Once the server holds both stalled requests, this one is under way.
+    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return server.seen().size() == 2; }, 10s));
+  }
+  ASSERT_TRUE(done.waitFor(6));
 
   ASSERT_TRUE(done.at(0).error);
   EXPECT_EQ(done.at(0).error->code, WebError::Code::timedOut);
@@ -254,6 +225,9 @@ TEST_F(WebRequestOverHTTP, TransportFailuresReachTheCompletionAsErrors) {
   EXPECT_EQ(text(done.at(2).data), "0123456789");
   EXPECT_TRUE(done.at(3).error);
   EXPECT_TRUE(done.at(4).error);
+  ASSERT_TRUE(done.at(5).error);
+  EXPECT_EQ(done.at(5).error->code, WebError::Code::cancelled);
+  for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(done.at(i).calls, 1) << i;
 }
 
 TEST_F(WebRequestOverHTTP, TwoHundredRequestsAtOnceEachCompleteOnce) {
@@ -265,33 +239,12 @@ TEST_F(WebRequestOverHTTP, TwoHundredRequestsAtOnceEachCompleteOnce) {
   constexpr std::size_t itemCount = 200;
   Completions done;
   for (std::size_t i = 0; i < itemCount; ++i) WebRequest::get(server.url("/n/" + std::to_string(i)), done.data(i));
-  ASSERT_TRUE(done.waitFor(itemCount, 60s)) << done.total();
-  const auto all = done.all();
-  ASSERT_EQ(all.size(), itemCount);
-  for (const auto& [index, outcome] : all) {
-    EXPECT_EQ(outcome.calls, 1) << index;
-    EXPECT_EQ(text(outcome.data), std::to_string(index)) << (outcome.error ? outcome.error->message : "");
+  ASSERT_TRUE(done.waitFor(itemCount, 60s));
+  for (std::size_t i = 0; i < itemCount; ++i) {
+    const Outcome outcome = done.at(i);
+    EXPECT_EQ(outcome.calls, 1) << i;
+    EXPECT_EQ(text(outcome.data), std::to_string(i)) << (outcome.error ? outcome.error->message : "");
   }
-}
-
-TEST_F(WebRequestOverHTTP, DestroyingATransportEndsItsTransfersOnce) {
-  HttpTestServer server([](httplib::Server& s, HttpTestServer& self) {
-    s.Get("/stall", [&self](const httplib::Request& request, httplib::Response&) {
-      self.record(request);
-      self.stall();
-    });
-  });
-  Completions done;
-  {
-    WebClient client(makeCurlTransport());
-    client.get(server.url("/stall"), done.data());
-    // Wait for the server to hold the request, so that it is under way.
-    ASSERT_TRUE(Vantor::Testing::waitUntil([&] { return !server.seen().empty(); }, 10s));
-  }
-  ASSERT_TRUE(done.waitFor(1));
-  ASSERT_TRUE(done.at(0).error);
-  EXPECT_EQ(done.at(0).error->code, WebError::Code::cancelled);
-  EXPECT_EQ(done.at(0).calls, 1);
 }
 
 // A body that never ends, in 64 KiB chunks, until the client goes away.
@@ -399,29 +352,6 @@ TEST_F(WebRequestOverHTTP, TheTimeOutIsIdleTimeAndTheWholeTransferHasABoundOfIts
   ASSERT_TRUE(done.at(1).error);
   EXPECT_EQ(done.at(1).error->code, WebError::Code::timedOut);
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
-}
-
-TEST_F(WebRequestOverHTTP, OnlyWebSchemesAreSentAndAFormThatIsNotUTF8LeavesTheBodyUnset) {
-  HttpTestServer server(echoRoute);
-  Completions done;
-  const std::string port = std::to_string(server.port());
-  WebRequest::get("localhost:" + port + "/api", done.data(0));
-  WebRequest::getRaw("file:///etc/hostname", done.data(1));
-  WebRequestSpec ftp;
-  ftp.url = "ftp://127.0.0.1:" + port + "/";
-  WebRequest::perform(ftp, done.data(2));
-  WebRequest::post(server.url("/form"), std::string("a=\xFF\xFE"), done.data(3));
-  ASSERT_TRUE(done.waitFor(4));
-  for (std::size_t i = 0; i < 3; ++i) {
-    ASSERT_TRUE(done.at(i).error) << i;
-    EXPECT_EQ(done.at(i).error->code, WebError::Code::unsupportedURL) << i;
-  }
-  const auto seen = server.seen();
-  ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(seen[0].method, "POST");
-  EXPECT_EQ(seen[0].body, "");
-  EXPECT_EQ(header(seen[0].headers, "Content-Type"), "application/x-www-form-urlencoded");
-  EXPECT_EQ(text(done.at(3).data), "ok");
 }
 
 }  // namespace

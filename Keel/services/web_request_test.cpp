@@ -5,9 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <future>
 #include <thread>
 #include <utility>
+
+#include "testing/web_completions.h"
 
 namespace Keel {
 namespace {
@@ -24,30 +25,7 @@ class RecordingTransport final : public WebTransport {
   WebTransferResult answer;
 };
 
-// One completion's arguments and thread, handed over between threads. A
-// second call would throw: a completion runs once.
-template <typename Result>
-class Delivery {
- public:
-  void put(Result result) { promise_.set_value({std::move(result), std::this_thread::get_id()}); }
-  [[nodiscard]] bool wait() { return future_.wait_for(std::chrono::seconds(10)) == std::future_status::ready; }
-  Result result() { return future_.get().first; }
-  std::thread::id thread() { return future_.get().second; }
-
- private:
-  std::promise<std::pair<Result, std::thread::id>> promise_;
-  std::shared_future<std::pair<Result, std::thread::id>> future_ = promise_.get_future().share();
-};
-
-using DataResult = std::pair<std::optional<WebData>, std::optional<WebError>>;
-
-WebDataCompletion into(const std::shared_ptr<Delivery<DataResult>>& delivery) {
-  return [delivery](std::optional<WebData> data, std::optional<WebError> error) {
-    delivery->put({std::move(data), std::move(error)});
-  };
-}
-
-TEST(PercentEncoding, EscapesEverythingOutsideTheQuerySetAsUTF8BytesAndFailsOnOtherText) {
+TEST(URLTexts, PercentEncodingEscapesOutsideTheQuerySetAsUTF8AndValidityAcceptsOnlyWellFormedReferences) {
   EXPECT_EQ(percentEncodedForURLQuery("http://h/a b?q=x y"), "http://h/a%20b?q=x%20y");
   EXPECT_EQ(percentEncodedForURLQuery("http://h/a%20b"), "http://h/a%2520b");
   const std::string kept = "azAZ09!$&'()*+,-./:;=?@_~";
@@ -58,9 +36,7 @@ TEST(PercentEncoding, EscapesEverythingOutsideTheQuerySetAsUTF8BytesAndFailsOnOt
   EXPECT_EQ(percentEncodedForURLQuery(""), "");
   // Which texts are UTF-8 is the core validator's test; here, that it is asked.
   EXPECT_FALSE(percentEncodedForURLQuery("a\xC3"));
-}
 
-TEST(URLValidity, AcceptsReferencesAndRefusesMalformedText) {
   for (const char* good : {"http://h/p?q=1#f", "https://u@h:8080/%41", "relative/path", "mailto:x@y"}) {
     EXPECT_TRUE(isValidURL(good)) << good;
   }
@@ -69,35 +45,7 @@ TEST(URLValidity, AcceptsReferencesAndRefusesMalformedText) {
   }
 }
 
-// A completion the client dropped without scheduling can never run.
-TEST(WebClient, AddressThatDoesNotParseIsSilentExceptForGetRawAndTextThatIsNotUTF8) {
-  auto transport = std::make_shared<RecordingTransport>();
-  WebClient client(transport);
-  auto token = std::make_shared<int>(0);
-  client.get("", [token](auto, auto) { ADD_FAILURE(); });
-  client.post("", "a=1", [token](auto, auto) { ADD_FAILURE(); });
-  client.get("", {{"A", "1"}}, [token](auto, auto, auto) { ADD_FAILURE(); });
-  EXPECT_EQ(token.use_count(), 1);
-
-  // These call back with nothing, on another thread.
-  auto raw = std::make_shared<Delivery<DataResult>>();
-  auto notUTF8 = std::make_shared<Delivery<DataResult>>();
-  client.getRaw("", into(raw));
-  client.get("http://h/\xFF", into(notUTF8));
-  client.getRaw("http://h/a b", [token](auto data, auto error) {
-    EXPECT_FALSE(data);
-    EXPECT_FALSE(error);
-  });
-  for (const auto& delivery : {raw, notUTF8}) {
-    ASSERT_TRUE(delivery->wait());
-    EXPECT_NE(delivery->thread(), std::this_thread::get_id());
-    EXPECT_FALSE(delivery->result().first);
-    EXPECT_FALSE(delivery->result().second);
-  }
-  EXPECT_TRUE(transport->transfers.empty());
-}
-
-TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddressAndTextsGetTheirOwn) {
+TEST(WebClient, SendsTheCallersRequestUnchangedTextsTheirOwnAndNothingForABadAddress) {
   auto transport = std::make_shared<RecordingTransport>();
   WebClient client(transport);
   WebRequestSpec request;
@@ -116,22 +64,34 @@ TEST(WebClient, PerformSendsTheCallersRequestUnchangedOrReportsABadAddressAndTex
   EXPECT_EQ(sent.request.timeout, request.timeout);
   EXPECT_EQ(headersToSend(sent.request), request.headers);  // its own cache policy adds nothing
 
-  // The text operations' own request: encoded, uncached, the idle time-out
-  // and the default bounds.
+  // The text operations' own bounds (their address and headers are checked on the wire).
   client.get("http://h/a b", [](auto, auto) {});
   const WebRequestSpec& text = transport->transfers[1].request;
-  EXPECT_EQ(text.url, "http://h/a%20b");
   EXPECT_EQ(text.timeout, std::chrono::seconds(10));
   EXPECT_EQ(text.transferLimit, WebRequestSpec::defaultTransferLimit);
   EXPECT_EQ(text.maximumBodyBytes, WebRequestSpec::defaultMaximumBodyBytes);
-  EXPECT_EQ(headersToSend(text), (WebHeaders{{"Cache-Control", "no-cache"}, {"Pragma", "no-cache"}}));
 
-  auto delivery = std::make_shared<Delivery<DataResult>>();
+  // A completion the client dropped without scheduling can never run.
+  auto token = std::make_shared<int>(0);
+  client.get("", [token](auto, auto) { ADD_FAILURE(); });
+  client.post("", "a=1", [token](auto, auto) { ADD_FAILURE(); });
+  client.get("", {{"A", "1"}}, [token](auto, auto, auto) { ADD_FAILURE(); });
+  EXPECT_EQ(token.use_count(), 1);
+  // These call back on another thread: with nothing, or with a bad-address error.
+  Vantor::Testing::WebCompletions done;
+  client.getRaw("", done.data(0));
+  client.get("http://h/\xFF", done.data(1));
+  client.getRaw("http://h/a b", done.data(2));
   request.url = "not a url";
-  client.perform(request, into(delivery));
-  ASSERT_TRUE(delivery->wait());
-  ASSERT_TRUE(delivery->result().second);
-  EXPECT_EQ(delivery->result().second->code, WebError::Code::badURL);
+  client.perform(request, done.data(3));
+  ASSERT_TRUE(done.waitFor(4));
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_NE(done.at(i).thread, std::this_thread::get_id()) << i;
+    EXPECT_FALSE(done.at(i).data) << i;
+    EXPECT_EQ(done.at(i).error.has_value(), i == 3) << i;
+  }
+  ASSERT_TRUE(done.at(3).error);
+  EXPECT_EQ(done.at(3).error->code, WebError::Code::badURL);
   EXPECT_EQ(transport->transfers.size(), 2u);
 }
 
