@@ -74,7 +74,7 @@ struct DesktopNotificationCenter::State {
     const auto now = detail::BusClock::now();
     if (bus && (bus->get() || now < retryAfter)) {
       if (auto connection = bus->get()) return connection;
-      problem = NotificationError{*bus->failure()};
+      problem = NotificationError{bus->status().error()};
       return nullptr;
     }
     bus = std::make_unique<detail::BusConnection>(detail::BusType::session, options.busAddress,
@@ -82,7 +82,7 @@ struct DesktopNotificationCenter::State {
     auto connection = bus->wait();
     if (!connection) {
       retryAfter = detail::BusClock::now() + options.responseTimeout;
-      problem = NotificationError{bus->failure().value_or("There is no session bus.")};
+      problem = NotificationError{bus->status().errorOr("There is no session bus.")};
     }
     return connection;
   }
