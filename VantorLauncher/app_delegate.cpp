@@ -53,12 +53,11 @@ void AppDelegate::applicationDidFinishLaunching() {
   });
   // Opening waits for the registration, so that a "killme" the main
   // application posts as soon as it starts cannot be missed.
-  env_.notifications.addObserver(
-      this, Plinth::makeSelector(this, &AppDelegate::terminate), "killme", mainIdentifier,
-      [this](const std::optional<std::string>& unavailableReason) { observerRegistered(unavailableReason); });
+  env_.notifications.addObserver(this, Plinth::makeSelector(this, &AppDelegate::terminate), "killme", mainIdentifier,
+                                 [this](const Keel::Result<void>& registration) { observerRegistered(registration); });
 }
 
-void AppDelegate::observerRegistered(const std::optional<std::string>& unavailableReason) {
+void AppDelegate::observerRegistered(const Keel::Result<void>& registration) {
   opened_ = true;
   const std::optional<int> pid = env_.workspace.launchApplication(mainURL_);
   if (pid && env_.scopes != nullptr) {
@@ -66,13 +65,14 @@ void AppDelegate::observerRegistered(const std::optional<std::string>& unavailab
     // an identifier of its own goes by the one the launcher expects.
     env_.scopes->moveToScope(*pid, Keel::Bundle(mainURL_).bundleIdentifier().value_or(mainIdentifier));
   }
-  if (unavailableReason) {
+  if (!registration) {
     // The start's own outcome is all there is to say what happened: whether
     // the main application then runs is not watched.
     const std::string opened = pid ? "opened the main application " + mainURL_.string()
                                    : "started nothing: no application could be started at \"" + mainURL_.string() +
                                          "\" (the launcher's bundle " + launcherBundle_ + " less four components)";
-    env_.errorLine("VantorLauncher: " + *unavailableReason + "; " + opened + ", and cannot hear \"killme\"; quitting");
+    env_.errorLine("VantorLauncher: " + registration.error() + "; " + opened +
+                   ", and cannot hear \"killme\"; quitting");
     quit(1);
   } else if (killmeHeard_) {
     quit(0);

@@ -64,7 +64,7 @@ class AppDelegate final : public Plinth::ApplicationDelegate {
   [[nodiscard]] static std::filesystem::path mainApplicationURL(const std::string& launcherBundlePath);
 
  private:
-  void observerRegistered(const std::optional<std::string>& unavailableReason);
+  void observerRegistered(const Keel::Result<void>& registration);
   // Terminates with `status` once the main application's move, if any, is
   // settled.
   void quit(int status);

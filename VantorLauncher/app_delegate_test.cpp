@@ -69,12 +69,12 @@ struct FakeCenter : Plinth::DistributedNotificationCenter {
   void deliver() {
     for (auto& x : std::vector(observers)) x.selector({x.name, x.object});
   }
-  std::optional<std::string> unavailableReason() override { return std::nullopt; }
+  Keel::Result<void> availability() override { return Keel::success(); }
   void setConnectionLostHandler(std::function<void(const std::string&)> h) override { lost = std::move(h); }
 
   // The bus answers every registration so far (with a reason: it cannot).
-  void answer(const std::optional<std::string>& unavailableReason = std::nullopt) {
-    for (auto& registered : std::exchange(unconfirmed, {})) registered(unavailableReason);
+  void answer(const Keel::Result<void>& registration = Keel::success()) {
+    for (auto& registered : std::exchange(unconfirmed, {})) registered(registration);
   }
 };
 
@@ -140,7 +140,7 @@ TEST_F(AppDelegateTest, AnAbsentOrSilentBusStillOpensThenFailsWithOneLine) {
   const std::string reason = "the D-Bus session bus at unix:path=/x did not answer within 3 s";
   launch(&scopes);
   center.lost("Underlying GIOStream returned 0 bytes");
-  center.answer(reason);
+  center.answer(Keel::failure(reason));
   EXPECT_EQ(log, (Log{"observe killme", "open", "wait"}));
   EXPECT_EQ(application.terminations, std::vector<int>{1});
   ASSERT_EQ(errorLines.size(), 1u);
@@ -152,7 +152,7 @@ TEST_F(AppDelegateTest, AnAbsentOrSilentBusStillOpensThenFailsWithOneLine) {
 
   workspace.startedPid = 4242;
   launch();
-  center.answer(reason);
+  center.answer(Keel::failure(reason));
   ASSERT_EQ(errorLines.size(), 2u);
   EXPECT_NE(errorLines[1].find("opened the main application /Applications/Vantor.app,"), std::string::npos)
       << errorLines[1];

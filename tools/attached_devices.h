@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "VantorLauncher/login_item/outcome.h"
+#include "Keel/core/result.h"
 
 namespace Vantor::Tools {
 
@@ -27,7 +27,7 @@ struct AttachedDevices {
 // `listDeadline`, each device within `deviceDeadline`; otherwise the outcome
 // fails naming what did not answer. A ProductType that is not printable ASCII
 // of at most 64 bytes counts as not told.
-[[nodiscard]] Outcome<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
-                                                       std::chrono::milliseconds deviceDeadline);
+[[nodiscard]] Keel::Result<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
+                                                            std::chrono::milliseconds deviceDeadline);
 
 }  // namespace Vantor::Tools

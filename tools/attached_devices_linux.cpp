@@ -136,17 +136,17 @@ std::string secondsText(std::chrono::milliseconds time) {
 
 }  // namespace
 
-Outcome<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
-                                         std::chrono::milliseconds deviceDeadline) {
+Keel::Result<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
+                                              std::chrono::milliseconds deviceDeadline) {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) {
-    return Outcome<AttachedDevices>::failure(std::string("cannot make a pipe: ") + std::strerror(errno));
+    return Keel::failure(std::string("cannot make a pipe: ") + std::strerror(errno));
   }
   Keel::Descriptor reading(fds[0]);
   Keel::Descriptor writing(fds[1]);
   const pid_t pid = ::fork();
   if (pid < 0) {
-    return Outcome<AttachedDevices>::failure(std::string("cannot start a process: ") + std::strerror(errno));
+    return Keel::failure(std::string("cannot start a process: ") + std::strerror(errno));
   }
   if (pid == 0) {
     reading.reset();
@@ -164,12 +164,11 @@ Outcome<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
     if (listed && answered == result.devices.size()) return result;
     switch (child.nextLine(line, deadline)) {
       case Child::Read::late:
-        if (!listed)
-          return Outcome<AttachedDevices>::failure("usbmuxd did not answer within " + secondsText(listDeadline));
-        return Outcome<AttachedDevices>::failure("the device " + result.devices[answered].udid +
-                                                 " did not answer within " + secondsText(deviceDeadline));
+        if (!listed) return Keel::failure("usbmuxd did not answer within " + secondsText(listDeadline));
+        return Keel::failure("the device " + result.devices[answered].udid + " did not answer within " +
+                             secondsText(deviceDeadline));
       case Child::Read::end:
-        return Outcome<AttachedDevices>::failure("the query of usbmuxd ended without an answer");
+        return Keel::failure("the query of usbmuxd ended without an answer");
       case Child::Read::line:
         break;
     }
@@ -185,7 +184,7 @@ Outcome<AttachedDevices> attachedDevices(std::chrono::milliseconds listDeadline,
       ++answered;
       deadline = Clock::now() + deviceDeadline;
     } else {
-      return Outcome<AttachedDevices>::failure("the query of usbmuxd ended without an answer");
+      return Keel::failure("the query of usbmuxd ended without an answer");
     }
   }
 }

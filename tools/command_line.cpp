@@ -4,8 +4,8 @@
 
 namespace Vantor::Tools {
 
-Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
-                                        const std::vector<KnownOption>& options) {
+Keel::Result<ParsedArguments> parseArguments(std::span<const char* const> arguments,
+                                             const std::vector<KnownOption>& options) {
   ParsedArguments parsed;
   bool optionsEnded = false;
   for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -32,16 +32,16 @@ Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
     for (const auto& option : options) {
       if (option.name == name) known = &option;
     }
-    if (known == nullptr) return Outcome<ParsedArguments>::failure("unknown option '" + name + "'");
+    if (known == nullptr) return Keel::failure("unknown option '" + name + "'");
     if (!known->takesValue) {
-      if (equals != std::string::npos) return Outcome<ParsedArguments>::failure(name + " takes no value");
+      if (equals != std::string::npos) return Keel::failure(name + " takes no value");
       parsed.flags.insert(name);
     } else if (equals != std::string::npos) {
       parsed.values[name] = argument.substr(equals + 1);
     } else if (i + 1 < arguments.size()) {
       parsed.values[name] = arguments[++i];
     } else {
-      return Outcome<ParsedArguments>::failure(name + " needs a value");
+      return Keel::failure(name + " needs a value");
     }
   }
   return parsed;

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "VantorLauncher/login_item/outcome.h"
+#include "Keel/core/result.h"
 
 namespace Vantor::Tools {
 
@@ -34,8 +34,8 @@ struct ParsedArguments {
 // Parses the arguments after the program name. Fails, with a reason fit for
 // a usage error, on an unknown option, a missing value, or a value given to
 // a flag.
-[[nodiscard]] Outcome<ParsedArguments> parseArguments(std::span<const char* const> arguments,
-                                                      const std::vector<KnownOption>& options);
+[[nodiscard]] Keel::Result<ParsedArguments> parseArguments(std::span<const char* const> arguments,
+                                                           const std::vector<KnownOption>& options);
 
 // Prints "<tool> (Vantor) <version>" on stdout, the first line help2man and
 // scripts read, and returns the success status (the failure status when

@@ -7,7 +7,7 @@
 namespace Vantor::Tools {
 namespace {
 
-Outcome<ParsedArguments> parse(std::vector<const char*> arguments) {
+Keel::Result<ParsedArguments> parse(std::vector<const char*> arguments) {
   return parseArguments(arguments, {{"--to", true}, {"--json", false}});
 }
 

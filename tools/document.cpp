@@ -39,50 +39,49 @@ DocumentFormat sniffFormat(std::string_view bytes) {
   return DocumentFormat::json;
 }
 
-Outcome<std::string> readDocumentFile(const std::filesystem::path& path, std::size_t limit) {
+Keel::Result<std::string> readDocumentFile(const std::filesystem::path& path, std::size_t limit) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
-  if (error) return Outcome<std::string>::failure(error.message());
-  if (std::filesystem::is_directory(status)) return Outcome<std::string>::failure("is a folder, not a file");
+  if (error) return Keel::failure(error.message());
+  if (std::filesystem::is_directory(status)) return Keel::failure("is a folder, not a file");
   // Opening a FIFO or a device could block or never end.
-  if (!std::filesystem::is_regular_file(status)) return Outcome<std::string>::failure("not a regular file");
+  if (!std::filesystem::is_regular_file(status)) return Keel::failure("not a regular file");
   const auto size = std::filesystem::file_size(path, error);
-  if (!error && size > limit) return Outcome<std::string>::failure("larger than " + sizeText(limit));
+  if (!error && size > limit) return Keel::failure("larger than " + sizeText(limit));
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  if (!file) return Outcome<std::string>::failure(std::strerror(errno));
+  if (!file) return Keel::failure(std::strerror(errno));
   return readDocumentStream(file.get(), limit);
 }
 
-Outcome<std::string> readDocumentStream(std::FILE* stream, std::size_t limit) {
+Keel::Result<std::string> readDocumentStream(std::FILE* stream, std::size_t limit) {
   std::string bytes;
   char buffer[65536];
   for (;;) {
     const std::size_t n = std::fread(buffer, 1, sizeof buffer, stream);
     if (n > 0) {
-      if (n > limit - bytes.size()) return Outcome<std::string>::failure("larger than " + sizeText(limit));
+      if (n > limit - bytes.size()) return Keel::failure("larger than " + sizeText(limit));
       bytes.append(buffer, n);
     }
     if (n < sizeof buffer) {
-      if (std::ferror(stream)) return Outcome<std::string>::failure(std::strerror(errno));
+      if (std::ferror(stream)) return Keel::failure(std::strerror(errno));
       if (std::feof(stream)) return bytes;
     }
   }
 }
 
-Outcome<Keel::AnyValue> parseDocument(std::string_view bytes) {
-  if (bytes.empty()) return Outcome<Keel::AnyValue>::failure("empty document");
+Keel::Result<Keel::AnyValue> parseDocument(std::string_view bytes) {
+  if (bytes.empty()) return Keel::failure("empty document");
   auto tree = sniffFormat(bytes) == DocumentFormat::propertyList ? Keel::PropertyList::parse(bytes)
                                                                  : Keel::JSON::parse(withoutByteOrderMark(bytes));
-  if (!tree) return Outcome<Keel::AnyValue>::failure(reasonOf(tree.error()));
+  if (!tree) return Keel::failure(reasonOf(tree.error()));
   return std::move(tree.value());
 }
 
-Outcome<std::string> convertTree(const Keel::AnyValue& tree, DocumentFormat to) {
+Keel::Result<std::string> convertTree(const Keel::AnyValue& tree, DocumentFormat to) {
   auto text = to == DocumentFormat::json ? Keel::JSON::write(tree) : Keel::PropertyList::writeXML(tree);
   if (!text) {
-    return Outcome<std::string>::failure(std::string("cannot be written as ") +
-                                         (to == DocumentFormat::json ? "JSON" : "a property list") + ": " +
-                                         reasonOf(text.error()));
+    return Keel::failure(std::string("cannot be written as ") +
+                         (to == DocumentFormat::json ? "JSON" : "a property list") + ": " + reasonOf(text.error()));
   }
   std::string out = std::move(text.value());
   if (!out.ends_with('\n')) out += '\n';

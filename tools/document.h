@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "Keel/core/any_value.h"
-#include "VantorLauncher/login_item/outcome.h"
+#include "Keel/core/result.h"
 
 namespace Vantor::Tools {
 
@@ -26,20 +26,20 @@ enum class DocumentFormat { json, propertyList };
 
 // The whole regular file, or why not: missing, a folder or other non-regular
 // file, unreadable, or larger than `limit` bytes. Never blocks on a FIFO.
-[[nodiscard]] Outcome<std::string> readDocumentFile(const std::filesystem::path& path,
-                                                    std::size_t limit = maxDocumentBytes);
+[[nodiscard]] Keel::Result<std::string> readDocumentFile(const std::filesystem::path& path,
+                                                         std::size_t limit = maxDocumentBytes);
 
 // Everything `stream` holds until its end, or why not (a read error, or more
 // than `limit` bytes).
-[[nodiscard]] Outcome<std::string> readDocumentStream(std::FILE* stream, std::size_t limit = maxDocumentBytes);
+[[nodiscard]] Keel::Result<std::string> readDocumentStream(std::FILE* stream, std::size_t limit = maxDocumentBytes);
 
 // The tree of the document in its sniffed format, or the parser's reason.
 // A UTF-8 byte-order mark before JSON is skipped.
-[[nodiscard]] Outcome<Keel::AnyValue> parseDocument(std::string_view bytes);
+[[nodiscard]] Keel::Result<Keel::AnyValue> parseDocument(std::string_view bytes);
 
 // The tree as compact JSON or as an XML property list, each ending in a
 // newline, or why the tree has no form there (for example data in JSON or
 // null in a property list).
-[[nodiscard]] Outcome<std::string> convertTree(const Keel::AnyValue& tree, DocumentFormat to);
+[[nodiscard]] Keel::Result<std::string> convertTree(const Keel::AnyValue& tree, DocumentFormat to);
 
 }  // namespace Vantor::Tools

@@ -104,7 +104,7 @@ int main(int argc, char** argv) {
     return failure(toolName, "NAME and OBJECT must be UTF-8 texts");
   }
   Plinth::DistributedNotificationCenter& center = Plinth::DistributedNotificationCenter::defaultCenter();
-  if (const auto reason = center.unavailableReason()) return failure(toolName, *reason);
+  if (const auto available = center.availability(); !available) return failure(toolName, available.error());
   if (command == "observe") return observe(center, name, object);
   // The centre sends before post returns, so exiting next loses nothing.
   Plinth::DistributedNotifications::post(center, name, object);

@@ -58,7 +58,7 @@ TEST(SignalRules, ValuesAreQuotedAndALongArg0IsLeftToTheSubscriber) {
   PrivateSessionBus bus;
   BusConnection connection(BusType::session, bus.address(), 10s);
   const auto made = connection.wait();
-  ASSERT_TRUE(made) << connection.failure().value_or("");
+  ASSERT_TRUE(made) << connection.status().errorOr("");
   const auto addMatch = [&](const std::string& rule) {
     GErrorSlot error;
     return callSync(made.get(),
@@ -75,15 +75,15 @@ TEST(BusConnections, ASilentBusCostsEachWaiterItsDeadlineAndNoMore) {
   TempDir dir;
   SilentBus silent(dir.path() / "bus");
   LoopThread loop;
-  std::promise<std::optional<std::string>> asynchronous;
+  std::promise<std::string> asynchronous;
   BusConnection connection(BusType::session, silent.address(), 300ms);
   loop.onLoop([&] {
-    connection.whenSettled([&] { asynchronous.set_value(connection.failure()); });
+    connection.whenSettled([&] { asynchronous.set_value(connection.status().errorOr("")); });
     return 0;
   });
   EXPECT_FALSE(connection.wait());
   const std::string expected = "the D-Bus session bus at " + silent.address() + " did not answer within 0.3 s";
-  EXPECT_EQ(connection.failure(), expected);
+  EXPECT_EQ(connection.status().errorOr(""), expected);
   auto heard = asynchronous.get_future();
   ASSERT_EQ(heard.wait_for(10s), std::future_status::ready);
   EXPECT_EQ(heard.get(), expected);
@@ -119,7 +119,7 @@ TEST(BusConnections, ABusThatGoesAwayIsReportedOnceOnTheOwnersLoopAndNeverEndsTh
   ASSERT_EQ(heard.wait_for(10s), std::future_status::ready);
   EXPECT_TRUE(heard.get().second);
   EXPECT_FALSE(connection->get());
-  EXPECT_EQ(connection->failure().value_or("").rfind("the D-Bus session bus went away: ", 0), 0U);
+  EXPECT_EQ(connection->status().errorOr("").rfind("the D-Bus session bus went away: ", 0), 0U);
 }
 
 // The test buses activate nothing: a machine's own services (a desktop

@@ -283,16 +283,16 @@ struct BusConnection::State : std::enable_shared_from_this<State> {
   std::condition_variable settled;
   Phase phase = Phase::connecting;                        // guarded
   GDBusConnection* connection = nullptr;                  // guarded: ours while connected, until closed
-  std::optional<std::string> failure;                     // guarded
+  Result<void> status;                                    // guarded
   Waiters waiters;                                        // guarded
   std::function<void(const std::string&)> closedHandler;  // guarded
   bool ended = false;                                     // guarded: the owner closed it
 
   // With the lock held: connecting ends. Wakes those blocked on it and hands
   // over those to resume, which the caller does once unlocked.
-  Waiters settleLocked(Phase next, std::optional<std::string> reason) {
+  Waiters settleLocked(Phase next, Result<void> outcome) {
     phase = next;
-    failure = std::move(reason);
+    status = std::move(outcome);
     settled.notify_all();
     return std::exchange(waiters, {});
   }
@@ -342,9 +342,9 @@ struct BusConnection::State : std::enable_shared_from_this<State> {
         if (made != nullptr) {
           self->connection = made;
           kept = true;
-          woken = self->settleLocked(Phase::connected, std::nullopt);
+          woken = self->settleLocked(Phase::connected, success());
         } else {
-          woken = self->settleLocked(Phase::failed, self->noBus() + ": " + error.message());
+          woken = self->settleLocked(Phase::failed, failure(self->noBus() + ": " + error.message()));
         }
       }
     }
@@ -370,7 +370,7 @@ struct BusConnection::State : std::enable_shared_from_this<State> {
     {
       std::lock_guard lock(self->mutex);
       if (self->ended || self->phase != Phase::connected) return;
-      self->settleLocked(Phase::failed, self->name + " went away: " + reason);
+      self->settleLocked(Phase::failed, failure(self->name + " went away: " + reason));
       tell = static_cast<bool>(self->closedHandler);
     }
     if (!tell) return;
@@ -393,7 +393,7 @@ struct BusConnection::State : std::enable_shared_from_this<State> {
     {
       std::lock_guard lock(mutex);
       if (phase != Phase::connecting) return;
-      woken = settleLocked(Phase::failed, description + " did not answer within " + secondsText(timeout));
+      woken = settleLocked(Phase::failed, failure(description + " did not answer within " + secondsText(timeout)));
     }
     g_cancellable_cancel(cancellable.get());
     resume(std::move(woken));
@@ -406,7 +406,7 @@ struct BusConnection::State : std::enable_shared_from_this<State> {
       std::lock_guard lock(mutex);
       ended = true;
       closedHandler = nullptr;
-      if (phase == Phase::connecting) woken = settleLocked(Phase::failed, description + " was given up");
+      if (phase == Phase::connecting) woken = settleLocked(Phase::failed, failure(description + " was given up"));
       made = std::exchange(connection, nullptr);
     }
     g_cancellable_cancel(cancellable.get());
@@ -427,11 +427,11 @@ BusConnection::BusConnection(BusType type, std::optional<std::string> address, s
   state_ = std::make_shared<State>(busName(type), std::move(address), timeout);
   if (!state_->address) {
     state_->phase = State::Phase::failed;
-    state_->failure = state_->noBus() + (type == BusType::session
-                                             ? ": DBUS_SESSION_BUS_ADDRESS is not set and $XDG_RUNTIME_DIR/bus "
-                                               "is not a socket"
-                                             : std::string(": DBUS_SYSTEM_BUS_ADDRESS is not set and ") +
-                                                   systemBusSocket + " is not a socket");
+    state_->status = failure(state_->noBus() + (type == BusType::session
+                                                    ? ": DBUS_SESSION_BUS_ADDRESS is not set and $XDG_RUNTIME_DIR/bus "
+                                                      "is not a socket"
+                                                    : std::string(": DBUS_SYSTEM_BUS_ADDRESS is not set and ") +
+                                                          systemBusSocket + " is not a socket"));
     return;
   }
   state_->timer = g_timeout_source_new(static_cast<guint>(std::max<std::int64_t>(timeout.count(), 0)));
@@ -482,9 +482,9 @@ GObjectPtr<GDBusConnection> BusConnection::get() const {
   return GObjectPtr<GDBusConnection>(G_DBUS_CONNECTION(g_object_ref(state_->connection)));
 }
 
-std::optional<std::string> BusConnection::failure() const {
+Result<void> BusConnection::status() const {
   std::lock_guard lock(state_->mutex);
-  return state_->failure;
+  return state_->status;
 }
 
 void BusConnection::setClosedHandler(std::function<void(const std::string& reason)> handler) {

@@ -26,6 +26,8 @@
 #include <string>
 #include <string_view>
 
+#include "Keel/core/result.h"
+
 namespace Keel::detail {
 
 using BusClock = std::chrono::steady_clock;
@@ -201,7 +203,7 @@ class BusConnection {
   BusConnection& operator=(const BusConnection&) = delete;
 
   // Waits until connecting has ended, at the latest until its deadline, and
-  // returns the connection; nothing when there is none (see failure()). Any
+  // returns the connection; nothing when there is none (see status()). Any
   // thread: connecting never needs the caller's main context.
   [[nodiscard]] GObjectPtr<GDBusConnection> wait();
 
@@ -213,11 +215,11 @@ class BusConnection {
   // The connection, when made and not closed; never waits.
   [[nodiscard]] GObjectPtr<GDBusConnection> get() const;
 
-  // Nothing while connecting or connected; otherwise why there is no
+  // Success while connecting or connected; otherwise why there is no
   // connection: "no D-Bus session bus: <why>" (none found, or an error),
   // "<description()> did not answer within 3 s", or "the D-Bus session bus
   // went away: <reason>" once the bus closed it.
-  [[nodiscard]] std::optional<std::string> failure() const;
+  [[nodiscard]] Result<void> status() const;
 
   // Called once, on the main context named above, when the bus closes a
   // connection that was made, with GDBus's reason. Replaces any earlier one.

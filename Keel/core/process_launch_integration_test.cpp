@@ -52,8 +52,8 @@ TEST(LaunchProcess, TheChildGetsCleanSignalsItsStreamsAndNothingElseTheGivenEnvi
   });
   pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
   signal(SIGPIPE, SIG_DFL);
-  ASSERT_TRUE(launched.started()) << launched.error;
-  ASSERT_EQ(waitForExit(launched.pid), 0);
+  ASSERT_TRUE(launched) << launched.error();
+  ASSERT_EQ(waitForExit(*launched), 0);
   std::stringstream text;
   text << std::ifstream(dir.path() / "out").rdbuf();
   EXPECT_EQ(text.str(),
@@ -62,7 +62,7 @@ TEST(LaunchProcess, TheChildGetsCleanSignalsItsStreamsAndNothingElseTheGivenEnvi
 
 TEST(LaunchProcess, WhatCannotStartIsAnErrorNotAChild) {
   Vantor::Testing::TempDir dir;
-  const auto errorOf = [](LaunchOptions options) { return launchProcess(options).error; };
+  const auto errorOf = [](LaunchOptions options) { return launchProcess(options).error(); };
   EXPECT_EQ(errorOf({.executable = (dir.path() / "missing").string()}), ENOENT);
   std::ofstream(dir.path() / "plain") << "#!/bin/sh\n";  // not executable
   EXPECT_EQ(errorOf({.executable = (dir.path() / "plain").string()}), EACCES);

@@ -78,7 +78,7 @@ LaunchResult launch(const LaunchOptions& options) {
   if (holdsNul(options.executable) || anyHoldsNul(options.arguments) ||
       (options.environment && anyHoldsNul(*options.environment)) ||
       (options.workingFolder && holdsNul(*options.workingFolder))) {
-    return LaunchResult{-1, EINVAL};
+    return Failure<int>{EINVAL};
   }
   SpawnSetup setup;
   sigset_t none;
@@ -115,7 +115,7 @@ LaunchResult launch(const LaunchOptions& options) {
   if (error == 0 && options.workingFolder) {
     error = posix_spawn_file_actions_addchdir_np(&setup.actions, options.workingFolder->c_str());
   }
-  if (error != 0) return LaunchResult{-1, error};
+  if (error != 0) return Failure<int>{error};
 
   const std::vector<std::string> defaultArguments = {options.executable};
   auto argv = pointersTo(options.arguments.empty() ? defaultArguments : options.arguments);
@@ -123,7 +123,8 @@ LaunchResult launch(const LaunchOptions& options) {
   pid_t pid = -1;
   error = posix_spawn(&pid, options.executable.c_str(), &setup.actions, &setup.attributes, argv.data(),
                       options.environment ? envp.data() : environ);
-  return error == 0 ? LaunchResult{pid, 0} : LaunchResult{-1, error};
+  if (error != 0) return Failure<int>{error};
+  return pid;
 }
 
 }  // namespace
@@ -132,7 +133,7 @@ LaunchResult launchProcess(const LaunchOptions& options) noexcept {
   try {
     return launch(options);
   } catch (...) {
-    return LaunchResult{-1, ENOMEM};  // the argument and environment arrays
+    return Failure<int>{ENOMEM};  // the argument and environment arrays
   }
 }
 

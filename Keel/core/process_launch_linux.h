@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Keel/core/result.h"
+
 namespace Keel {
 
 // Where one of the child's standard descriptors (0, 1, 2) comes from.
@@ -49,11 +51,7 @@ struct LaunchOptions {
 };
 
 // A started child's pid, or the error number that kept it from starting.
-struct LaunchResult {
-  pid_t pid = -1;
-  int error = 0;
-  [[nodiscard]] bool started() const { return error == 0; }
-};
+using LaunchResult = Result<pid_t, int>;
 
 // Starts `options.executable` and returns without waiting for it; the caller
 // reaps it (waitpid). Whatever this process did with its signals, the child

@@ -2,6 +2,7 @@
 // know why they failed: the shape of C++23's std::expected, kept small.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -73,5 +74,29 @@ class [[nodiscard]] Result {
  private:
   std::variant<T, E> storage_;
 };
+
+// Success with nothing to return, or why not: made empty for success and
+// from a Failure otherwise.
+template <class E>
+class [[nodiscard]] Result<void, E> {
+ public:
+  Result() = default;
+  Result(Failure<E> failure) : error_(std::move(failure.error)) {}  // NOLINT: implicit, as std::unexpected
+
+  [[nodiscard]] bool ok() const noexcept { return !error_.has_value(); }
+  explicit operator bool() const noexcept { return ok(); }
+  [[nodiscard]] const E& error() const& {
+    if (error_) return *error_;
+    detail::badResultAccess(false);
+  }
+  // The error, or `fallback` when there is none.
+  [[nodiscard]] E errorOr(E fallback) const& { return error_ ? *error_ : std::move(fallback); }
+
+ private:
+  std::optional<E> error_;
+};
+
+// The successful Result<void>, for reading at a return.
+[[nodiscard]] inline Result<void> success() { return {}; }
 
 }  // namespace Keel

@@ -70,32 +70,28 @@ struct DesktopNotificationCenter::State {
   // none. A bus that did not answer is not asked again for one response
   // time-out, so that the work queued behind a silent bus fails at once
   // instead of waiting its turn for a deadline each. On `queue` only.
-  detail::GObjectPtr<GDBusConnection> connect(std::optional<NotificationError>& problem) {
+  Result<detail::GObjectPtr<GDBusConnection>, NotificationError> connect() {
     const auto now = detail::BusClock::now();
     if (bus && (bus->get() || now < retryAfter)) {
       if (auto connection = bus->get()) return connection;
-      problem = NotificationError{*bus->failure()};
-      return nullptr;
+      return NotificationError{bus->status().error()};
     }
     bus = std::make_unique<detail::BusConnection>(detail::BusType::session, options.busAddress,
                                                   options.responseTimeout);
-    auto connection = bus->wait();
-    if (!connection) {
-      retryAfter = detail::BusClock::now() + options.responseTimeout;
-      problem = NotificationError{bus->failure().value_or("There is no session bus.")};
-    }
-    return connection;
+    if (auto connection = bus->wait()) return connection;
+    retryAfter = detail::BusClock::now() + options.responseTimeout;
+    return NotificationError{bus->status().errorOr("There is no session bus.")};
   }
 
   // Nothing when a notification server answers; otherwise why not.
   std::optional<NotificationError> serverProblem() {
     const auto deadline = detail::BusClock::now() + options.responseTimeout;
-    std::optional<NotificationError> problem;
-    const auto connection = connect(problem);
-    if (!connection) return problem;
+    const auto connection = connect();
+    if (!connection) return connection.error();
     detail::GErrorSlot error;
-    if (!detail::callSync(connection.get(), {notificationsName, notificationsPath, notificationsInterface, "GetServerInformation", nullptr,
-                                      G_VARIANT_TYPE("(ssss)")},
+    if (!detail::callSync(connection->get(),
+                          {notificationsName, notificationsPath, notificationsInterface, "GetServerInformation",
+                           nullptr, G_VARIANT_TYPE("(ssss)")},
                           deadline, error)) {
       return NotificationError{error.message("No notification server answers.")};
     }
@@ -108,9 +104,8 @@ struct DesktopNotificationCenter::State {
 
   std::optional<NotificationError> show(const NotificationRequest& request) {
     const auto deadline = detail::BusClock::now() + options.responseTimeout;
-    std::optional<NotificationError> problem;
-    const auto connection = connect(problem);
-    if (!connection) return problem;
+    const auto connection = connect();
+    if (!connection) return connection.error();
     GVariantBuilder hints;
     g_variant_builder_init(&hints, G_VARIANT_TYPE("a{sv}"));
     if (request.content.defaultSound) {
@@ -125,9 +120,10 @@ struct DesktopNotificationCenter::State {
                       validUtf8(request.content.title).c_str(), validUtf8(request.content.body).c_str(), nullptr,
                       g_variant_builder_end(&hints), -1);
     detail::GErrorSlot error;
-    const auto reply =
-        detail::callSync(connection.get(), {notificationsName, notificationsPath, notificationsInterface, "Notify", parameters, G_VARIANT_TYPE("(u)")},
-                         deadline, error);
+    const auto reply = detail::callSync(
+        connection->get(),
+        {notificationsName, notificationsPath, notificationsInterface, "Notify", parameters, G_VARIANT_TYPE("(u)")},
+        deadline, error);
     if (!reply) return NotificationError{error.message("The notification server did not answer.")};
     guint32 id = 0;
     g_variant_get(reply.get(), "(u)", &id);

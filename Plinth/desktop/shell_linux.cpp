@@ -94,8 +94,8 @@ class PosixChildProcessLauncher final : public ChildProcessLauncher {
                                                              .environment = environment,
                                                              .standardOutput = Keel::ChildStream::from(outWrite.get()),
                                                              .standardError = Keel::ChildStream::from(errWrite.get())});
-    if (!launched.started()) return std::nullopt;
-    const pid_t pid = launched.pid;
+    if (!launched) return std::nullopt;
+    const pid_t pid = *launched;
     // Only the child may hold the writing ends, or the reads never end.
     outWrite.reset();
     errWrite.reset();

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "Keel/core/observer_selector.h"
+#include "Keel/core/result.h"
 
 namespace Plinth {
 
@@ -31,9 +32,9 @@ class DistributedNotificationCenter {
  public:
   // The operation invoked on an observer.
   using Selector = std::function<void(const DistributedNotification&)>;
-  // What the asynchronous addObserver reports: nothing once the observer is
+  // What the asynchronous addObserver reports: success once the observer is
   // sure to hear every later post, otherwise the reason it may not.
-  using Registered = std::function<void(const std::optional<std::string>& unavailableReason)>;
+  using Registered = std::function<void(const Keel::Result<void>& registration)>;
 
   virtual ~DistributedNotificationCenter() = default;
 
@@ -51,8 +52,8 @@ class DistributedNotificationCenter {
   // it needs (connecting on first use, confirming the registration) goes on
   // while the calling thread's run loop serves its other sources, so the
   // caller must be on a thread serving its run loop. `registered` is then
-  // called once on that loop, never inline: with nothing when a post made from
-  // then on is sure to reach the observer, or with the reason it may not (the
+  // called once on that loop, never inline: with success when a post made
+  // from then on is sure to reach the observer, or with the reason it may not (the
   // centre is unavailable, or did not get the registration confirmed within
   // its time-out).
   virtual void addObserver(const void* observer, Selector selector, const std::string& name,
@@ -72,10 +73,10 @@ class DistributedNotificationCenter {
   // included, without waiting for observers.
   virtual void post(const std::string& name, const std::optional<std::string>& object) = 0;
 
-  // Nothing while the centre reaches other processes; otherwise the reason it
+  // Success while the centre reaches other processes; otherwise the reason it
   // cannot (for example, no session bus). Registrations and posts made while
   // unavailable have no effect.
-  [[nodiscard]] virtual std::optional<std::string> unavailableReason() = 0;
+  [[nodiscard]] virtual Keel::Result<void> availability() = 0;
 
   // Called, on the run loop of the thread that first used the centre, when it loses
   // its link to other processes after having had one. Later calls replace the

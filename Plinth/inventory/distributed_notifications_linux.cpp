@@ -97,7 +97,7 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
       std::lock_guard lock(mutex);
       if (shutDown) return "the notification centre was destroyed";
     }
-    return bus().failure().value_or("the observer was removed before it was registered");
+    return bus().status().errorOr("the observer was removed before it was registered");
   }
 
   // Subscribes `registration` on the calling thread, whose context delivery
@@ -195,23 +195,24 @@ void BusNotificationCenter::addObserver(const void* observer, Selector selector,
   const auto deadline = BusClock::now() + impl_->timeout;
   impl_->bus().whenSettled([impl = impl_, registration, registered = std::move(registered), deadline] {
     if (!isUtf8(registration->name)) {
-      registered("a notification name must be UTF-8");
+      registered(Keel::failure("a notification name must be UTF-8"));
       return;
     }
     auto [connection, rule] = impl->subscribe(registration);
     if (!connection) {
-      registered(impl->reason());
+      registered(Keel::failure(impl->reason()));
       return;
     }
     // The same confirming round trip, answered on this loop.
     bus::call(connection.get(), busDaemonCall("AddMatch", rule), deadline,
               [impl, registered](bus::VariantPtr reply, const bus::GErrorSlot& error) {
                 if (reply) {
-                  registered(std::nullopt);
+                  registered(Keel::success());
                 } else if (error.is(G_IO_ERROR, G_IO_ERROR_TIMED_OUT)) {
-                  registered(impl->bus().description() + " did not answer within " + bus::secondsText(impl->timeout));
+                  registered(Keel::failure(impl->bus().description() + " did not answer within " +
+                                           bus::secondsText(impl->timeout)));
                 } else {
-                  registered(impl->bus().description() + ": " + error.message());
+                  registered(Keel::failure(impl->bus().description() + ": " + error.message()));
                 }
               });
   });
@@ -255,9 +256,9 @@ void BusNotificationCenter::post(const std::string& name, const std::optional<st
   bus::flush(connection.get(), deadline);
 }
 
-std::optional<std::string> BusNotificationCenter::unavailableReason() {
-  if (impl_->connectSync()) return std::nullopt;
-  return impl_->reason();
+Keel::Result<void> BusNotificationCenter::availability() {
+  if (impl_->connectSync()) return Keel::success();
+  return Keel::failure(impl_->reason());
 }
 
 void BusNotificationCenter::setConnectionLostHandler(std::function<void(const std::string& reason)> handler) {

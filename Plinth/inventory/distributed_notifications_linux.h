@@ -49,7 +49,7 @@ class BusNotificationCenter final : public DistributedNotificationCenter {
   void prepareConnection() override;
   void removeObserver(const void* observer, const std::string& name) override;
   void post(const std::string& name, const std::optional<std::string>& object) override;
-  std::optional<std::string> unavailableReason() override;
+  Keel::Result<void> availability() override;
   void setConnectionLostHandler(std::function<void(const std::string& reason)> handler) override;
 
   struct Impl;

@@ -12,11 +12,11 @@ const FileRevealer& FileRevealer::shared() {
   return revealer;
 }
 
-RevealResult BusFileRevealer::showItems(const std::vector<Keel::URL>& items) const {
+Keel::Result<void> BusFileRevealer::showItems(const std::vector<Keel::URL>& items) const {
   const auto deadline = bus::BusClock::now() + timeout_;
   bus::BusConnection connection(bus::BusType::session, address_, timeout_);
   const auto made = connection.wait();
-  if (!made) return {false, connection.failure().value_or("no session bus")};
+  if (!made) return Keel::failure(connection.status().errorOr("no session bus"));
   GVariantBuilder uris;
   g_variant_builder_init(&uris, G_VARIANT_TYPE("as"));
   for (const Keel::URL& item : items) g_variant_builder_add(&uris, "s", item.absoluteString.c_str());
@@ -25,8 +25,8 @@ RevealResult BusFileRevealer::showItems(const std::vector<Keel::URL>& items) con
                                    {"org.freedesktop.FileManager1", "/org/freedesktop/FileManager1",
                                     "org.freedesktop.FileManager1", "ShowItems", g_variant_new("(ass)", &uris, "")},
                                    deadline, error);
-  if (!reply) return {false, "no file manager answered: " + error.message()};
-  return {true, {}};
+  if (!reply) return Keel::failure("no file manager answered: " + error.message());
+  return Keel::success();
 }
 
 }  // namespace Plinth

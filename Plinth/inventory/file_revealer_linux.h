@@ -22,7 +22,7 @@ class BusFileRevealer final : public FileRevealer {
                            std::chrono::milliseconds timeout = std::chrono::milliseconds(3000))
       : address_(std::move(address)), timeout_(timeout) {}
 
-  [[nodiscard]] RevealResult showItems(const std::vector<Keel::URL>& items) const override;
+  [[nodiscard]] Keel::Result<void> showItems(const std::vector<Keel::URL>& items) const override;
 
  private:
   std::optional<std::string> address_;

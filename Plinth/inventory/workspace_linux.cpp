@@ -139,8 +139,8 @@ std::optional<int> LinuxWorkspace::launchApplication(const std::filesystem::path
                                                            .standardInput = Keel::ChildStream::null(),
                                                            .standardOutput = Keel::ChildStream::null(),
                                                            .standardError = Keel::ChildStream::null()});
-  if (!launched.started()) return std::nullopt;
-  const pid_t pid = launched.pid;
+  if (!launched) return std::nullopt;
+  const pid_t pid = *launched;
 
   // The child outlives us if it must; while we live, we reap it as soon as
   // it ends so that it never stays a zombie.

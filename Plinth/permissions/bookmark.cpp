@@ -25,8 +25,6 @@ std::uint64_t readLittleEndian(std::span<const std::uint8_t> bytes, std::size_t 
   return value;
 }
 
-DecodedBookmark refused(std::string reason) { return {std::nullopt, std::move(reason)}; }
-
 }  // namespace
 
 std::optional<Keel::Data> encodeBookmark(const BookmarkRecord& record) {
@@ -41,18 +39,19 @@ std::optional<Keel::Data> encodeBookmark(const BookmarkRecord& record) {
   return out;
 }
 
-DecodedBookmark decodeBookmark(std::span<const std::uint8_t> bytes) {
+Keel::Result<BookmarkRecord> decodeBookmark(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < bookmarkHeaderSize || !std::equal(magic.begin(), magic.end(), bytes.begin())) {
-    return refused("it does not start like a folder bookmark");
+    return Keel::failure("it does not start like a folder bookmark");
   }
   const auto version = readLittleEndian(bytes, 4, 2);
-  if (version != bookmarkFormatVersion) return refused("its format version " + std::to_string(version) + " is unknown");
+  if (version != bookmarkFormatVersion)
+    return Keel::failure("its format version " + std::to_string(version) + " is unknown");
   const auto length = readLittleEndian(bytes, 22, 4);
-  if (length != bytes.size() - bookmarkHeaderSize) return refused("its path length does not match its size");
+  if (length != bytes.size() - bookmarkHeaderSize) return Keel::failure("its path length does not match its size");
   BookmarkRecord record{readLittleEndian(bytes, 6, 8), readLittleEndian(bytes, 14, 8),
                         std::string(bytes.begin() + bookmarkHeaderSize, bytes.end())};
-  if (!keepablePath(record.path)) return refused("its path is not an absolute path");
-  return {std::move(record), {}};
+  if (!keepablePath(record.path)) return Keel::failure("its path is not an absolute path");
+  return record;
 }
 
 }  // namespace Plinth

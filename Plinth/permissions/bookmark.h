@@ -23,6 +23,7 @@
 #include <string>
 
 #include "Keel/core/any_value.h"
+#include "Keel/core/result.h"
 
 namespace Plinth {
 
@@ -41,14 +42,8 @@ inline constexpr std::size_t bookmarkMaxPathLength = 4095;
 // relative, holding NUL, or longer than bookmarkMaxPathLength bytes).
 [[nodiscard]] std::optional<Keel::Data> encodeBookmark(const BookmarkRecord& record);
 
-// What a reader learns from some bytes: the record, or why they are not a
-// bookmark of this format.
-struct DecodedBookmark {
-  std::optional<BookmarkRecord> record;
-  std::string failure;  // empty on success
-};
-
+// The record some bytes hold, or why they are not a bookmark of this format.
 // Reads bytes of any length and content; never reads outside them.
-[[nodiscard]] DecodedBookmark decodeBookmark(std::span<const std::uint8_t> bytes);
+[[nodiscard]] Keel::Result<BookmarkRecord> decodeBookmark(std::span<const std::uint8_t> bytes);
 
 }  // namespace Plinth

@@ -12,9 +12,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::span<const std::uint8_t> bytes(data, size);
   const auto decoded = Plinth::decodeBookmark(bytes);
-  if (decoded.record.has_value() == !decoded.failure.empty()) std::abort();
-  if (decoded.record) {
-    const auto written = Plinth::encodeBookmark(*decoded.record);
+  if (!decoded && decoded.error().empty()) std::abort();
+  if (decoded) {
+    const auto written = Plinth::encodeBookmark(*decoded);
     if (!written || !std::equal(written->begin(), written->end(), bytes.begin(), bytes.end())) std::abort();
   }
   return 0;

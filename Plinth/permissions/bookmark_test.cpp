@@ -15,7 +15,7 @@ TEST(Bookmark, WritesTheDocumentedLayoutAndReadsItBack) {
                              0x01, 0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11, 16,   0,    0,    0};
   EXPECT_EQ(Keel::Data(data->begin(), data->begin() + 26), header);
   EXPECT_EQ(std::string(data->begin() + 26, data->end()), record.path);
-  EXPECT_EQ(decodeBookmark(*data).record, record);
+  EXPECT_EQ(decodeBookmark(*data), record);
 }
 
 TEST(Bookmark, RefusesPathsItCannotKeepAndDataThatIsNoBookmark) {
@@ -26,7 +26,7 @@ TEST(Bookmark, RefusesPathsItCannotKeepAndDataThatIsNoBookmark) {
   EXPECT_TRUE(encodeBookmark({1, 2, "/" + std::string(bookmarkMaxPathLength - 1, 'x')}));
 
   const auto good = *encodeBookmark({1, 2, "/a"});
-  const auto refused = [](Keel::Data data) { return decodeBookmark(data).failure; };
+  const auto refused = [](Keel::Data data) { return decodeBookmark(data).error(); };
   EXPECT_EQ(refused({}), "it does not start like a folder bookmark");
   EXPECT_EQ(refused(Keel::Data(good.begin(), good.end() - 1)), "its path length does not match its size");
   auto longer = good;
@@ -40,7 +40,7 @@ TEST(Bookmark, RefusesPathsItCannotKeepAndDataThatIsNoBookmark) {
   EXPECT_EQ(refused(relative), "its path is not an absolute path");
   auto huge = good;
   huge[25] = 0xFF;                            // a length of gigabytes in a short buffer
-  EXPECT_FALSE(decodeBookmark(huge).record);  // random bytes are the fuzzer's
+  EXPECT_FALSE(decodeBookmark(huge));         // random bytes are the fuzzer's
 }
 
 }  // namespace

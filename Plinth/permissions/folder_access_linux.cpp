@@ -21,23 +21,18 @@ namespace {
 std::string inQuotes(std::string_view path) { return "\u201C" + std::string(path) + "\u201D"; }
 
 // A folder's identity, or the error that names its path.
-struct FolderIdentity {
-  std::optional<BookmarkRecord> record;
-  std::string error;
-};
-
-FolderIdentity identify(const std::string& path) {
+Keel::Result<BookmarkRecord> identify(const std::string& path) {
   struct stat info {};
-  if (path.find('\0') != std::string::npos) return {std::nullopt, "The path " + inQuotes(path) + " is not valid."};
+  if (path.find('\0') != std::string::npos) return Keel::failure("The path " + inQuotes(path) + " is not valid.");
   if (stat(path.c_str(), &info) != 0) {
     const int error = errno;
     if (error == ENOENT || error == ENOTDIR) {
-      return {std::nullopt, "The folder " + inQuotes(path) + " doesn\u2019t exist."};
+      return Keel::failure("The folder " + inQuotes(path) + " doesn\u2019t exist.");
     }
-    return {std::nullopt, "The folder " + inQuotes(path) + " can\u2019t be examined: " + std::strerror(error) + "."};
+    return Keel::failure("The folder " + inQuotes(path) + " can\u2019t be examined: " + std::strerror(error) + ".");
   }
-  if (!S_ISDIR(info.st_mode)) return {std::nullopt, "The item at " + inQuotes(path) + " is not a folder."};
-  return {BookmarkRecord{static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino), path}, {}};
+  if (!S_ISDIR(info.st_mode)) return Keel::failure("The item at " + inQuotes(path) + " is not a folder.");
+  return BookmarkRecord{static_cast<std::uint64_t>(info.st_dev), static_cast<std::uint64_t>(info.st_ino), path};
 }
 
 }  // namespace
@@ -45,37 +40,38 @@ FolderIdentity identify(const std::string& path) {
 MadeBookmark LinuxBookmarks::bookmarkData(const Keel::URL& url, BookmarkCreationOptions /*options*/) {
   if (!url.isFileURL()) return {std::nullopt, {"Only folders given by file URLs can be bookmarked."}};
   auto identity = identify(url.path());
-  if (!identity.record) return {std::nullopt, {std::move(identity.error)}};
-  auto data = encodeBookmark(*identity.record);
-  if (!data) return {std::nullopt, {"The path " + inQuotes(identity.record->path) + " is too long to keep."}};
+  if (!identity) return {std::nullopt, {std::move(identity).error()}};
+  auto data = encodeBookmark(*identity);
+  if (!data) return {std::nullopt, {"The path " + inQuotes(identity->path) + " is too long to keep."}};
   return {std::move(data), {}};
 }
 
 ResolvedBookmark LinuxBookmarks::resolve(const Keel::Data& data, BookmarkResolutionOptions /*options*/) {
   auto decoded = decodeBookmark(data);
-  if (!decoded.record) return {std::nullopt, false, {"The data is not a folder bookmark: " + decoded.failure + "."}};
-  auto identity = identify(decoded.record->path);
-  if (!identity.record) return {std::nullopt, false, {std::move(identity.error)}};
-  const bool same =
-      identity.record->device == decoded.record->device && identity.record->inode == decoded.record->inode;
-  return {Keel::URL::fileURL(decoded.record->path, true), !same, {}};
+  if (!decoded) return {std::nullopt, false, {"The data is not a folder bookmark: " + decoded.error() + "."}};
+  auto identity = identify(decoded->path);
+  if (!identity) return {std::nullopt, false, {std::move(identity).error()}};
+  const bool same = identity->device == decoded->device && identity->inode == decoded->inode;
+  return {Keel::URL::fileURL(decoded->path, true), !same, {}};
 }
 
-std::optional<std::string> LinuxFolderAccess::refusal(const Keel::URL& url) const {
+Keel::Result<void> LinuxFolderAccess::checkAccess(const Keel::URL& url) const {
   std::error_code error;
   if (std::filesystem::exists(flatpakInfo_, error)) {
-    return "Inside a Flatpak sandbox folders are reached through the document portal, which is not supported yet.";
+    return Keel::failure(
+        "Inside a Flatpak sandbox folders are reached through the document portal, which is not supported yet.");
   }
-  if (!url.isFileURL()) return "Only folders given by file URLs can be accessed.";
+  if (!url.isFileURL()) return Keel::failure("Only folders given by file URLs can be accessed.");
   const auto path = url.path();
   struct stat info {};
   if (path.find('\0') != std::string::npos || stat(path.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-    return "There is no folder at " + inQuotes(path) + ".";
+    return Keel::failure("There is no folder at " + inQuotes(path) + ".");
   }
   if (access(path.c_str(), R_OK | X_OK) != 0) {
-    return "The folder " + inQuotes(path) + " can\u2019t be read and entered: " + std::strerror(errno) + ".";
+    return Keel::failure("The folder " + inQuotes(path) + " can\u2019t be read and entered: " + std::strerror(errno) +
+                         ".");
   }
-  return std::nullopt;
+  return Keel::success();
 }
 
 void writeToSystemLog(std::string_view message) {

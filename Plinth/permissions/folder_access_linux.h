@@ -4,10 +4,9 @@
 #pragma once
 
 #include <filesystem>
-#include <optional>
-#include <string>
 #include <string_view>
 
+#include "Keel/core/result.h"
 #include "Plinth/permissions/folder_access.h"
 
 namespace Plinth {
@@ -31,15 +30,15 @@ class LinuxBookmarks final : public BookmarkMaker, public BookmarkResolver {
 // Inside a sandbox (the file `flatpakInfo`, "/.flatpak-info" by default,
 // exists) folders outside it are reached through the document portal, which
 // this build does not use yet, so access is refused there with a reason (see
-// refusal) rather than pretended.
+// checkAccess) rather than pretended.
 class LinuxFolderAccess final : public FolderAccess {
  public:
   explicit LinuxFolderAccess(std::filesystem::path flatpakInfo = "/.flatpak-info")
       : flatpakInfo_(std::move(flatpakInfo)) {}
-  [[nodiscard]] bool startAccessing(const Keel::URL& url) override { return !refusal(url); }
+  [[nodiscard]] bool startAccessing(const Keel::URL& url) override { return checkAccess(url).ok(); }
   void stopAccessing(const Keel::URL& /*url*/) override {}
-  // Why access to `url` would not start, or nothing when it would.
-  [[nodiscard]] std::optional<std::string> refusal(const Keel::URL& url) const;
+  // Success when access to `url` would start; otherwise why it would not.
+  [[nodiscard]] Keel::Result<void> checkAccess(const Keel::URL& url) const;
 
  private:
   std::filesystem::path flatpakInfo_;

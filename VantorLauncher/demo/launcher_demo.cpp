@@ -139,7 +139,7 @@ int main() {
   std::unique_ptr<Vantor::Testing::PrivateSessionBus> privateBus;
   std::string bus;
   const auto session = Keel::detail::busAddress(Keel::detail::BusType::session);
-  if (!session || Plinth::BusNotificationCenter(session).unavailableReason()) {
+  if (!session || !Plinth::BusNotificationCenter(session).availability()) {
     privateBus = std::make_unique<Vantor::Testing::PrivateSessionBus>();
     bus = privateBus->address();
     std::printf("  no session bus reachable: started a private dbus-daemon at %s\n", bus.c_str());

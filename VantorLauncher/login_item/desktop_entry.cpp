@@ -81,7 +81,7 @@ std::vector<std::string> DesktopEntry::list(const std::string& key) const {
   return unescapeInto(found->second, true);
 }
 
-Outcome<DesktopEntry> parseDesktopEntry(std::string_view text) {
+Keel::Result<DesktopEntry> parseDesktopEntry(std::string_view text) {
   DesktopEntry entry;
   bool inGroup = false;
   bool anyGroup = false;
@@ -97,19 +97,19 @@ Outcome<DesktopEntry> parseDesktopEntry(std::string_view text) {
     if (content.empty() || content.front() == '#') continue;
     const std::string where = "line " + std::to_string(lineNumber) + ": ";
     if (content.front() == '[') {
-      if (content.back() != ']') return Outcome<DesktopEntry>::failure(where + "a group header without its ']'");
+      if (content.back() != ']') return Keel::failure(where + "a group header without its ']'");
       const std::string_view group = content.substr(1, content.size() - 2);
       inGroup = group == entryGroup;
-      if (inGroup && sawEntryGroup) return Outcome<DesktopEntry>::failure(where + "a second [Desktop Entry] group");
+      if (inGroup && sawEntryGroup) return Keel::failure(where + "a second [Desktop Entry] group");
       sawEntryGroup = sawEntryGroup || inGroup;
       anyGroup = true;
       continue;
     }
     const auto equals = content.find('=');
     if (equals == std::string_view::npos || trimmed(content.substr(0, equals)).empty()) {
-      return Outcome<DesktopEntry>::failure(where + "neither a group, a key nor a comment");
+      return Keel::failure(where + "neither a group, a key nor a comment");
     }
-    if (!anyGroup) return Outcome<DesktopEntry>::failure(where + "a key before the first group");
+    if (!anyGroup) return Keel::failure(where + "a key before the first group");
     const std::string_view key = trimmed(content.substr(0, equals));
     if (!inGroup || key.find('[') != std::string_view::npos) continue;
     // The value keeps trailing blanks (they may be meant), not leading ones.
@@ -117,7 +117,7 @@ Outcome<DesktopEntry> parseDesktopEntry(std::string_view text) {
     value.remove_prefix(std::min(value.size(), value.find_first_not_of(blankCharacters)));
     entry.rawValues[std::string(key)] = std::string(value);
   }
-  if (!sawEntryGroup) return Outcome<DesktopEntry>::failure("no [Desktop Entry] group");
+  if (!sawEntryGroup) return Keel::failure("no [Desktop Entry] group");
   return entry;
 }
 
@@ -167,7 +167,7 @@ std::string quoteExecArgument(std::string_view argument) {
   return out;
 }
 
-Outcome<std::vector<std::string>> splitExec(std::string_view exec) {
+Keel::Result<std::vector<std::string>> splitExec(std::string_view exec) {
   std::vector<std::string> arguments;
   std::string current;
   bool inArgument = false;
@@ -199,7 +199,7 @@ Outcome<std::vector<std::string>> splitExec(std::string_view exec) {
       inArgument = true;
     }
   }
-  if (inQuotes) return Outcome<std::vector<std::string>>::failure("a quoted argument without its closing quote");
+  if (inQuotes) return Keel::failure("a quoted argument without its closing quote");
   if (inArgument) arguments.push_back(std::move(current));
   return arguments;
 }

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "VantorLauncher/login_item/outcome.h"
+#include "Keel/core/result.h"
 
 namespace Vantor {
 
@@ -35,7 +35,7 @@ class DesktopEntry {
 // repeated key keeps its last value. Fails on a line that is neither a group
 // header, a key, a comment nor blank, on a key before the first group, on a
 // repeated [Desktop Entry] group, and when there is no such group.
-[[nodiscard]] Outcome<DesktopEntry> parseDesktopEntry(std::string_view text);
+[[nodiscard]] Keel::Result<DesktopEntry> parseDesktopEntry(std::string_view text);
 
 // `value` with the escapes of the format's string values: "\\", "\n", "\t",
 // "\r", and "\s" for a leading space.
@@ -54,7 +54,7 @@ class DesktopEntry {
 
 // The arguments of an unescaped Exec value: quoting undone, "%%" turned into
 // "%", other field codes kept as written. Fails on an unterminated quote.
-[[nodiscard]] Outcome<std::vector<std::string>> splitExec(std::string_view exec);
+[[nodiscard]] Keel::Result<std::vector<std::string>> splitExec(std::string_view exec);
 
 // A file of one [Desktop Entry] group with `keys` in order; values are
 // escaped here.

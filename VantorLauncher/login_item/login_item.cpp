@@ -50,39 +50,37 @@ bool fitsDesktopEntry(std::string_view text) {
 // The whole regular file at `path`, or why not: a folder, something else
 // that is no regular file (never opened, as a FIFO or a device could block),
 // unreadable, or larger than an entry can be.
-Outcome<std::string> readEntryText(const fs::path& path) {
-  using Result = Outcome<std::string>;
+Keel::Result<std::string> readEntryText(const fs::path& path) {
   std::error_code error;
   const auto status = fs::status(path, error);
-  if (error) return Result::failure(error.message());
-  if (fs::is_directory(status)) return Result::failure("is a folder, not a file");
-  if (!fs::is_regular_file(status)) return Result::failure("not a regular file");
+  if (error) return Keel::failure(error.message());
+  if (fs::is_directory(status)) return Keel::failure("is a folder, not a file");
+  if (!fs::is_regular_file(status)) return Keel::failure("not a regular file");
   const std::string tooLarge = "larger than " + std::to_string(maxEntryBytes >> 20) + " MiB";
-  if (fs::file_size(path, error) > maxEntryBytes && !error) return Result::failure(tooLarge);
+  if (fs::file_size(path, error) > maxEntryBytes && !error) return Keel::failure(tooLarge);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  if (!file) return Result::failure(std::strerror(errno));
+  if (!file) return Keel::failure(std::strerror(errno));
   std::string text;
   std::array<char, 4096> buffer{};
   std::size_t n = 0;
   while ((n = std::fread(buffer.data(), 1, buffer.size(), file.get())) > 0) {
-    if (n > maxEntryBytes - text.size()) return Result::failure(tooLarge);  // it grew while read
+    if (n > maxEntryBytes - text.size()) return Keel::failure(tooLarge);  // it grew while read
     text.append(buffer.data(), n);
   }
-  if (std::ferror(file.get()) != 0) return Result::failure(std::strerror(errno));
+  if (std::ferror(file.get()) != 0) return Keel::failure(std::strerror(errno));
   return text;
 }
 
 // The file at `path`: nothing when there is none, a failure when it exists
 // but cannot be read.
-Outcome<std::optional<AutostartFile>> readAutostartFile(const fs::path& path) {
-  using Result = Outcome<std::optional<AutostartFile>>;
+Keel::Result<std::optional<AutostartFile>> readAutostartFile(const fs::path& path) {
   std::error_code error;
   if (fs::symlink_status(path, error).type() == fs::file_type::not_found) return std::optional<AutostartFile>();
   auto text = readEntryText(path);
   if (!text) {
     // A link to nothing is no entry.
     if (!fs::exists(path, error)) return std::optional<AutostartFile>();
-    return Result::failure("cannot read " + path.string() + ": " + text.error());
+    return Keel::failure("cannot read " + path.string() + ": " + text.error());
   }
   return std::optional<AutostartFile>(AutostartFile{path, std::move(text.value())});
 }
@@ -93,15 +91,15 @@ struct Entries {
   std::optional<AutostartFile> system;  // the most important system folder's
 };
 
-Outcome<Entries> findEntries(const LoginItem& item, const LoginItemEnvironment& environment) {
+Keel::Result<Entries> findEntries(const LoginItem& item, const LoginItemEnvironment& environment) {
   Entries entries;
   entries.userPath = environment.configHome / "autostart" / item.fileName();
   auto user = readAutostartFile(entries.userPath);
-  if (!user) return Outcome<Entries>::failure(user.error());
+  if (!user) return Keel::failure(user.error());
   entries.user = std::move(user.value());
   for (const auto& folder : environment.configDirs) {
     auto system = readAutostartFile(folder / "autostart" / item.fileName());
-    if (!system) return Outcome<Entries>::failure(system.error());
+    if (!system) return Keel::failure(system.error());
     if (system.value()) {
       entries.system = std::move(system.value());
       break;
@@ -110,20 +108,18 @@ Outcome<Entries> findEntries(const LoginItem& item, const LoginItemEnvironment& 
   return entries;
 }
 
-Outcome<std::string> writeEntry(const LoginItem& item, const fs::path& path, bool hidden, const FileWriter& write) {
+Keel::Result<void> writeEntry(const LoginItem& item, const fs::path& path, bool hidden, const FileWriter& write) {
   auto text = loginItemEntry(item, hidden);
-  if (!text) return text;
+  if (!text) return Keel::failure(text.error());
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
-  if (error)
-    return Outcome<std::string>::failure("cannot create " + path.parent_path().string() + ": " + error.message());
-  if (auto failed = write(path, text.value())) return Outcome<std::string>::failure(*failed);
-  return std::string();
+  if (error) return Keel::failure("cannot create " + path.parent_path().string() + ": " + error.message());
+  return write(path, text.value());
 }
 
 }  // namespace
 
-Outcome<LoginItemEnvironment> LoginItemEnvironment::fromVariables(
+Keel::Result<LoginItemEnvironment> LoginItemEnvironment::fromVariables(
     const std::function<std::optional<std::string>(const std::string&)>& variable) {
   LoginItemEnvironment environment;
   const auto absolute = [&](const char* name) -> std::optional<fs::path> {
@@ -136,8 +132,7 @@ Outcome<LoginItemEnvironment> LoginItemEnvironment::fromVariables(
   } else if (auto home = absolute("HOME")) {
     environment.configHome = *home / ".config";
   } else {
-    return Outcome<LoginItemEnvironment>::failure(
-        "cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path");
+    return Keel::failure("cannot find the configuration folder: neither XDG_CONFIG_HOME nor HOME is an absolute path");
   }
   for (const auto& folder : splitColons(variable("XDG_CONFIG_DIRS").value_or(""))) {
     if (fs::path(folder).is_absolute()) environment.configDirs.emplace_back(folder);
@@ -159,23 +154,23 @@ bool programInPath(const std::string& program, std::string_view searchPath) {
   return false;
 }
 
-Outcome<LoginItem> LoginItem::forBundle(const fs::path& bundle) {
+Keel::Result<LoginItem> LoginItem::forBundle(const fs::path& bundle) {
   std::error_code error;
   fs::path path = fs::absolute(bundle, error).lexically_normal();
-  if (error) return Outcome<LoginItem>::failure(error.message());
+  if (error) return Keel::failure(error.message());
   // "Vantor.app/" normalises to "Vantor.app/" with an empty last name.
   if (!path.has_filename() && path.has_parent_path()) path = path.parent_path();
-  if (!fs::is_directory(path, error)) return Outcome<LoginItem>::failure("not a bundle folder");
+  if (!fs::is_directory(path, error)) return Keel::failure("not a bundle folder");
   LoginItem item;
   item.bundle = path;
   const Keel::Bundle keelBundle(path);
   const auto identifier = keelBundle.bundleIdentifier();
   if (!identifier) {
-    return Outcome<LoginItem>::failure("no CFBundleIdentifier in " + keelBundle.infoPlistPath().string());
+    return Keel::failure("no CFBundleIdentifier in " + keelBundle.infoPlistPath().string());
   }
   if (identifier->empty() || *identifier == "." || *identifier == ".." || identifier->find('/') != std::string::npos ||
       !fitsDesktopEntry(*identifier)) {
-    return Outcome<LoginItem>::failure("its CFBundleIdentifier \"" + *identifier + "\" cannot name a file");
+    return Keel::failure("its CFBundleIdentifier \"" + *identifier + "\" cannot name a file");
   }
   item.identifier = *identifier;
   item.launcher =
@@ -184,12 +179,11 @@ Outcome<LoginItem> LoginItem::forBundle(const fs::path& bundle) {
   return item;
 }
 
-Outcome<std::string> loginItemEntry(const LoginItem& item, bool hidden) {
+Keel::Result<std::string> loginItemEntry(const LoginItem& item, bool hidden) {
   const std::string launcher = item.launcher.string();
   if (!fitsDesktopEntry(launcher) || !fitsDesktopEntry(item.name)) {
-    return Outcome<std::string>::failure(
-        "the launcher's path " + launcher +
-        " is not UTF-8 or holds control characters, which an autostart entry cannot carry");
+    return Keel::failure("the launcher's path " + launcher +
+                         " is not UTF-8 or holds control characters, which an autostart entry cannot carry");
   }
   std::vector<std::pair<std::string, std::string>> keys = {
       {"Type", "Application"},
@@ -205,19 +199,18 @@ Outcome<std::string> loginItemEntry(const LoginItem& item, bool hidden) {
   return writeDesktopEntry(keys);
 }
 
-Outcome<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
-                                     const FileWriter& write) {
+Keel::Result<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                          const FileWriter& write) {
   if (!isExecutableFile(item.launcher)) {
-    return Outcome<std::string>::failure("the bundle has no launcher executable at " + item.launcher.string());
+    return Keel::failure("the bundle has no launcher executable at " + item.launcher.string());
   }
   const fs::path path = environment.configHome / "autostart" / item.fileName();
-  if (auto written = writeEntry(item, path, false, write); !written) return written;
+  if (auto written = writeEntry(item, path, false, write); !written) return Keel::failure(written.error());
   auto entries = findEntries(item, environment);
-  if (!entries) return Outcome<std::string>::failure(entries.error());
+  if (!entries) return Keel::failure(entries.error());
   const auto state = autostartState(entries.value().user, entries.value().system, environment.session);
   // Our own entry cannot be refused by this session's rules; if it is, say so.
-  if (!state.enabled)
-    return Outcome<std::string>::failure("wrote " + path.string() + ", but it is " + state.explanation);
+  if (!state.enabled) return Keel::failure("wrote " + path.string() + ", but it is " + state.explanation);
   std::string report = "enabled: wrote " + path.string() + "\n";
   // The entry is right ("%%" is a literal "%"), but GLib's desktop-entry reader
   // looks for the program before undoing "%%", finds none and drops the entry.
@@ -229,43 +222,42 @@ Outcome<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvir
   return report;
 }
 
-Outcome<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
-                                      const FileWriter& write) {
+Keel::Result<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                           const FileWriter& write) {
   auto found = findEntries(item, environment);
-  if (!found) return Outcome<std::string>::failure(found.error());
+  if (!found) return Keel::failure(found.error());
   const Entries& entries = found.value();
   std::string report;
   if (entries.system) {
     // A system entry can only be overridden, never removed, by the user.
-    if (auto written = writeEntry(item, entries.userPath, true, write); !written) return written;
+    if (auto written = writeEntry(item, entries.userPath, true, write); !written) return Keel::failure(written.error());
     report = "disabled: wrote " + entries.userPath.string() + " with Hidden=true, which overrides the system entry " +
              entries.system->path.string() + "\n";
   } else if (entries.user) {
     std::error_code error;
     fs::remove(entries.userPath, error);
-    if (error)
-      return Outcome<std::string>::failure("cannot remove " + entries.userPath.string() + ": " + error.message());
+    if (error) return Keel::failure("cannot remove " + entries.userPath.string() + ": " + error.message());
     report = "disabled: removed " + entries.userPath.string() + "\n";
   } else {
     return std::string("disabled: there was no autostart entry\n");
   }
   auto after = findEntries(item, environment);
-  if (!after) return Outcome<std::string>::failure(after.error());
+  if (!after) return Keel::failure(after.error());
   const auto state = autostartState(after.value().user, after.value().system, environment.session);
-  if (state.enabled) return Outcome<std::string>::failure("still " + state.explanation);
+  if (state.enabled) return Keel::failure("still " + state.explanation);
   return report;
 }
 
-Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& launcher,
-                                      const LoginItemEnvironment& environment, const FileWriter& write) {
+Keel::Result<std::string> installLoginItem(const LoginItem& item, const fs::path& launcher,
+                                           const LoginItemEnvironment& environment, const FileWriter& write) {
   if (!isExecutableFile(launcher)) {
-    return Outcome<std::string>::failure("no launcher executable at " + launcher.string() +
-                                         " (install vantor-launcher, or name one with --launcher)");
+    return Keel::failure("no launcher executable at " + launcher.string() +
+                         " (install vantor-launcher, or name one with --launcher)");
   }
   std::error_code error;
   const fs::path folder = item.launcher.parent_path();
   fs::create_directories(folder, error);
-  if (error) return Outcome<std::string>::failure("cannot create " + folder.string() + ": " + error.message());
+  if (error) return Keel::failure("cannot create " + folder.string() + ": " + error.message());
   const fs::path fresh = folder / ".VantorLauncher.new";
   constexpr auto executablePermissions = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                                fs::perms::others_read | fs::perms::others_exec;
@@ -275,8 +267,7 @@ Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& lau
   if (error) {
     std::error_code ignored;
     fs::remove(fresh, ignored);
-    return Outcome<std::string>::failure("cannot place the launcher at " + item.launcher.string() + ": " +
-                                         error.message());
+    return Keel::failure("cannot place the launcher at " + item.launcher.string() + ": " + error.message());
   }
   std::string report = "installed: copied " + launcher.string() + " to " + item.launcher.string() + "\n";
 
@@ -291,8 +282,8 @@ Outcome<std::string> installLoginItem(const LoginItem& item, const fs::path& lau
         {"CFBundlePackageType", "APPL"},
         {"LSBackgroundOnly", true},
     }));
-    if (!plist) return Outcome<std::string>::failure("cannot write " + info.string() + ": " + plist.error().text());
-    if (auto failed = write(info, plist.value())) return Outcome<std::string>::failure(*failed);
+    if (!plist) return Keel::failure("cannot write " + info.string() + ": " + plist.error().text());
+    if (auto written = write(info, plist.value()); !written) return Keel::failure(written.error());
   }
   auto enabled = enableLoginItem(item, environment, write);
   if (!enabled) return enabled;
@@ -325,9 +316,9 @@ std::string LoginItemStatus::json(const LoginItem& item) const {
   return Keel::JSON::write(tree).value() + "\n";
 }
 
-Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment) {
+Keel::Result<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment) {
   auto entries = findEntries(item, environment);
-  if (!entries) return Outcome<LoginItemStatus>::failure(entries.error());
+  if (!entries) return Keel::failure(entries.error());
   LoginItemStatus status{autostartState(entries.value().user, entries.value().system, environment.session), {}};
   // A moved or copied bundle leaves entries that start another launcher.
   if (status.state.enabled && status.state.program && *status.state.program != item.launcher.string()) {

@@ -12,8 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Keel/core/result.h"
 #include "VantorLauncher/login_item/autostart.h"
-#include "VantorLauncher/login_item/outcome.h"
 
 namespace Vantor {
 
@@ -29,7 +29,7 @@ struct LoginItemEnvironment {
   // TryExec programs looked up in $PATH. Relative paths are ignored, as the
   // base-directory rules require. Fails when neither $XDG_CONFIG_HOME nor
   // $HOME is an absolute path.
-  [[nodiscard]] static Outcome<LoginItemEnvironment> fromVariables(
+  [[nodiscard]] static Keel::Result<LoginItemEnvironment> fromVariables(
       const std::function<std::optional<std::string>(const std::string&)>& variable);
 };
 
@@ -47,7 +47,7 @@ struct LoginItem {
   // The item of the bundle folder at `bundle` (made absolute). Fails when it
   // is no folder or its Info.plist has no CFBundleIdentifier fit for a file
   // name. The launcher need not exist.
-  [[nodiscard]] static Outcome<LoginItem> forBundle(const std::filesystem::path& bundle);
+  [[nodiscard]] static Keel::Result<LoginItem> forBundle(const std::filesystem::path& bundle);
 
   // "<identifier>.launcher.desktop".
   [[nodiscard]] std::string fileName() const { return identifier + ".launcher.desktop"; }
@@ -57,36 +57,36 @@ struct LoginItem {
 // `hidden` (which disables a system entry of the same name). Fails when the
 // launcher's path or the name are not UTF-8 or hold control characters,
 // which desktop entries cannot carry.
-[[nodiscard]] Outcome<std::string> loginItemEntry(const LoginItem& item, bool hidden);
+[[nodiscard]] Keel::Result<std::string> loginItemEntry(const LoginItem& item, bool hidden);
 
-// Writes a file atomically; nothing on success, else the reason.
-using FileWriter = std::function<std::optional<std::string>(const std::filesystem::path&, std::string_view)>;
+// Writes a file atomically, or says why it could not.
+using FileWriter = std::function<Keel::Result<void>(const std::filesystem::path&, std::string_view)>;
 
 // The real FileWriter: replaces `path` (mode 0644) through a hidden temporary
 // file beside it, so that a reader listing the folder never takes the
 // temporary for an entry, and readers see the old or the new file whole
 // even if the machine stops half-way. The folder must exist. Never throws.
-[[nodiscard]] std::optional<std::string> writeFileAtomically(const std::filesystem::path& path,
-                                                             std::string_view contents);
+[[nodiscard]] Keel::Result<void> writeFileAtomically(const std::filesystem::path& path, std::string_view contents);
 
 // Each returns the lines to print on success, or the reason for failing.
 // enable: writes the user's entry (the launcher must be an executable file),
 // with a note when the launcher's path holds "%", which GLib-based sessions
 // cannot start.
-[[nodiscard]] Outcome<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
-                                                   const FileWriter& write);
+[[nodiscard]] Keel::Result<std::string> enableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                                        const FileWriter& write);
 // disable: when a system entry exists, writes a user entry with Hidden=true
 // to override it; otherwise removes the user's entry, if any.
-[[nodiscard]] Outcome<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
-                                                    const FileWriter& write);
+[[nodiscard]] Keel::Result<std::string> disableLoginItem(const LoginItem& item, const LoginItemEnvironment& environment,
+                                                         const FileWriter& write);
 // install: copies the launcher executable at `launcher` into the bundle at
 // `item.launcher` (through a new file renamed into place, so that a launcher
 // running from the old copy keeps its file), gives the launcher's own bundle
 // an Info.plist when it has none, then enables the item as `enableLoginItem`
 // does. Fails, leaving the entries as they were, when `launcher` is no
 // executable file or the bundle cannot be written.
-[[nodiscard]] Outcome<std::string> installLoginItem(const LoginItem& item, const std::filesystem::path& launcher,
-                                                    const LoginItemEnvironment& environment, const FileWriter& write);
+[[nodiscard]] Keel::Result<std::string> installLoginItem(const LoginItem& item, const std::filesystem::path& launcher,
+                                                         const LoginItemEnvironment& environment,
+                                                         const FileWriter& write);
 
 // Whether the session starts the item's launcher, and why.
 struct LoginItemStatus {
@@ -103,6 +103,7 @@ struct LoginItemStatus {
   // launcher, explanation.
   [[nodiscard]] std::string json(const LoginItem& item) const;
 };
-[[nodiscard]] Outcome<LoginItemStatus> loginItemStatus(const LoginItem& item, const LoginItemEnvironment& environment);
+[[nodiscard]] Keel::Result<LoginItemStatus> loginItemStatus(const LoginItem& item,
+                                                            const LoginItemEnvironment& environment);
 
 }  // namespace Vantor

@@ -8,13 +8,13 @@
 
 namespace Vantor {
 
-std::optional<std::string> writeFileAtomically(const std::filesystem::path& path, std::string_view contents) {
+Keel::Result<void> writeFileAtomically(const std::filesystem::path& path, std::string_view contents) {
   const std::filesystem::path folder = path.parent_path().empty() ? "." : path.parent_path();
   const std::string temporaryPrefix = (folder / ("." + path.filename().string() + ".")).string();
   if (!Keel::replaceFileAtomically(path, temporaryPrefix, 0644, contents).valid()) {
-    return "cannot write " + path.string() + ": " + std::strerror(errno);
+    return Keel::failure("cannot write " + path.string() + ": " + std::strerror(errno));
   }
-  return std::nullopt;
+  return Keel::success();
 }
 
 }  // namespace Vantor

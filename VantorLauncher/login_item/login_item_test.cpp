@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-Outcome<LoginItemEnvironment> environmentOf(std::map<std::string, std::string> variables) {
+Keel::Result<LoginItemEnvironment> environmentOf(std::map<std::string, std::string> variables) {
   return LoginItemEnvironment::fromVariables([&](const std::string& name) -> std::optional<std::string> {
     const auto found = variables.find(name);
     return found == variables.end() ? std::nullopt : std::optional<std::string>(found->second);
