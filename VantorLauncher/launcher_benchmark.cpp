@@ -112,7 +112,8 @@ class BusyProcessTable {
   static constexpr int extraCount = 2000;
   BusyProcessTable()
       : group_({.argv = {"/bin/sh", "-c",
-                         "i=0; while [ $i -lt " + std::to_string(extraCount) + " ]; do sleep 600 & i=$((i+1)); done; wait"},
+                         "i=0; while [ $i -lt " + std::to_string(extraCount) +
+                             " ]; do sleep 600 & i=$((i+1)); done; wait"},
                 .newProcessGroup = true}) {
     Vantor::Testing::waitUntil([] { return Vantor::Testing::processesRunning("/usr/bin/sleep").size() >= extraCount; },
                                60s);

@@ -23,11 +23,12 @@ def offending_lines(text):
         code = line.split("//", 1)[0]
         if re.search(r"\benum\b", code):
             in_enum = True
-        match = DECLARED.search(code)
-        if match:
-            yield number, match.group(2)
-        elif in_enum and ENUMERATOR.match(code):
-            yield number, ENUMERATOR.match(code).group(1)
+        declared = DECLARED.search(code)
+        enumerator = ENUMERATOR.match(code) if in_enum else None
+        if declared:
+            yield number, declared.group(2)
+        elif enumerator:
+            yield number, enumerator.group(1)
         if in_enum and "}" in code:
             in_enum = False
 

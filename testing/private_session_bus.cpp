@@ -19,7 +19,8 @@ namespace {
 // folders, through which D-Bus activation could start real services (a real
 // desktop portal) on the test's bus. This one names none, so only what a test
 // starts itself is ever on the bus.
-constexpr const char* busConfiguration = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+constexpr const char* busConfiguration =
+    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>

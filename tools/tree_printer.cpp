@@ -155,7 +155,8 @@ std::string dateText(const Keel::Date& date) {
   // Years 1 to 9999, so that the text keeps its four-digit shape.
   constexpr double earliestSeconds = -62135596800.0;
   constexpr double latestSeconds = 253402300800.0;
-  if (!std::isfinite(since1970) || since1970 < earliestSeconds || since1970 >= latestSeconds) return Keel::describe(date);
+  if (!std::isfinite(since1970) || since1970 < earliestSeconds || since1970 >= latestSeconds)
+    return Keel::describe(date);
   const double wholeSeconds = std::floor(since1970);
   auto micros = static_cast<long long>(std::llround((since1970 - wholeSeconds) * 1e6));
   auto seconds = static_cast<long long>(wholeSeconds);

@@ -196,7 +196,7 @@ int main(int argc, char** argv) {
     std::error_code error;
     if (!std::filesystem::is_directory(environment.applicationsRoot, error)) {
       return failure(toolName, "cannot read the folder '" + environment.applicationsRoot +
-                                "': " + (error ? error.message() : std::string("not a folder")));
+                                   "': " + (error ? error.message() : std::string("not a folder")));
     }
     Plinth::FileIconManager icons(Plinth::systemIconPlatform(), "/System/Applications", environment.applicationsRoot);
     environment.icons = &icons;

@@ -49,25 +49,25 @@ std::optional<Integer> parseInteger(std::string_view text) {
 
 // Texts vendors leave in firmware fields they never filled in.
 constexpr std::array<std::string_view, 20> placeholders{"To Be Filled By O.E.M.",
-                                                         "To Be Filled By OEM",
-                                                         "Default string",
-                                                         "System Product Name",
-                                                         "System Serial Number",
-                                                         "System Version",
-                                                         "System Name",
-                                                         "Not Specified",
-                                                         "Not Applicable",
-                                                         "None",
-                                                         "O.E.M.",
-                                                         "OEM",
-                                                         "Unknown",
-                                                         "Undefined",
-                                                         "Invalid",
-                                                         "N/A",
-                                                         "x.x",
-                                                         "0123456789",
-                                                         "123456789",
-                                                         "Type1ProductConfigId"};
+                                                        "To Be Filled By OEM",
+                                                        "Default string",
+                                                        "System Product Name",
+                                                        "System Serial Number",
+                                                        "System Version",
+                                                        "System Name",
+                                                        "Not Specified",
+                                                        "Not Applicable",
+                                                        "None",
+                                                        "O.E.M.",
+                                                        "OEM",
+                                                        "Unknown",
+                                                        "Undefined",
+                                                        "Invalid",
+                                                        "N/A",
+                                                        "x.x",
+                                                        "0123456789",
+                                                        "123456789",
+                                                        "Type1ProductConfigId"};
 
 bool isZeros(std::string_view text) {
   bool sawZero = false;
@@ -96,7 +96,7 @@ std::optional<std::string> firmwareText(std::string_view raw) {
 
 std::string processorName(std::string_view cpuinfo) {
   static constexpr std::array<std::string_view, 6> modelKeys{"model name", "Processor", "cpu model",
-                                                         "uarch",      "cpu",       "Hardware"};
+                                                             "uarch",      "cpu",       "Hardware"};
   std::array<std::string_view, modelKeys.size()> found{};
   forEachLine(cpuinfo, [&](std::string_view line) {
     const std::size_t colon = line.find(':');
@@ -150,7 +150,8 @@ std::string uptimeText(double seconds) {
   // -2^63) truncates into range.
   constexpr double int64Limit = 9223372036854775808.0;
   if (!std::isfinite(seconds)) fatalError("System uptime is not a finite number of seconds.");
-  if (seconds >= int64Limit || seconds < -int64Limit) fatalError("System uptime does not fit a 64-bit count of seconds.");
+  if (seconds >= int64Limit || seconds < -int64Limit)
+    fatalError("System uptime does not fit a 64-bit count of seconds.");
   return DateUtilities::durationString(static_cast<std::int64_t>(seconds));
 }
 

@@ -67,8 +67,8 @@ class ByteCodingInterop : public ::testing::Test {
   // `packed` decompressed by Python's zlib, or nothing if it refused.
   std::optional<Bytes> pythonDecompressed(std::span<const std::uint8_t> packed, int windowBits) {
     write(folder_ / "packed", packed);
-    if (!run(std::string(pythonPath) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") + " " +
-             quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
+    if (!run(std::string(pythonPath) + " " + quoted(folder_ / "decompress.py") + " " + quoted(folder_ / "packed") +
+             " " + quoted(folder_ / "plain") + " " + std::to_string(windowBits))) {
       return std::nullopt;
     }
     return readFileBytes(folder_ / "plain");

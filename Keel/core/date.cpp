@@ -113,9 +113,8 @@ Date::Date(std::string_view string, const LocaleSettings& settings, const Clock&
 }
 
 Date::Date(int day, int month, int year, int hour, int minute, int second, const LocaleSettings& settings) {
-  const double estimate =
-      ((year - 1970.0) * daysPerYear + (month - 1.0) * daysPerMonth + (day - 1.0)) * secondsPerDay + hour * 3600.0 +
-      minute * 60.0 + second;
+  const double estimate = ((year - 1970.0) * daysPerYear + (month - 1.0) * daysPerMonth + (day - 1.0)) * secondsPerDay +
+                          hour * 3600.0 + minute * 60.0 + second;
   if (!isRepresentable(estimate)) fatalError(noDate);
   icu::Calendar& calendar = calendarOrDie(settings);
   calendar.set(UCAL_YEAR, year);

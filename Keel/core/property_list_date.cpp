@@ -122,7 +122,8 @@ std::optional<double> parseDateText(std::string_view text) {
 }
 
 std::optional<std::string> dateText(double seconds) {
-  if (!std::isfinite(seconds) || seconds < static_cast<double>(earliestSeconds) || seconds >= static_cast<double>(endSeconds)) {
+  if (!std::isfinite(seconds) || seconds < static_cast<double>(earliestSeconds) ||
+      seconds >= static_cast<double>(endSeconds)) {
     return std::nullopt;
   }
   // The shortest fixed-point decimal that reads back as `seconds`: at most a

@@ -176,8 +176,8 @@ void QueueCore::leaveSlow(bool exclusive) noexcept {
 void QueueCore::collectInboxLocked() noexcept {
   std::uint64_t s = state_.load(std::memory_order_acquire);
   if ((s & inboxBit) == 0) return;  // only collectors clear it, and they hold the lock
-  while (
-      !state_.compare_exchange_weak(s, (s | queuedBit) & ~inboxBit, std::memory_order_acq_rel, std::memory_order_acquire)) {
+  while (!state_.compare_exchange_weak(s, (s | queuedBit) & ~inboxBit, std::memory_order_acq_rel,
+                                       std::memory_order_acquire)) {
   }
   auto* newest = reinterpret_cast<WorkItem*>(inbox_.exchange(0, std::memory_order_acq_rel) & ~announcedBit);
   WorkItem* oldest = nullptr;
@@ -209,7 +209,8 @@ void QueueCore::releaseExclusiveLocked() noexcept {
     if ((s & inboxBit) != 0) {
       collectInboxLocked();
       s = state_.load(std::memory_order_acquire);
-    } else if (state_.compare_exchange_weak(s, s & ~exclusiveBit, std::memory_order_acq_rel, std::memory_order_acquire)) {
+    } else if (state_.compare_exchange_weak(s, s & ~exclusiveBit, std::memory_order_acq_rel,
+                                            std::memory_order_acquire)) {
       break;
     }
   }

@@ -157,7 +157,9 @@ int main(int argc, char** argv) {
     before = shot.strip;
     std::printf("  the icon's best contrast with the panel: %.1f:1\n", shot.best);
     // Opened as a user would: a right click on the item; the panel draws it.
-    const auto below = [] { return QGuiApplication::primaryScreen()->grabWindow(0, 0, panelHeight, 360, 160).toImage(); };
+    const auto below = [] {
+      return QGuiApplication::primaryScreen()->grabWindow(0, 0, panelHeight, 360, 160).toImage();
+    };
     const QImage closed = below();
     const QPoint at = shot.icon.center();
     Vantor::Testing::ChildProcess click(Vantor::Testing::ChildOptions{

@@ -55,7 +55,7 @@ constexpr DeviceLine iPadAir{"iPad Air", DeviceKind::tablet, "com.apple.ipad-air
 constexpr DeviceLine iPadMini{"iPad mini", DeviceKind::tablet, "com.apple.ipad-mini.icns", "computer-apple-ipad"};
 constexpr DeviceLine iPadPro{"iPad Pro", DeviceKind::tablet, "com.apple.ipad-pro.icns", "computer-apple-ipad"};
 constexpr DeviceLine iPodTouch{"iPod touch", DeviceKind::mediaPlayer, "com.apple.ipod-touch.icns",
-                                "multimedia-player-apple-ipod-touch"};
+                               "multimedia-player-apple-ipod-touch"};
 constexpr DeviceLine appleWatch{"Apple Watch", DeviceKind::watch, "com.apple.watch.icns", "pda"};
 constexpr DeviceLine airPods{"AirPods", DeviceKind::audio, "com.apple.airpods.icns", "audio-headphones"};
 constexpr DeviceLine airPodsPro{"AirPods Pro", DeviceKind::audio, "com.apple.airpods-pro.icns", "audio-headphones"};

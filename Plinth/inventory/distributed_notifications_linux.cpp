@@ -109,15 +109,14 @@ struct BusNotificationCenter::Impl : std::enable_shared_from_this<Impl> {
     // GDBus writes arg0 into its rule unescaped, and a rule past the bus's
     // limit is refused without a word; so the rule is ours, and names are
     // compared on receipt as well, for the names it cannot carry.
-    std::string rule = bus::signalRule(notificationBusInterface, notificationBusMember, notificationBusPath,
-                                       registration->name);
-    bus::SignalSubscription subscription(
-        made.get(),
-        {nullptr, notificationBusInterface, notificationBusMember, notificationBusPath, nullptr,
-         G_DBUS_SIGNAL_FLAGS_NO_MATCH_RULE},
-        [weak = std::weak_ptr<Registration>(registration)](GVariant* parameters) {
-          if (const auto registered = weak.lock()) deliver(*registered, parameters);
-        });
+    std::string rule =
+        bus::signalRule(notificationBusInterface, notificationBusMember, notificationBusPath, registration->name);
+    bus::SignalSubscription subscription(made.get(),
+                                         {nullptr, notificationBusInterface, notificationBusMember, notificationBusPath,
+                                          nullptr, G_DBUS_SIGNAL_FLAGS_NO_MATCH_RULE},
+                                         [weak = std::weak_ptr<Registration>(registration)](GVariant* parameters) {
+                                           if (const auto registered = weak.lock()) deliver(*registered, parameters);
+                                         });
     {
       std::lock_guard lock(mutex);
       if (!shutDown && registration->active.load()) {

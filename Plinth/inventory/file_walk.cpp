@@ -10,8 +10,8 @@ namespace {
 // The folder extensions that bundles use. A listing shows such a folder as one
 // item, as a file viewer does, and never enters it.
 constexpr std::array<std::string_view, 12> packageExtensions = {".app",        ".appex",    ".bundle", ".framework",
-                                                                 ".plugin",     ".xpc",      ".kext",   ".qlgenerator",
-                                                                 ".mdimporter", ".prefPane", ".saver",  ".component"};
+                                                                ".plugin",     ".xpc",      ".kext",   ".qlgenerator",
+                                                                ".mdimporter", ".prefPane", ".saver",  ".component"};
 
 }  // namespace
 

@@ -260,7 +260,7 @@ Keel::Result<std::string> installLoginItem(const LoginItem& item, const fs::path
   if (error) return Keel::failure("cannot create " + folder.string() + ": " + error.message());
   const fs::path fresh = folder / ".VantorLauncher.new";
   constexpr auto executablePermissions = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
-                               fs::perms::others_read | fs::perms::others_exec;
+                                         fs::perms::others_read | fs::perms::others_exec;
   fs::copy_file(launcher, fresh, fs::copy_options::overwrite_existing, error);
   if (!error) fs::permissions(fresh, executablePermissions, error);
   if (!error) fs::rename(fresh, item.launcher, error);
